@@ -1,0 +1,314 @@
+#include "Oxel_Morvel6_render.h"
+
+#include "dithering.h"
+#include "library_state.h"
+#include "render_pipeline.h"
+
+#include <algorithm>
+#include <iterator>
+
+const uint8_t *EO_RGB_color = nullptr;
+const uint8_t *TCON_INDEX_TABLE = nullptr;
+
+namespace [[gnu::visibility("hidden")]] oxel {
+
+std::uint8_t isInital = 0;
+std::uint16_t COLOR_NUMBER = 0;
+const std::uint8_t *GLUT = nullptr;
+const std::uint8_t *QLUT = nullptr;
+bool tables_usable = false;
+std::uint8_t largest_index = 0;
+
+namespace {
+
+// Package.
+
+constexpr std::uint32_t header_size = 28;
+constexpr std::uint32_t trailer_size = 4;
+constexpr std::uint32_t cell_count = 64 * 64 * 64;
+
+std::uint32_t table[256];
+bool have_table = false;
+
+void build_crc_table() {
+    for (std::uint32_t n = 0; n < 256; ++n) {
+        std::uint32_t x = n;
+        for (int bit = 0; bit < 8; ++bit)
+            x = x & 1 ? x >> 1 ^ 0xEDB88320U : x >> 1;
+        table[n] = x;
+    }
+    have_table = true;
+}
+
+/// CRC-32 of IEEE 802.3, reflected.
+std::uint32_t crc32(const std::uint8_t *bytes, std::uint32_t count) {
+    if (!have_table)
+        build_crc_table();
+    std::uint32_t crc = 0xFFFFFFFFU;
+    for (std::uint32_t i = 0; i < count; ++i)
+        crc = table[(crc ^ bytes[i]) & 0xFF] ^ crc >> 8;
+    return crc ^ 0xFFFFFFFFU;
+}
+
+std::uint32_t read_u16(const std::uint8_t *bytes) {
+    return static_cast<std::uint32_t>(bytes[0] | bytes[1] << 8);
+}
+
+std::uint32_t read_u32(const std::uint8_t *bytes) {
+    return read_u16(bytes) | read_u16(bytes + 2) << 16;
+}
+
+/// Finds out what renders may read, so that no render has to.
+void judge_tables(const std::uint8_t *package, std::uint32_t package_size) {
+    const std::uint32_t end = package_size - trailer_size;
+    const auto fits = [&](std::uint32_t offset_field, std::uint32_t size) {
+        const std::uint32_t offset = read_u32(package + offset_field);
+        return offset >= header_size && offset <= end && size <= end - offset;
+    };
+    largest_index = 0;
+    tables_usable = fits(20, 3 * cell_count) && fits(24, cell_count);
+    if (!tables_usable)
+        return;
+    largest_index = *std::max_element(QLUT, QLUT + cell_count);
+    const std::uint32_t entries = largest_index + 1U;
+    tables_usable = fits(12, 3 * entries) && fits(16, entries);
+}
+
+// Pipeline.
+
+constexpr std::uint8_t NOMINAL_RGB_color[18] = {0,   0, 0, 255, 255, 255, 255, 255, 0,
+                                                255, 0, 0, 0,   255, 0,   0,   0,   255};
+constexpr std::uint8_t NOMINAL_BGR_color[18] = {0, 0, 0,   255, 255, 255, 0,   255, 255,
+                                                0, 0, 255, 0,   255, 0,   255, 0,   0};
+constexpr int nominal_colours = 6;
+
+struct DitheringMode {
+    DitheringRoutine *routine;
+    std::uint8_t serpentine;
+};
+
+constexpr DitheringMode dithering_modes[] = {
+    {Oxel_dithering_Floyd, 0},
+    {Oxel_dithering_Floyd, 1},
+    {Oxel_dithering_Jarvis_Judice_Ninkle, 0},
+    {Oxel_dithering_Jarvis_Judice_Ninkle, 1},
+    {Oxel_dithering_Stucki, 0},
+    {Oxel_dithering_Stucki, 1},
+};
+
+void gamut_map(const std::uint8_t *input, std::uint32_t byte_order, std::size_t pixel_count,
+               std::uint8_t *mapped) {
+    const std::size_t red = byte_order == ORDER_RGB ? 0 : 2;
+    const std::size_t blue = 2 - red;
+    const std::uint8_t *const gamut = GLUT;
+    for (std::size_t i = 0; i < 3 * pixel_count; i += 3) {
+        const std::uint8_t *colour =
+            gamut + 3 * colour_cell(input[i + red], input[i + 1], input[i + blue]);
+        mapped[i + red] = colour[0];
+        mapped[i + 1] = colour[1];
+        mapped[i + blue] = colour[2];
+    }
+}
+
+/// The three bytes that each palette index becomes in one output form.
+class PixelTable {
+  public:
+    explicit PixelTable(const Output &output) {
+        for (std::size_t index = 0; index <= largest_index; ++index)
+            fill(bytes_[index], index, output);
+    }
+
+    const std::uint8_t *operator[](std::uint8_t index) const { return bytes_[index]; }
+
+  private:
+    static void fill(std::uint8_t (&pixel)[3], std::size_t index, const Output &output) {
+        const bool rgb = output.byte_order == ORDER_RGB;
+        const std::uint8_t *colour = EO_RGB_color + 3 * index;
+        switch (output.type) {
+        case OUTPUT_TCON_CODE:
+            std::fill_n(pixel, 3, TCON_INDEX_TABLE[index]);
+            break;
+        case OUTPUT_NOMINAL_RGB:
+            std::copy_n((rgb ? NOMINAL_RGB_color : NOMINAL_BGR_color) + 3 * index, 3, pixel);
+            break;
+        default:
+            pixel[rgb ? 0 : 2] = colour[0];
+            pixel[1] = colour[1];
+            pixel[rgb ? 2 : 0] = colour[2];
+        }
+    }
+
+    std::uint8_t bytes_[256][3];
+};
+
+} // namespace
+
+std::int32_t Output::status() const {
+    switch (type) {
+    case OUTPUT_TCON_CODE:
+        return OXEL_SUCCESS;
+    case OUTPUT_NOMINAL_RGB:
+        if (COLOR_NUMBER != nominal_colours)
+            return OXEL_NOT_SIX_COLOURS;
+        [[fallthrough]];
+    case OUTPUT_EO_RGB:
+        return byte_order > ORDER_BGR ? OXEL_BAD_SELECTOR : OXEL_SUCCESS;
+    default:
+        return OXEL_BAD_SELECTOR;
+    }
+}
+
+std::int32_t check_render(const Input &input, std::uint32_t dithering_mode, const Output *outputs,
+                          std::size_t output_count) {
+    if (!isInital)
+        return OXEL_NOT_INITIALISED;
+    if (dithering_mode >= std::size(dithering_modes) || input.byte_order > ORDER_BGR)
+        return OXEL_BAD_SELECTOR;
+    if (input.size.empty())
+        return OXEL_SUCCESS;
+    if (!input.size.supported() || !input.pixels)
+        return OXEL_BAD_ARGUMENT;
+    bool usable = tables_usable;
+    for (const Output *output = outputs; output != outputs + output_count; ++output) {
+        if (output->status() != OXEL_SUCCESS)
+            continue;
+        if (!output->pixels)
+            return OXEL_BAD_ARGUMENT;
+        if (output->type == OUTPUT_NOMINAL_RGB && largest_index >= nominal_colours)
+            usable = false;
+    }
+    return usable ? OXEL_SUCCESS : OXEL_UNUSABLE_TABLES;
+}
+
+Rendering::Rendering(const Input &input)
+    : input_(input), working_copy_(HeapArray<std::uint8_t>::uninitialised(3 * input.size.pixels())),
+      index_plane_(HeapArray<std::uint8_t>::uninitialised(input.size.pixels())) {}
+
+std::int32_t Rendering::dither(std::uint32_t dithering_mode, std::int32_t rows_down) {
+    if (input_.size.empty())
+        return OXEL_SUCCESS;
+    if (!working_copy_ || !index_plane_)
+        return OXEL_OUT_OF_MEMORY;
+
+    const auto width = static_cast<std::size_t>(input_.size.width);
+    const std::size_t pixels_above = width * static_cast<std::size_t>(rows_down);
+    std::uint8_t *const mapped = working_copy_.get();
+    std::fill_n(mapped, 3 * pixels_above, std::uint8_t{0});
+    gamut_map(mapped, input_.byte_order, pixels_above, mapped);
+    gamut_map(input_.pixels, input_.byte_order, input_.size.pixels() - pixels_above,
+              mapped + 3 * pixels_above);
+
+    const DitheringMode &mode = dithering_modes[dithering_mode];
+    return mode.routine(mapped, input_.byte_order, index_plane_.get(),
+                        static_cast<std::uint32_t>(input_.size.width), input_.size.height,
+                        mode.serpentine);
+}
+
+void Rendering::blank() {
+    std::fill_n(index_plane_.get(), input_.size.pixels(), std::uint8_t{0});
+}
+
+std::int32_t Rendering::write(const Output &output) const {
+    const std::int32_t status = output.status();
+    if (status != OXEL_SUCCESS || input_.size.empty())
+        return status;
+    const PixelTable colours(output);
+    const std::uint8_t *const indices = index_plane_.get();
+    for (std::size_t i = 0; i < input_.size.pixels(); ++i)
+        std::copy_n(colours[indices[i]], 3, output.pixels + 3 * i);
+    return OXEL_SUCCESS;
+}
+
+namespace {
+
+char updateLogMsg[] = "Version Updates:\n"
+                      " v1.0.0 (2024-09-03):\n"
+                      "  - Initial release\n"
+                      " v1.1.0 (2024-09-05):\n"
+                      "  - Fixed HGD3 bug\n"
+                      "  - Added version number\n"
+                      "  - Added Oxel_get_updateLog function\n"
+                      "  - Removed Oxel_get_date function\n"
+                      " v1.1.1 (2024-10-01):\n"
+                      "  - Fixed gamma correction bug\n"
+                      " v1.1.2 (2024-10-15):\n"
+                      "  - Improved compatibility with Morvel 6 Rendering Tool\n"
+                      " v1.2.0 (2024-11-11):\n"
+                      "  - Renamed function Oxel_HGD to Oxel_TFT_format_transfer\n"
+                      "  - Added HSD odd/even and HSD even/odd modes to Oxel_TFT_format_transfer\n"
+                      " v1.2.1 (2024-11-14):\n"
+                      "  - Added support for ARM-OpenWRT platform\n"
+                      " v2.0.0 (2025-03-11):\n"
+                      "  - Expanded LUT to store more information\n"
+                      "  - Supported more colors (8-color, 10-color, 16-color)\n"
+                      " v2.1.0 (2025-06-12):\n"
+                      "  - Added distance-based LUT minimum distance calculation\n"
+                      " v2.1.1 (2025-11-12):\n"
+                      "  - Removef the math library\n"
+                      " v2.1.2 (2026-01-27):\n"
+                      "  - Fixed Stucki Serpentine dithering issue\n"
+                      " v2.2.0 (2026-03-03):\n"
+                      "  - Added Oxel_Morvel6_render_with_powerGuard funcion.\n"
+                      " v2.2.1 (2026-03-10):\n"
+                      "  - Fixed some bugs.\n"
+                      "\n"
+                      "Current Version: v2.2.1\n";
+
+} // namespace
+
+} // namespace gnu::visibility("hidden")]]oxel
+
+using namespace oxel;
+
+int32_t Oxel_Morvel6_render_init(const uint8_t *package, uint32_t package_size) noexcept {
+    if (!package || package_size < header_size || package_size > INT32_MAX)
+        return OXEL_BAD_PACKAGE_LENGTH;
+    const std::uint32_t crc_offset = package_size - trailer_size;
+    if (read_u32(package + crc_offset) != crc32(package, crc_offset))
+        return OXEL_BAD_PACKAGE_CRC;
+    if (read_u32(package + 6) != package_size)
+        return OXEL_BAD_PACKAGE_LENGTH;
+
+    isInital = 1;
+    COLOR_NUMBER = static_cast<std::uint16_t>(read_u16(package + 10));
+    EO_RGB_color = package + read_u32(package + 12);
+    TCON_INDEX_TABLE = package + read_u32(package + 16);
+    GLUT = package + read_u32(package + 20);
+    QLUT = package + read_u32(package + 24);
+    judge_tables(package, package_size);
+    return OXEL_SUCCESS;
+}
+
+int32_t Oxel_Morvel6_render(const uint8_t *input_image, uint32_t rgb_order, uint8_t *output_image,
+                            uint32_t output_order, int32_t width, int32_t height,
+                            uint32_t dithering_mode, int32_t output_type) noexcept {
+    const Input input{input_image, rgb_order, {width, height}};
+    const Output output{output_image, output_order, output_type};
+    if (const auto refusal = check_render(input, dithering_mode, &output, 1))
+        return refusal;
+    Rendering rendering(input);
+    if (const auto failure = rendering.dither(dithering_mode))
+        return failure;
+    return rendering.write(output);
+}
+
+int32_t Oxel_Morvel6_render_All(const uint8_t *input_image, uint32_t rgb_order, uint8_t *tcon_image,
+                                uint8_t *nominal_image, uint8_t *eo_image, void * /*reserved*/,
+                                int32_t width, int32_t height, uint32_t dithering_mode) noexcept {
+    const Input input{input_image, rgb_order, {width, height}};
+    const Output outputs[] = {{tcon_image, rgb_order, OUTPUT_TCON_CODE},
+                              {nominal_image, rgb_order, OUTPUT_NOMINAL_RGB},
+                              {eo_image, rgb_order, OUTPUT_EO_RGB}};
+    if (const auto refusal = check_render(input, dithering_mode, outputs, std::size(outputs)))
+        return refusal;
+    Rendering rendering(input);
+    if (const auto failure = rendering.dither(dithering_mode))
+        return failure;
+    for (const Output &output : outputs)
+        rendering.write(output); // refuses only the nominal form, of other than six colours
+    return OXEL_SUCCESS;
+}
+
+char *Oxel_get_updateLog(void) noexcept {
+    return updateLogMsg;
+}

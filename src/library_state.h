@@ -1,0 +1,25 @@
+#ifndef OXEL_LIBRARY_STATE_H
+#define OXEL_LIBRARY_STATE_H
+
+#include <cstdint>
+
+// What Oxel_Morvel6_render_init adopts, beside the exported EO_RGB_color and TCON_INDEX_TABLE.
+// All zero until then; written by init alone.
+namespace [[gnu::visibility("hidden")]] oxel {
+
+extern std::uint8_t isInital;
+extern std::uint16_t COLOR_NUMBER;
+extern const std::uint8_t *GLUT; // 64 * 64 * 64 mapped colours of 3 bytes R, G, B
+extern const std::uint8_t *QLUT; // 64 * 64 * 64 palette indices
+
+extern bool tables_usable;         // every table that a render reads lies inside the package
+extern std::uint8_t largest_index; // of the bytes in QLUT; 0 unless the tables are usable
+
+/// The gamut and quantisation tables drop two bits of each channel; R is slowest, B fastest.
+inline std::uint32_t colour_cell(std::uint32_t r, std::uint32_t g, std::uint32_t b) {
+    return (r >> 2) << 12 | (g >> 2) << 6 | b >> 2;
+}
+
+} // namespace gnu::visibility("hidden")]]oxel
+
+#endif

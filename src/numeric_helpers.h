@@ -1,0 +1,22 @@
+#ifndef OXEL_NUMERIC_HELPERS_H
+#define OXEL_NUMERIC_HELPERS_H
+
+#include <cstdint>
+
+// The library's own calls come here and not to the exported functions of the same names, which
+// a host's functions could take the place of.
+namespace [[gnu::visibility("hidden")]] oxel {
+
+double my_exp(double x);
+double my_ln(double x);
+double my_int_pow(double base, std::int32_t exponent);
+double my_pow(double base, double exponent);
+
+/// False for NaN.
+inline bool truncates_to_int32(double x) {
+    return x > -2147483649.0 && x < 2147483648.0;
+}
+
+} // namespace gnu::visibility("hidden")]]oxel
+
+#endif

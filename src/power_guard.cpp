@@ -1,0 +1,99 @@
+#include "power_guard.h"
+
+#include "Oxel_Morvel6_render.h"
+#include "library_state.h"
+#include "numeric_helpers.h"
+#include "render_pipeline.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+#include "exact_double.h"
+
+namespace [[gnu::visibility("hidden")]] oxel {
+
+namespace {
+
+constexpr int index_count = 256; // of all that a byte can hold
+
+/// The share of each of the first `colours` indices among the two rows from `pair` on.
+void pair_shares(const std::uint8_t *pair, std::int32_t width, int colours, double *shares) {
+    std::int32_t counts[index_count] = {};
+    const std::int64_t pair_pixels = 2 * std::int64_t{width};
+    for (std::int64_t i = 0; i < pair_pixels; ++i)
+        ++counts[pair[i]];
+    for (int index = 0; index < colours; ++index)
+        shares[index] = counts[index] / static_cast<double>(pair_pixels);
+}
+
+} // namespace
+
+double calculate_difference_of_central_tendency(const std::uint8_t *index_plane, std::int32_t width,
+                                                std::int32_t height) {
+    const std::int32_t pairs = height / 2;
+    if (pairs <= 1)
+        return 0.0;
+    const int colours = std::min<int>(COLOR_NUMBER, index_count);
+    const std::ptrdiff_t pair_stride = 2 * std::ptrdiff_t{std::max(width, 0)};
+
+    double share_rows[2][index_count];
+    double *above = share_rows[0];
+    double *shares = share_rows[1];
+    pair_shares(index_plane, width, colours, above);
+    double sum = 0.0;
+    for (std::int32_t pair = 1; pair < pairs; ++pair) {
+        pair_shares(index_plane + pair * pair_stride, width, colours, shares);
+        for (int index = 0; index < colours; ++index)
+            sum = sum + my_pow(shares[index] - above[index], 2.0);
+        std::swap(above, shares);
+    }
+    return sum;
+}
+
+namespace {
+
+struct GuardedDithering {
+    std::int32_t status;
+    std::int32_t verdict;
+};
+
+/// Leaves the rendering as the guard's verdict wants it.
+GuardedDithering dither_guarded(Rendering &rendering, ImageSize size, std::uint32_t dithering_mode,
+                                double power_threshold) {
+    constexpr std::int32_t verdicts[] = {GUARD_PASSED, GUARD_PASSED_SHIFTED};
+    for (std::int32_t rows_down = 0; rows_down < 2; ++rows_down) {
+        if (const auto failure = rendering.dither(dithering_mode, rows_down))
+            return {failure, GUARD_BLANKED};
+        const double change = calculate_difference_of_central_tendency(rendering.index_plane(),
+                                                                       size.width, size.height);
+        if (change < power_threshold)
+            return {OXEL_SUCCESS, verdicts[rows_down]};
+    }
+    rendering.blank();
+    return {OXEL_SUCCESS, GUARD_BLANKED};
+}
+
+} // namespace
+
+} // namespace gnu::visibility("hidden")]]oxel
+
+int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t rgb_order,
+                                            uint8_t *output_image, uint32_t output_order,
+                                            int32_t width, int32_t height, uint32_t dithering_mode,
+                                            int32_t output_type, double power_threshold,
+                                            int32_t *guard_result) noexcept {
+    using namespace oxel;
+    const Input input{input_image, rgb_order, {width, height}};
+    const Output output{output_image, output_order, output_type};
+    if (const auto refusal = check_render(input, dithering_mode, &output, 1))
+        return refusal;
+    Rendering rendering(input);
+    const auto [failure, verdict] =
+        dither_guarded(rendering, input.size, dithering_mode, power_threshold);
+    if (failure)
+        return failure;
+    if (guard_result)
+        *guard_result = verdict;
+    return rendering.write(output);
+}
