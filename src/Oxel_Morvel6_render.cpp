@@ -256,7 +256,7 @@ char updateLogMsg[] = "Version Updates:\n"
 
 } // namespace
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 using namespace oxel;
 

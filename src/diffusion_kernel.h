@@ -39,6 +39,6 @@ inline constexpr DiffusionKernel jarvis_judice_ninke{
 inline constexpr DiffusionKernel stucki{
     3, 2, 42, false, {{0, 0, 0, 8, 4}, {2, 4, 8, 4, 2}, {1, 2, 4, 2, 1}}};
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 #endif

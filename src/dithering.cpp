@@ -132,4 +132,4 @@ std::int32_t Oxel_dithering_Stucki(const std::uint8_t *working_copy, std::uint32
     return dither<stucki>(working_copy, rgb_order, index_plane, width, height, serpentine);
 }
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel

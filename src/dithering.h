@@ -58,6 +58,6 @@ DitheringRoutine Oxel_dithering_Floyd;
 DitheringRoutine Oxel_dithering_Jarvis_Judice_Ninkle;
 DitheringRoutine Oxel_dithering_Stucki;
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 #endif

@@ -3,10 +3,10 @@
 // computes in SSE2 registers, not in the wider x87 ones. The build says the same; this holds for
 // those who compile the sources with flags of their own.
 #if defined(__clang__)
-#pragma STDC FP_CONTRACT OFF
-#if defined(__x86_64__) || defined(__i386__)
-#pragma float_control(precise, on)
+#ifdef __FAST_MATH__
+#error "Clang's fast-math cannot be undone from here; compile this source without it"
 #endif
+#pragma STDC FP_CONTRACT OFF
 #if defined(__i386__)
 #pragma clang attribute push(__attribute__((target("sse2"))), apply_to = function)
 #endif

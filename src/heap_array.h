@@ -31,6 +31,6 @@ class HeapArray {
     T *elements_;
 };
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 #endif

@@ -2,7 +2,6 @@
 #include "image_size.h"
 #include "numeric_helpers.h"
 
-#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 
@@ -18,12 +17,16 @@ struct Hsl {
     double lightness;
 };
 
+double lesser(double a, double b) {
+    return a < b ? a : b;
+}
+
 /// Of channels from 0 to 255. Greys have hue and saturation 0.
 Hsl to_hsl(double r, double g, double b) {
     const bool red = r >= g && r >= b;
     const bool green = !red && g >= b && g >= r;
     const double max = red ? r : green ? g : b;
-    const double min = red ? std::min(g, b) : green ? std::min(r, b) : std::min(r, g);
+    const double min = red ? lesser(g, b) : green ? lesser(r, b) : lesser(r, g);
     const double delta = max - min;
     const double sum = min + max;
 
@@ -138,7 +141,7 @@ void adjust_pixel(const std::uint8_t *input, std::size_t input_red, std::uint8_t
 
 } // namespace
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 int32_t Oxel_image_adjustment(const uint8_t *input_image, uint32_t rgb_order, uint8_t *output_image,
                               uint32_t output_order, int32_t width, int32_t height, int32_t hue,

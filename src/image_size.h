@@ -23,6 +23,6 @@ struct ImageSize {
     }
 };
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 #endif

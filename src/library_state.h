@@ -20,6 +20,6 @@ inline std::uint32_t colour_cell(std::uint32_t r, std::uint32_t g, std::uint32_t
     return (r >> 2) << 12 | (g >> 2) << 6 | b >> 2;
 }
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 #endif

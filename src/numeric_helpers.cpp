@@ -80,7 +80,7 @@ double my_pow(double base, double exponent) {
     return my_exp(my_ln(base) * exponent);
 }
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 double my_exp(double x) noexcept {
     return oxel::my_exp(x);

@@ -17,6 +17,6 @@ inline bool truncates_to_int32(double x) {
     return x > -2147483649.0 && x < 2147483648.0;
 }
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 #endif

@@ -76,7 +76,7 @@ GuardedDithering dither_guarded(Rendering &rendering, ImageSize size, std::uint3
 
 } // namespace
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t rgb_order,
                                             uint8_t *output_image, uint32_t output_order,

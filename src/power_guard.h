@@ -14,6 +14,6 @@ namespace [[gnu::visibility("hidden")]] oxel {
 double calculate_difference_of_central_tendency(const std::uint8_t *index_plane, std::int32_t width,
                                                 std::int32_t height);
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 #endif

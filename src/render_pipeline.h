@@ -53,6 +53,6 @@ class Rendering {
     HeapArray<std::uint8_t> index_plane_;
 };
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 #endif

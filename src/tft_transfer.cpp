@@ -71,7 +71,7 @@ std::int32_t resize(Pixel *pixels, ImageSize size, std::int32_t mode) {
 
 } // namespace
 
-} // namespace gnu::visibility("hidden")]]oxel
+} // namespace oxel
 
 int32_t Oxel_TFT_format_transfer(uint8_t *data, int32_t *width, int32_t *height,
                                  int32_t mode) noexcept {
