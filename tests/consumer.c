@@ -5,25 +5,24 @@
 #include <stdlib.h>
 #include <string.h>
 
-enum { CELLS = 64 * 64 * 64, PALETTE = 28, TCON = 34, GAMUT = 36, QUANTISATION = GAMUT + 3 * CELLS,
-       TRAILER = QUANTISATION + CELLS, SIZE = TRAILER + 4 };
+enum {
+    CELLS = 64 * 64 * 64,
+    PALETTE = 28,
+    TCON = 34,
+    GAMUT = 36,
+    QUANTISATION = GAMUT + 3 * CELLS,
+    TRAILER = QUANTISATION + CELLS,
+    SIZE = TRAILER + 4
+};
 
 /* The host's own function of a name that the library exports too must not change the library. */
-double my_exp(double x) { return 0.0 * x; }
+double my_exp(double x) {
+    return 0.0 * x;
+}
 
 static void put_u32(uint8_t *bytes, uint32_t value) {
     for (int i = 0; i < 4; ++i)
         bytes[i] = (uint8_t)(value >> 8 * i);
-}
-
-static uint32_t crc32(const uint8_t *bytes, size_t count) {
-    uint32_t crc = 0xFFFFFFFF;
-    while (count--) {
-        crc ^= *bytes++;
-        for (int bit = 0; bit < 8; ++bit)
-            crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320 : 0);
-    }
-    return ~crc;
 }
 
 static void expect(int holds, const char *what) {
@@ -45,7 +44,7 @@ int main(void) {
     put_u32(package + 16, TCON);
     put_u32(package + 20, GAMUT);
     put_u32(package + 24, QUANTISATION);
-    put_u32(package + TRAILER, crc32(package, TRAILER));
+    put_u32(package + TRAILER, 0xA727D9AB); /* CRC-32 of the above */
     expect(Oxel_Morvel6_render_init(package, SIZE) == OXEL_SUCCESS, "init");
     expect(EO_RGB_color == package + PALETTE && TCON_INDEX_TABLE == package + TCON,
            "the host sees the adopted tables");

@@ -8,48 +8,17 @@
 
 namespace {
 
-struct Share {
-    int ahead;
-    int down;
-    double weight;
-};
-
-using Kernel = std::vector<Share>;
-
-const Kernel &kernel_of(std::uint32_t dithering_mode) {
-    static const Kernel kernels[] = {{{1, 0, 7}, {-1, 1, 3}, {0, 1, 5}, {1, 1, 1}},
-                                     {{1, 0, 7},
-                                      {2, 0, 5},
-                                      {-2, 1, 3},
-                                      {-1, 1, 5},
-                                      {0, 1, 7},
-                                      {1, 1, 5},
-                                      {2, 1, 3},
-                                      {-2, 2, 1},
-                                      {-1, 2, 3},
-                                      {0, 2, 5},
-                                      {1, 2, 3},
-                                      {2, 2, 1}},
-                                     {{1, 0, 8},
-                                      {2, 0, 4},
-                                      {-2, 1, 2},
-                                      {-1, 1, 4},
-                                      {0, 1, 8},
-                                      {1, 1, 4},
-                                      {2, 1, 2},
-                                      {-2, 2, 1},
-                                      {-1, 2, 2},
-                                      {0, 2, 4},
-                                      {1, 2, 2},
-                                      {2, 2, 1}}};
-    return kernels[dithering_mode / 2];
-}
-
-int share_of(double weighted_error, std::uint32_t dithering_mode) {
-    constexpr double divisors[] = {16, 48, 42};
-    const double share = weighted_error / divisors[dithering_mode / 2];
-    return static_cast<int>(dithering_mode < 2 ? std::floor(share) : std::trunc(share));
-}
+// Weights from two pixels behind to two ahead, the pixel's own row and two below it.
+constexpr const char *kernels[] = {"00070"
+                                   "03510"
+                                   "00000",
+                                   "00075"
+                                   "35753"
+                                   "13531",
+                                   "00084"
+                                   "24842"
+                                   "12421"};
+constexpr double divisors[] = {16, 48, 42};
 
 std::size_t cell_of(const std::array<int, 3> &rgb) {
     return static_cast<std::size_t>(rgb[0] / 4 * 64 * 64 + rgb[1] / 4 * 64 + rgb[2] / 4);
@@ -58,26 +27,29 @@ std::size_t cell_of(const std::array<int, 3> &rgb) {
 } // namespace
 
 Bytes reference_dithering(const Tables &tables, const Bytes &mapped, int width, int height,
-                          std::uint32_t dithering_mode) {
+                          std::uint32_t mode) {
     const auto at = [&](int x, int y) { return static_cast<std::size_t>(y * width + x); };
     std::vector<std::array<int, 3>> error_plane(at(0, height));
     Bytes indices(at(0, height));
     for (int y = 0; y < height; ++y) {
-        const int direction = dithering_mode % 2 == 1 && y % 2 == 1 ? -1 : 1;
+        const int direction = mode % 2 == 1 && y % 2 == 1 ? -1 : 1;
         for (int step = 0; step < width; ++step) {
             const int x = direction == 1 ? step : width - 1 - step;
             std::array<int, 3> value;
             for (std::size_t c = 0; c < 3; ++c)
                 value[c] = std::clamp(mapped[3 * at(x, y) + c] + error_plane[at(x, y)][c], 0, 255);
             const std::uint8_t index = indices[at(x, y)] = tables.quantisation[cell_of(value)];
-            for (const Share &share : kernel_of(dithering_mode)) {
-                const int to_x = x + direction * share.ahead;
-                const int to_y = y + share.down;
+            for (int place = 0; place < 15; ++place) {
+                const int weight = kernels[mode / 2][place] - '0';
+                const int to_x = x + direction * (place % 5 - 2), to_y = y + place / 5;
                 if (to_x < 0 || to_x >= width || to_y >= height)
                     continue;
-                for (std::size_t c = 0; c < 3; ++c)
-                    error_plane[at(to_x, to_y)][c] += share_of(
-                        share.weight * (value[c] - tables.palette[3U * index + c]), dithering_mode);
+                for (std::size_t c = 0; c < 3; ++c) {
+                    const double share =
+                        weight * (value[c] - tables.palette[3U * index + c]) / divisors[mode / 2];
+                    error_plane[at(to_x, to_y)][c] +=
+                        static_cast<int>(mode < 2 ? std::floor(share) : std::trunc(share));
+                }
             }
         }
     }
@@ -95,7 +67,7 @@ Bytes reference_indices(const Tables &tables, const Case &c, int rows_down) {
         const std::size_t cell = cell_of({input[i], input[i + 1], input[i + 2]});
         std::copy_n(&tables.gamut[3 * cell], 3, &mapped[i]);
     }
-    return reference_dithering(tables, mapped, c.width, c.height, c.dithering_mode);
+    return reference_dithering(tables, mapped, c.width, c.height, c.mode);
 }
 
 Bytes reference_output(const Tables &tables, const Bytes &indices, std::uint32_t output_order,
@@ -115,4 +87,16 @@ Bytes reference_output(const Tables &tables, const Bytes &indices, std::uint32_t
             std::swap(output.end()[-3], output.end()[-1]);
     }
     return output;
+}
+
+double reference_measure(const Bytes &indices, int width, int height, int colours) {
+    const auto share = [&](int pair, int index) {
+        const auto start = indices.begin() + pair * 2 * width;
+        return static_cast<double>(std::count(start, start + 2 * width, index)) / (2 * width);
+    };
+    double sum = 0.0;
+    for (int pair = 1; pair < height / 2; ++pair)
+        for (int index = 0; index < colours; ++index)
+            sum += my_pow(share(pair, index) - share(pair - 1, index), 2.0);
+    return sum;
 }

@@ -2,34 +2,51 @@
 
 #include "Oxel_Morvel6_render.h"
 
-#include <gtest/gtest.h>
-
+#include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <memory>
+#include <sstream>
+#include <stdexcept>
 #include <sys/mman.h>
 #include <unistd.h>
 
+int random_below(Random &random, int limit) {
+    return static_cast<int>(random() % static_cast<unsigned>(limit));
+}
+
 Bytes random_bytes(Random &random, std::size_t count, int largest) {
-    std::uniform_int_distribution<int> distribution(0, largest);
     Bytes bytes(count);
     for (auto &byte : bytes)
-        byte = static_cast<std::uint8_t>(distribution(random));
+        byte = static_cast<std::uint8_t>(random_below(random, largest + 1));
     return bytes;
+}
+
+std::vector<std::vector<std::string>> worked(const std::string &name) {
+    std::ifstream file(OXEL_TESTS_DIR "/worked/" + name + ".txt");
+    std::vector<std::vector<std::string>> rows;
+    for (std::string line; std::getline(file, line);)
+        if (std::istringstream words(line); !line.empty() && line[0] != '#')
+            rows.emplace_back(std::istream_iterator<std::string>(words),
+                              std::istream_iterator<std::string>());
+    if (rows.empty())
+        throw std::runtime_error("no rows in worked/" + name + ".txt");
+    return rows;
 }
 
 GuardedBytes::GuardedBytes(const Bytes &content) : size_(content.size()) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    const std::size_t readable = (size_ + page - 1) / page * page;
-    mapped_ = readable + page;
-    mapping_ = mmap(nullptr, mapped_, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    if (mapping_ == MAP_FAILED ||
-        mprotect(static_cast<char *>(mapping_) + readable, page, PROT_NONE) != 0)
-        throw std::bad_alloc();
-    start_ = static_cast<std::uint8_t *>(mapping_) + readable - size_;
-    std::copy(content.begin(), content.end(), start_);
+    readable_ = (size_ + page - 1) / page * page;
+    void *mapping =
+        mmap(nullptr, readable_ + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    end_ = static_cast<std::uint8_t *>(mapping) + readable_;
+    if (mapping == MAP_FAILED || mprotect(end_, page, PROT_NONE) != 0)
+        throw std::runtime_error("no guarded memory");
+    std::copy(content.begin(), content.end(), get());
 }
 
 GuardedBytes::~GuardedBytes() {
-    munmap(mapping_, mapped_);
+    munmap(end_ - readable_, readable_ + static_cast<std::size_t>(sysconf(_SC_PAGESIZE)));
 }
 
 void put_u32(Bytes &bytes, std::size_t offset, std::uint32_t value) {
@@ -51,8 +68,8 @@ void put_crc(Bytes &package) {
 Bytes Tables::package(const std::vector<int> &order, std::size_t gap) const {
     const Bytes *tables[] = {&palette, &codes, &gamut, &quantisation};
     Bytes package(28, 0xA5);
-    package[10] = static_cast<std::uint8_t>(colour_number);
-    package[11] = static_cast<std::uint8_t>(colour_number >> 8);
+    package[10] = static_cast<std::uint8_t>(codes.size());
+    package[11] = static_cast<std::uint8_t>(codes.size() >> 8);
     for (const int table : order) {
         package.insert(package.end(), gap, 0xFF);
         put_u32(package, 12 + 4 * static_cast<std::size_t>(table),
@@ -67,56 +84,14 @@ Bytes Tables::package(const std::vector<int> &order, std::size_t gap) const {
 
 Tables random_tables(Random &random, int colours) {
     const auto entries = static_cast<std::size_t>(colours);
-    return {colours, random_bytes(random, 3 * entries), random_bytes(random, entries),
+    return {random_bytes(random, 3 * entries), random_bytes(random, entries),
             random_bytes(random, 3 * cell_count), random_bytes(random, cell_count, colours - 1)};
-}
-
-Tables two_colour_tables() {
-    Tables tables{2, {0, 0, 0, 255, 255, 255}, {0x10, 0x21}};
-    for (std::size_t cell = 0; cell < cell_count; ++cell) {
-        tables.quantisation[cell] = cell >> 12 >= 32;
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            tables.gamut[3 * cell + channel] =
-                static_cast<std::uint8_t>((cell >> (12 - 6 * channel) & 63) << 2);
-    }
-    return tables;
 }
 
 void adopt(const Bytes &package) {
     static std::unique_ptr<GuardedBytes> adopted;
     auto candidate = std::make_unique<GuardedBytes>(package);
-    ASSERT_EQ(Oxel_Morvel6_render_init(candidate->get(), static_cast<uint32_t>(candidate->size())),
-              OXEL_SUCCESS);
+    if (Oxel_Morvel6_render_init(candidate->get(), candidate->size()) != OXEL_SUCCESS)
+        throw std::runtime_error("package not adopted");
     adopted = std::move(candidate);
-}
-
-namespace {
-
-bool refuse_allocation() {
-    if (HeapFaults::fail_after == 0)
-        return true;
-    if (HeapFaults::fail_after > 0)
-        --HeapFaults::fail_after;
-    ++HeapFaults::live;
-    return false;
-}
-
-} // namespace
-
-extern "C" {
-
-void *__real_malloc(std::size_t size);
-void *__real_calloc(std::size_t count, std::size_t size);
-void __real_free(void *memory);
-
-void *__wrap_malloc(std::size_t size) {
-    return refuse_allocation() ? nullptr : __real_malloc(size);
-}
-void *__wrap_calloc(std::size_t count, std::size_t size) {
-    return refuse_allocation() ? nullptr : __real_calloc(count, size);
-}
-void __wrap_free(void *memory) {
-    HeapFaults::live -= memory != nullptr;
-    __real_free(memory);
-}
 }
