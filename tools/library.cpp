@@ -1,0 +1,63 @@
+#include "library.h"
+
+#include "Oxel_Morvel6_render.h"
+#include "failure.h"
+
+#include <algorithm>
+#include <new>
+
+namespace oxel::tools {
+
+namespace {
+
+void check(const std::string &panel, std::int32_t status) {
+    switch (status) {
+    case OXEL_SUCCESS:
+        return;
+    case OXEL_BAD_PACKAGE_LENGTH:
+        throw Failure(panel, "not a LUT package: its length is not the one that it states");
+    case OXEL_BAD_PACKAGE_CRC:
+        throw Failure(panel, "not a LUT package, or a damaged one: its CRC-32 does not match");
+    case OXEL_UNUSABLE_TABLES:
+        throw Failure(panel, "unusable LUT package: a table is missing or incomplete");
+    case OXEL_OUT_OF_MEMORY:
+        throw std::bad_alloc();
+    default:
+        throw Failure(panel, "the library refused it with status " + std::to_string(status));
+    }
+}
+
+} // namespace
+
+std::string library_version() {
+    std::string log = Oxel_get_updateLog();
+    log.erase(log.find_last_not_of('\n') + 1);
+    return log.substr(log.rfind('\n') + 1);
+}
+
+void adopt_package(const std::string &panel, const Bytes &package) {
+    // An oversized package must not wrap round to a small one.
+    const auto size = static_cast<std::uint32_t>(std::min<std::size_t>(package.size(), UINT32_MAX));
+    check(panel, Oxel_Morvel6_render_init(package.data(), size));
+}
+
+Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode) {
+    Rendering rendering{Bytes(rgb.size()), Bytes(rgb.size()), Bytes(rgb.size())};
+    check(panel, Oxel_Morvel6_render_All(rgb.data(), ORDER_RGB, rendering.tcon.data(),
+                                         rendering.nominal.data(), rendering.measured.data(),
+                                         nullptr, size.width, size.height,
+                                         static_cast<std::uint32_t>(dithering_mode)));
+    return rendering;
+}
+
+void apply_layout(const std::string &panel, int layout, Bytes &image, ImageSize &size) {
+    if (layout == 0)
+        return;
+    const ImageSize whole = size;
+    check(panel, Oxel_TFT_format_transfer(image.data(), &size.width, &size.height, layout));
+    if (size.pixels() != whole.pixels())
+        throw Failure(panel, "tft_layout " + std::to_string(layout) +
+                                 " would drop an odd row or column of " + whole.text());
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,52 @@
+#include "panel.h"
+
+#include "built_in_panels.h"
+#include "failure.h"
+
+#include <algorithm>
+#include <filesystem>
+
+namespace oxel::tools {
+
+namespace {
+
+/// JSON has no NUL; a package's header has some whenever it is true to its length.
+bool is_description(const Bytes &bytes) {
+    return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
+}
+
+PanelDescription parse(const std::string &path, const Bytes &bytes) {
+    return parse_panel_description(path,
+                                   {reinterpret_cast<const char *>(bytes.data()), bytes.size()});
+}
+
+Panel build(const std::string &source, const PanelDescription &description) {
+    return {source, build_package(description.colours), description.size, description.layout};
+}
+
+} // namespace
+
+Panel open_panel(const std::string &name) {
+    for (const PanelDescription &description : built_in_panel_descriptions())
+        if (description.name == name)
+            return build(name, description);
+    if (!std::filesystem::exists(name))
+        throw Failure(name, "neither a built-in panel nor a file");
+    Bytes bytes = read_file(name);
+    if (is_description(bytes))
+        return build(name, parse(name, bytes));
+    return {name, std::move(bytes), std::nullopt, 0};
+}
+
+PanelDescription read_panel_description(const std::string &path) {
+    return parse(path, read_file(path));
+}
+
+std::vector<PanelDescription> built_in_panel_descriptions() {
+    std::vector<PanelDescription> descriptions;
+    for (const std::string_view json : built_in_panels)
+        descriptions.push_back(parse_panel_description("built-in panel", json));
+    return descriptions;
+}
+
+} // namespace oxel::tools
