@@ -9,7 +9,7 @@ cd "$(dirname "$0")"
 build=${BUILD_DIR:-build/test}
 
 scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
-    libvips-dev libcli11-dev nlohmann-json3-dev
+    libvips-dev libcli11-dev nlohmann-json3-dev libqhull-dev
 
 echo "Building in $build"
 cmake -S . -B "$build" -DOXEL_BUILD_TESTS=ON -DOXEL_BUILD_TOOLS=ON -DOXEL_BUILD_STATIC=ON \
