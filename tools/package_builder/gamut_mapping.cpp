@@ -18,10 +18,10 @@ constexpr IntentRule rules[] = {
 
 /// Below this OKLab lightness, colours go over to the black ink alone, whatever its cast, so that
 /// black is as black as it can be.
-constexpr double ink_lightness = 0.15;
+constexpr double ink_lightness = 0.12;
 
-/// As far from neutral, in OKLab, as a grey may be; about one CIEDE2000.
-constexpr double neutral_tolerance = 0.008;
+/// As far from neutral, in OKLab, as a grey may be; less than one CIEDE2000.
+constexpr double neutral_tolerance = 0.003;
 
 Vector3 divide(const Vector3 &a, const Vector3 &b) {
     return {a[0] / b[0], a[1] / b[1], a[2] / b[2]};

@@ -3,6 +3,8 @@
 #include "package_builder/cells.h"
 
 #include <array>
+#include <cmath>
+#include <limits>
 
 namespace oxel::tools {
 
@@ -11,42 +13,63 @@ namespace {
 /// Chosen by the colour error and the grain of flat patches and by photographs; see docs/colour.md.
 constexpr Vector3 lab_weights = {1.5, 1, 0.8};
 
-/// In bytes, about a cell: one that the surface runs through is not outside.
-constexpr double surface_thickness = 4;
-
 Vector3 weighted_lab(const Vector3 &light) {
     const Vector3 lab = lab_from_light(light);
     return {lab_weights[0] * lab[0], lab_weights[1] * lab[1], lab_weights[2] * lab[2]};
 }
 
+/// In bytes: cells as near to a surface triangle are taken for its own.
+constexpr double surface_thickness = 6;
+
+/// A triangle of the gamut's surface as the diffusion sees it: flat in sRGB bytes.
+struct ByteTriangle {
+    std::array<std::size_t, 3> indices;
+    std::array<Vector3, 3> corners;
+    Vector3 normal; // of length 1, or 0
+};
+
+std::vector<ByteTriangle> byte_triangles(const Characterisation &panel) {
+    std::vector<ByteTriangle> triangles;
+    for (const HullFacet &facet : panel.facets()) {
+        ByteTriangle triangle{facet.corners, {}, {}};
+        for (std::size_t i = 0; i < 3; ++i)
+            triangle.corners[i] = to_vector(panel.palette()[facet.corners[i]]);
+        const auto &[a, b, c] = triangle.corners;
+        const Vector3 normal = cross(b - a, c - a);
+        const double length = std::sqrt(dot(normal, normal));
+        if (length > 0)
+            triangle.normal = 1 / length * normal;
+        triangles.push_back(triangle);
+    }
+    return triangles;
+}
+
 class Quantiser {
   public:
-    explicit Quantiser(const Characterisation &panel) : panel_(panel) {
+    explicit Quantiser(const Characterisation &panel)
+        : panel_(panel), triangles_(byte_triangles(panel)) {
         for (const Vector3 &light : panel.lights())
             palette_.push_back(weighted_lab(light));
     }
 
     std::uint8_t index(const Vector3 &srgb, const Vector3 &light) const {
         const Vector3 place = weighted_lab(light);
+        const double thickness =
+            panel_.holds(light) ? surface_thickness : std::numeric_limits<double>::infinity();
         Choice choice;
-        if (!panel_.holds(light)) {
-            const Mixture nearest = panel_.nearest(light);
-            const Vector3 surface = srgb_from_light(nearest.of(panel_.corner_lights()));
-            if (squared_distance(surface, srgb) > surface_thickness * surface_thickness) {
-                for (std::size_t i = 0; i < nearest.count; ++i)
-                    consider(panel_.corner_index(nearest.points[i]), place, choice);
-                return choice.index;
-            }
-        }
-        for (std::size_t i = 0; i < palette_.size(); ++i)
-            consider(i, place, choice);
+        if (const ByteTriangle *triangle = nearest_triangle(srgb, thickness))
+            for (const std::size_t index : triangle->indices)
+                consider(index, place, choice);
+        else
+            for (std::size_t index = 0; index < palette_.size(); ++index)
+                consider(index, place, choice);
         return choice.index;
     }
 
   private:
     struct Choice {
         std::uint8_t index = 0;
-        double distance = 1e30;
+        double distance = std::numeric_limits<double>::infinity();
     };
 
     void consider(std::size_t index, const Vector3 &place, Choice &choice) const {
@@ -54,7 +77,25 @@ class Quantiser {
             choice = {static_cast<std::uint8_t>(index), d};
     }
 
+    /// The triangle nearest to a colour, if any is nearer than `limit`.
+    const ByteTriangle *nearest_triangle(const Vector3 &srgb, double limit) const {
+        const ByteTriangle *nearest = nullptr;
+        double least = limit * limit;
+        for (const ByteTriangle &triangle : triangles_) {
+            const double height = dot(triangle.normal, srgb - triangle.corners[0]);
+            if (height * height >= least) // its plane is further away already
+                continue;
+            const Vector3 point = nearest_mixture(triangle.corners, srgb).of(triangle.corners);
+            if (const double d = squared_distance(point, srgb); d < least) {
+                least = d;
+                nearest = &triangle;
+            }
+        }
+        return nearest;
+    }
+
     const Characterisation &panel_;
+    std::vector<ByteTriangle> triangles_;
     std::vector<Vector3> palette_;
 };
 
