@@ -11,8 +11,8 @@ namespace oxel::tools {
 namespace {
 
 constexpr IntentRule rules[] = {
-    {true, 1.5, 1, 2},
-    {true, 0.6, 1, 1.5},
+    {true, 1, 1, 1.5},
+    {true, 0.5, 1, 1.5},
     {false, 1, 1, 1},
 };
 
@@ -81,7 +81,7 @@ Vector3 GamutMapping::from_paper(const Vector3 &relative) const {
 }
 
 Vector3 GamutMapping::compress(const Vector3 &oklab) const {
-    constexpr int toe = 4;
+    constexpr int toe = 5;
     constexpr double knee_end = 1.6; // in largest chromas; the knee starts at the largest
     const double black = power(black_lightness_, toe);
     const double lightness = root(toe, black + (1 - black) * power(oklab[0], toe));

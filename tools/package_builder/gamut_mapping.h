@@ -31,7 +31,7 @@ struct IntentRule {
 /// The second stage: the reachable light that stands for a source colour.
 ///
 /// Black-point compensation and lightness compression in one curve of OKLab lightness L, whose toe
-/// is as long as the panel's black is light: L'^4 = B^4 + (1 - B^4) L^4, B the lightness of the
+/// is as long as the panel's black is light: L'^5 = B^5 + (1 - B^5) L^5, B the lightness of the
 /// panel's darkest neutral; with exponent 3 it would be the ICC's black-point compensation, which
 /// is linear in light. A knee at constant hue (OKLab) for chroma beyond the panel's largest. Then
 /// weighted clipping: Katoh and Ito, "Gamut mapping for computer generated images (II)", 1996, with
