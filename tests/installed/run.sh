@@ -14,6 +14,8 @@ libraries=$(pkg-config --variable=libdir Oxel_Morvel6_render)
 ${CC:-cc} ${CFLAGS-} host.c $(pkg-config --cflags --libs Oxel_Morvel6_render) "-Wl,-rpath,$libraries" -o "$root/host"
 "$root/host"
 
+"$root/usr/bin/oxel" --version >"$root/log"
+
 for kind in shared static subdirectory; do
     cmake -S . -B "$root/$kind" -DKIND=$kind -DCMAKE_PREFIX_PATH="$root/usr" >"$root/log"
     cmake --build "$root/$kind" >"$root/log"
