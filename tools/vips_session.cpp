@@ -38,6 +38,11 @@ void share_processors(int threads) {
     vips_concurrency_set(std::max(1, vips_concurrency_get() / threads));
 }
 
+std::shared_mutex &vips_users() {
+    static std::shared_mutex users;
+    return users;
+}
+
 unsigned vips_losses() {
     return losses;
 }

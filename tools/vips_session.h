@@ -18,6 +18,9 @@ void start_vips();
 /// Tells libvips that so many threads will use it at once.
 void share_processors(int threads);
 
+/// Held by all that work with libvips.
+std::shared_mutex &vips_users();
+
 /// How often libvips painted something black because it could not decode it, which it does not
 /// always report as an error.
 unsigned vips_losses();
@@ -47,16 +50,15 @@ auto without_losses(Work work) {
 /// do so at once; `work` may be called twice.
 template <class Work>
 auto with_vips(const std::string &path, Work work) {
-    static std::shared_mutex working;
     start_vips();
     try {
-        const std::shared_lock together(working);
+        const std::shared_lock together(vips_users());
         return without_losses(work);
     } catch (const vips::VError &) {
         // libvips collects the losses and messages of all threads in one place: whose they are
         // shows when nobody else works.
     }
-    const std::unique_lock alone(working);
+    const std::unique_lock alone(vips_users());
     take_vips_messages();
     try {
         return without_losses(work);
