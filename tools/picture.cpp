@@ -15,9 +15,12 @@ using vips::VOption;
 
 namespace {
 
-VImage open(const std::string &path, VOption *options = VImage::option()) {
+void expect_file(const std::string &path) {
     if (!std::filesystem::exists(path))
         throw Failure(path, "no such file");
+}
+
+VImage open(const std::string &path, VOption *options = nullptr) {
     // libvips takes brackets at the end of a name for options: these are none.
     return VImage::new_from_file((path + "[]").c_str(), options);
 }
@@ -79,6 +82,7 @@ bool is_picture_name(const std::string &path) {
 }
 
 ImageSize picture_size(const std::string &path, const Framing &framing) {
+    expect_file(path);
     return with_vips(path, [&] {
         const VImage image = orient(open(path), framing).autorot();
         return ImageSize{image.width(), image.height()};
@@ -86,6 +90,7 @@ ImageSize picture_size(const std::string &path, const Framing &framing) {
 }
 
 Bytes load_picture(const std::string &path, ImageSize size, const Framing &framing) {
+    expect_file(path);
     const std::vector<double> background(framing.background.begin(), framing.background.end());
     return with_vips(path, [&] {
         // Resized in linear light, so that fine patterns keep their brightness. Colours are
