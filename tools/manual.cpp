@@ -141,7 +141,7 @@ void write_completion(std::ostream &script, const CLI::App &app) {
     script << R"(# Completion of oxel for bash.
 
 _oxel_lookup() {
-    words= values=none
+    words='' values=none
     case $1 in
 )";
     write_cases(script, app);

@@ -5,6 +5,7 @@ from __future__ import annotations
 import contextlib
 import ctypes
 import enum
+import functools
 import json
 import os
 import struct
@@ -175,8 +176,8 @@ class Panel:
 
     @classmethod
     def builtin(cls, name: str = "six-colour") -> Panel:
-        """A panel that comes with the package."""
-        return cls(*_open_native(library.oxel_panel_built_in, name.encode()))
+        """A panel that comes with the package; the same object each time."""
+        return _built_in(name)
 
     def __repr__(self) -> str:
         size = f", {self.size[0]}x{self.size[1]}" if self.size else ""
@@ -282,6 +283,11 @@ array([[[33, 32, 37]]], dtype=uint8))
                 *size_of(pixels), choose("dither", dither, _DITHERS) + bool(serpentine))
         return Renderings(like(image, tcon), None if nominal is None else like(image, nominal),
                           like(image, eo))
+
+
+@functools.lru_cache(maxsize=None)
+def _built_in(name: str) -> Panel:
+    return Panel(*_open_native(library.oxel_panel_built_in, name.encode()))
 
 
 def transfer(image: Picture, layout: int, *, copy: bool = True) -> Picture:
