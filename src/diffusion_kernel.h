@@ -1,8 +1,6 @@
 #ifndef OXEL_DIFFUSION_KERNEL_H
 #define OXEL_DIFFUSION_KERNEL_H
 
-#include <bit>
-
 namespace [[gnu::visibility("hidden")]] oxel {
 
 /// An error-diffusion kernel, written for a scan from left to right; a scan the other way mirrors
@@ -28,7 +26,7 @@ struct DiffusionKernel {
     /// The part of a pixel's error that the pixel at (row, column) of `weights` receives.
     [[gnu::always_inline]] constexpr int share(int row, int column, int error) const {
         const int weighted = weights[row][column] * error;
-        return floors ? weighted >> std::countr_zero(static_cast<unsigned>(divisor))
+        return floors ? weighted >> __builtin_ctz(static_cast<unsigned>(divisor))
                       : weighted / divisor;
     }
 };

@@ -15,6 +15,8 @@
 //
 // The unnamed namespace gives every instruction set a copy of its own of all this, so that the
 // linker cannot put the code for one in the place of another's.
+// A step of the diffusion keeps all that it has in hand in registers, so it must be one function.
+#define OXEL_INLINE [[gnu::always_inline]] inline
 #define OXEL_UNROLL _Pragma("GCC unroll 8")
 
 namespace [[gnu::visibility("hidden")]] oxel {
@@ -40,37 +42,38 @@ template <class Target>
 using EachPixel = std::make_integer_sequence<int, Target::pixels>;
 
 template <class Target>
-Words<Target> splat(int value) {
+OXEL_INLINE Words<Target> splat(int value) {
     return Words<Target>{} + static_cast<std::int16_t>(value);
 }
 
 /// The lanes of `low` and `high` laid end to end, from lane `first` on.
 template <class Target, int first, int... i>
-Words<Target> window(Words<Target> low, Words<Target> high, std::integer_sequence<int, i...>) {
+OXEL_INLINE Words<Target> window(Words<Target> low, Words<Target> high,
+                                 std::integer_sequence<int, i...>) {
     return (Words<Target>)__builtin_shufflevector((Quads<Target>)low, (Quads<Target>)high,
                                                   (first + i)...);
 }
 
 /// The pixels of `later` moved up by one lane; the last one of `earlier` comes in.
 template <class Target>
-Words<Target> shift_up(Words<Target> earlier, Words<Target> later) {
+OXEL_INLINE Words<Target> shift_up(Words<Target> earlier, Words<Target> later) {
     return window<Target, Target::pixels - 1>(earlier, later, EachPixel<Target>());
 }
 
 /// The pixels of `earlier` moved down by one lane; the first one of `later` comes in.
 template <class Target>
-Words<Target> shift_down(Words<Target> earlier, Words<Target> later) {
+OXEL_INLINE Words<Target> shift_down(Words<Target> earlier, Words<Target> later) {
     return window<Target, 1>(earlier, later, EachPixel<Target>());
 }
 
 template <class Target>
-std::uint64_t last_lane(Words<Target> words) {
+OXEL_INLINE std::uint64_t last_lane(Words<Target> words) {
     return ((Quads<Target>)words)[Target::pixels - 1];
 }
 
 /// A register of pixels of four bytes, of which the fourth does not count.
 template <class Target>
-Words<Target> widen(const std::uint32_t *pixels) {
+OXEL_INLINE Words<Target> widen(const std::uint32_t *pixels) {
     typename Register<Target>::Bytes bytes;
     std::memcpy(&bytes, pixels, sizeof bytes);
     const Quads<Target> slots = Quads<Target>{} + 0x0000FFFFFFFFFFFFU;
@@ -110,11 +113,12 @@ static_assert(factors_are_exact(floyd_steinberg) && factors_are_exact(jarvis_jud
 template <class Target, const DiffusionKernel &kernel>
 class Shares {
   public:
-    explicit Shares(Words<Target> error) : Shares(error, std::make_integer_sequence<int, 8>()) {}
+    OXEL_INLINE explicit Shares(Words<Target> error)
+        : Shares(error, std::make_integer_sequence<int, 8>()) {}
 
     /// At a place of the kernel's weights, counted from the pixel itself.
     template <int row, int column>
-    Words<Target> at() const {
+    OXEL_INLINE Words<Target> at() const {
         constexpr int weight = kernel.weights[row][kernel.centre + column];
         if constexpr (weight == 0)
             return Words<Target>{};
@@ -124,11 +128,11 @@ class Shares {
 
   private:
     template <int... i>
-    Shares(Words<Target> error, std::integer_sequence<int, i...>)
+    OXEL_INLINE Shares(Words<Target> error, std::integer_sequence<int, i...>)
         : of_weight_{share<i + 1>(error)...} {}
 
     template <int weight>
-    static Words<Target> share(Words<Target> error) {
+    OXEL_INLINE static Words<Target> share(Words<Target> error) {
         if constexpr (!kernel.has_weight(weight))
             return error;
         const Words<Target> product = Target::high_product(error, share_factor(kernel, weight));
@@ -142,9 +146,9 @@ class Shares {
 template <class Target, const DiffusionKernel &kernel>
 class Ahead {
   public:
-    Words<Target> next() const { return pending_[0]; }
+    OXEL_INLINE Words<Target> next() const { return pending_[0]; }
 
-    void add(const Shares<Target, kernel> &shares) {
+    OXEL_INLINE void add(const Shares<Target, kernel> &shares) {
         if constexpr (kernel.reach == 2)
             pending_[0] = pending_[1] + shares.template at<0, 1>();
         pending_[kernel.reach - 1] = shares.template at<0, kernel.reach>();
@@ -161,7 +165,7 @@ template <class Target, const DiffusionKernel &kernel, int row, int direction = 
 class Below {
   public:
     /// Takes the shares of pixel x; returns what pixel x - reach has received in all.
-    Words<Target> add(const Shares<Target, kernel> &shares) {
+    OXEL_INLINE Words<Target> add(const Shares<Target, kernel> &shares) {
         constexpr int reach = kernel.reach;
         const Words<Target> complete = pending_[0] + shares.template at<row, -reach * direction>();
         if constexpr (reach == 1) {
@@ -196,8 +200,9 @@ struct LaneTables {
 };
 
 template <class Target, int... i>
-Quads<Target> look_up(Quads<Target> cells, const LaneTables &tables, std::uint8_t *indices,
-                      std::ptrdiff_t stride, std::integer_sequence<int, i...>) {
+OXEL_INLINE Quads<Target> look_up(Quads<Target> cells, const LaneTables &tables,
+                                  std::uint8_t *indices, std::ptrdiff_t stride,
+                                  std::integer_sequence<int, i...>) {
     ((indices[i * stride] = tables.cells[cells[i]]), ...);
     return Quads<Target>{tables.palette[indices[i * stride]]...};
 }
@@ -205,10 +210,11 @@ Quads<Target> look_up(Quads<Target> cells, const LaneTables &tables, std::uint8_
 /// Chooses the palette index of each accumulated value, clamped, and stores them `stride` apart.
 /// Returns the errors.
 template <class Target>
-Words<Target> quantise(Words<Target> value, const LaneTables &tables, std::uint8_t *indices,
-                       std::ptrdiff_t stride) {
-    value = value < 0 ? Words<Target>{} : value;
-    value = value > 255 ? splat<Target>(255) : value;
+OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables,
+                                   std::uint8_t *indices, std::ptrdiff_t stride) {
+    constexpr Words<Target> least{}, most = Words<Target>{} + std::int16_t{255};
+    value = value > least ? value : least;
+    value = value < most ? value : most;
     const Quads<Target> channels = (Quads<Target>)(value >> 2);
     const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
     return value -
@@ -217,29 +223,51 @@ Words<Target> quantise(Words<Target> value, const LaneTables &tables, std::uint8
 
 // Pictures.
 
-/// Null for a row of zero bytes.
-inline const std::uint8_t *row_of(const PixelRows &picture, std::int32_t row) {
-    if (row < picture.blank_rows)
-        return nullptr;
-    return picture.pixels + std::ptrdiff_t{3} * (row - picture.blank_rows) * picture.width;
+template <class Target, bool rgb>
+void stage_mapped(const std::uint8_t *gamut, const std::uint8_t *pixels, std::int32_t count,
+                  std::uint32_t *staged, std::ptrdiff_t stride) {
+    const auto map = [&](std::int32_t i, std::uint32_t cell) {
+        // Four bytes, as behind the table's last entry there is still the package's trailer.
+        std::memcpy(&staged[i * stride], gamut + 3 * cell, 4);
+    };
+    std::int32_t i = 0;
+    if constexpr (requires { Target::extract_bits(0U, 0U); })
+        for (; i < count - 1; ++i) {
+            std::uint32_t bytes; // one more than the pixel has
+            std::memcpy(&bytes, pixels + std::ptrdiff_t{3} * i, 4);
+            map(i, rgb ? Target::extract_bits(__builtin_bswap32(bytes), 0xFCFCFC00)
+                       : Target::extract_bits(bytes, 0xFCFCFC));
+        }
+    for (; i < count; ++i) {
+        const std::uint8_t *pixel = pixels + std::ptrdiff_t{3} * i;
+        map(i, colour_cell(pixel[rgb ? 0 : 2], pixel[1], pixel[rgb ? 2 : 0]));
+    }
 }
 
 /// Copies `count` pixels of a row from `column` on, mapped, as R, G, B and any fourth byte, to
 /// `staged` and every `stride` pixels further.
-inline void stage(const PixelRows &picture, std::int32_t row, std::int32_t column,
-                  std::int32_t count, std::uint32_t *staged, std::ptrdiff_t stride) {
-    static constexpr std::uint8_t zeros[3] = {};
-    const std::uint8_t *pixel = row_of(picture, row);
-    const std::ptrdiff_t step = pixel ? 3 : 0;
-    pixel = pixel ? pixel + std::ptrdiff_t{3} * column : zeros;
-    const int red = picture.byte_order == 0 ? 0 : 2;
-    for (std::int32_t i = 0; i < count; ++i, pixel += step, staged += stride) {
-        const std::uint32_t r = pixel[red], g = pixel[1], b = pixel[2 - red];
-        if (picture.gamut) // the package's trailer stands behind the last entry
-            std::memcpy(staged, picture.gamut + 3 * colour_cell(r, g, b), 4);
-        else
-            *staged = r | g << 8 | b << 16;
+template <class Target>
+void stage(const PixelRows &picture, std::int32_t row, std::int32_t column, std::int32_t count,
+           std::uint32_t *staged, std::ptrdiff_t stride) {
+    if (row < picture.blank_rows) {
+        std::uint32_t black = 0;
+        if (picture.gamut)
+            std::memcpy(&black, picture.gamut, 3);
+        for (std::int32_t i = 0; i < count; ++i)
+            staged[i * stride] = black;
+        return;
     }
+    const std::uint8_t *pixel =
+        picture.pixels + 3 * (std::ptrdiff_t{row - picture.blank_rows} * picture.width + column);
+    const bool rgb = picture.byte_order == 0;
+    if (picture.gamut) {
+        const auto mapped = rgb ? stage_mapped<Target, true> : stage_mapped<Target, false>;
+        return mapped(picture.gamut, pixel, count, staged, stride);
+    }
+    const int red = rgb ? 0 : 2;
+    for (std::int32_t i = 0; i < count; ++i, pixel += 3)
+        staged[i * stride] =
+            static_cast<std::uint32_t>(pixel[red] | pixel[1] << 8 | pixel[2 - red] << 16);
 }
 
 } // namespace

@@ -56,7 +56,7 @@ class Segments {
   private:
     static constexpr int registers = Target::segment_registers;
     static constexpr int lanes = registers * Target::pixels;
-    static constexpr int lead = 32; // pixels that a lane begins early
+    static constexpr int lead = 16; // pixels that a lane begins early
     static constexpr int reach = kernel.reach;
 
     using Vector = Words<Target>;
@@ -90,7 +90,7 @@ class Segments {
     /// Adds the pixels of a row to the error that its rows above have left in `values_`.
     void take_in(const PixelRows &picture, std::int32_t row) {
         for (int lane = 0; lane < lanes; ++lane)
-            stage(picture, row, lane * length_, pixels_of(lane), staged_ + lane, lanes);
+            stage<Target>(picture, row, lane * length_, pixels_of(lane), staged_ + lane, lanes);
         for (std::int32_t s = 0; s < length_; ++s)
             for (int r = 0; r < registers; ++r)
                 values_[s].words[r] += widen<Target>(staged_ + s * lanes + r * Target::pixels);

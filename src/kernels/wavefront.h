@@ -83,8 +83,8 @@ class Wavefront {
             const int steps = end - start < run ? end - start : run;
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
-                stage(picture, first_row + row, piece.column, piece.count,
-                      &staged_[piece.step][row], rows);
+                stage<Target>(picture, first_row + row, piece.column, piece.count,
+                              &staged_[piece.step][row], rows);
             }
             for (int i = 0; i < steps; ++i)
                 step(state, i, start + i, picture.width, carry, second_carry);
@@ -98,9 +98,8 @@ class Wavefront {
     }
 
     /// Step `i` of the run, when the first row is at `column`.
-    [[gnu::always_inline]] void step(Rows (&state)[registers], int i, std::int32_t column,
-                                     std::int32_t width, std::uint64_t *carry,
-                                     std::uint64_t *second_carry) {
+    OXEL_INLINE void step(Rows (&state)[registers], int i, std::int32_t column, std::int32_t width,
+                          std::uint64_t *carry, std::uint64_t *second_carry) {
         Words<Target> error[registers];
         OXEL_UNROLL
         for (int r = registers - 1; r >= 0; --r) {
@@ -129,8 +128,8 @@ class Wavefront {
     }
 
     /// To row r + 2 by way of row r + 1, once that has completed the same column.
-    [[gnu::always_inline]] static void hand_to_row_after_next(Rows (&state)[registers],
-                                                              const std::uint64_t *second_carry) {
+    OXEL_INLINE static void hand_to_row_after_next(Rows (&state)[registers],
+                                                   const std::uint64_t *second_carry) {
         OXEL_UNROLL
         for (int r = registers - 1; r >= 0; --r)
             state[r].complete +=
@@ -144,7 +143,7 @@ class Wavefront {
         }
     }
 
-    static Words<Target> last_lane_from(const std::uint64_t *lane) {
+    OXEL_INLINE static Words<Target> last_lane_from(const std::uint64_t *lane) {
         Words<Target> words;
         std::memcpy(&words, lane - (Target::pixels - 1), sizeof words);
         return words;
