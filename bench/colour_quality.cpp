@@ -14,6 +14,8 @@
 #include "package_builder/patch_quality.h"
 #include "panel_description.h"
 #include "picture.h"
+#include "picture_options.h"
+#include "vips_session.h"
 
 #include <vips/vips8>
 
@@ -27,9 +29,6 @@
 using namespace oxel::tools;
 
 namespace {
-
-const char *const mode_names[] = {"floyd",          "floyd-serpentine", "jjn",
-                                  "jjn-serpentine", "stucki",           "stucki-serpentine"};
 
 /// An image in linear light.
 struct LightImage {
@@ -159,8 +158,9 @@ void print_patches(const char *name, const Bytes &package, const std::vector<Req
             grain += patch.grain / double(requests.size());
         }
         const DifferenceSummary all = summarise(misses);
-        std::printf("  %-18s %5.2f %5.2f %5.2f   grain %.2f\n", mode_names[mode], all.mean,
-                    all.percentile95, all.largest, grain);
+        std::printf("  %-18s %5.2f %5.2f %5.2f   grain %.2f\n",
+                    dither_names[std::size_t(mode)].c_str(), all.mean, all.percentile95,
+                    all.largest, grain);
     }
 }
 
@@ -232,10 +232,10 @@ double correlation(const std::vector<double> &a, const std::vector<double> &b) {
 class Photo {
   public:
     explicit Photo(const std::string &path) {
-        ImageSize whole = picture_size(path);
+        ImageSize whole = picture_size(path, {});
         const double scale = std::min(1.0, 800.0 / std::max(whole.width, whole.height));
         size_ = {int(whole.width * scale), int(whole.height * scale)};
-        bytes_ = load_picture(path, size_, Fit::stretch);
+        bytes_ = load_picture(path, size_, {.fit = Fit::stretch});
         const LightImage image = light_of(bytes_, size_);
         lab_ = lab_of(blur(image, 2.5), {1, 1, 1});
         detail_ = lightness_detail(image, {1, 1, 1});
@@ -354,7 +354,7 @@ void run(int argc, char **argv) {
                      [&](const Photo &photo) { return photo.judge_mapping(targets, paper); });
         for (int mode = 0; mode < int(dithering_modes); ++mode)
             if (intent == Intent::perceptual || mode == DITHER_FLOYD_SERPENTINE)
-                print_photos(name + ", " + mode_names[mode], photos,
+                print_photos(name + ", " + dither_names[std::size_t(mode)], photos,
                              mode == DITHER_FLOYD_SERPENTINE, [&](const Photo &photo) {
                                  return photo.judge_rendering(package, mode, paper);
                              });
@@ -364,11 +364,12 @@ void run(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (argc < 2 || VIPS_INIT(argv[0]) != 0) {
+    if (argc < 2) {
         std::fprintf(stderr, "usage: colour_quality PANEL.json [PICTURE ...]\n");
         return 2;
     }
     try {
+        start_vips();
         run(argc, argv);
         return 0;
     } catch (const std::exception &error) {

@@ -1,6 +1,7 @@
 #include "Oxel_Morvel6_render.h"
 
 #include "dithering.h"
+#include "kernels/forms.h"
 #include "library_state.h"
 #include "render_pipeline.h"
 
@@ -82,64 +83,7 @@ constexpr std::uint8_t NOMINAL_BGR_color[18] = {0, 0, 0,   255, 255, 255, 0,   2
                                                 0, 0, 255, 0,   255, 0,   255, 0,   0};
 constexpr int nominal_colours = 6;
 
-struct DitheringMode {
-    DitheringRoutine *routine;
-    std::uint8_t serpentine;
-};
-
-constexpr DitheringMode dithering_modes[] = {
-    {Oxel_dithering_Floyd, 0},
-    {Oxel_dithering_Floyd, 1},
-    {Oxel_dithering_Jarvis_Judice_Ninkle, 0},
-    {Oxel_dithering_Jarvis_Judice_Ninkle, 1},
-    {Oxel_dithering_Stucki, 0},
-    {Oxel_dithering_Stucki, 1},
-};
-
-void gamut_map(const std::uint8_t *input, std::uint32_t byte_order, std::size_t pixel_count,
-               std::uint8_t *mapped) {
-    const std::size_t red = byte_order == ORDER_RGB ? 0 : 2;
-    const std::size_t blue = 2 - red;
-    const std::uint8_t *const gamut = GLUT;
-    for (std::size_t i = 0; i < 3 * pixel_count; i += 3) {
-        const std::uint8_t *colour =
-            gamut + 3 * colour_cell(input[i + red], input[i + 1], input[i + blue]);
-        mapped[i + red] = colour[0];
-        mapped[i + 1] = colour[1];
-        mapped[i + blue] = colour[2];
-    }
-}
-
-/// The three bytes that each palette index becomes in one output form.
-class PixelTable {
-  public:
-    explicit PixelTable(const Output &output) {
-        for (std::size_t index = 0; index <= largest_index; ++index)
-            fill(bytes_[index], index, output);
-    }
-
-    const std::uint8_t *operator[](std::uint8_t index) const { return bytes_[index]; }
-
-  private:
-    static void fill(std::uint8_t (&pixel)[3], std::size_t index, const Output &output) {
-        const bool rgb = output.byte_order == ORDER_RGB;
-        const std::uint8_t *colour = EO_RGB_color + 3 * index;
-        switch (output.type) {
-        case OUTPUT_TCON_CODE:
-            std::fill_n(pixel, 3, TCON_INDEX_TABLE[index]);
-            break;
-        case OUTPUT_NOMINAL_RGB:
-            std::copy_n((rgb ? NOMINAL_RGB_color : NOMINAL_BGR_color) + 3 * index, 3, pixel);
-            break;
-        default:
-            pixel[rgb ? 0 : 2] = colour[0];
-            pixel[1] = colour[1];
-            pixel[rgb ? 2 : 0] = colour[2];
-        }
-    }
-
-    std::uint8_t bytes_[256][3];
-};
+constexpr std::uint32_t dithering_modes = 6;
 
 } // namespace
 
@@ -162,7 +106,7 @@ std::int32_t check_render(const Input &input, std::uint32_t dithering_mode, cons
                           std::size_t output_count) {
     if (!isInital)
         return OXEL_NOT_INITIALISED;
-    if (dithering_mode >= std::size(dithering_modes) || input.byte_order > ORDER_BGR)
+    if (dithering_mode >= dithering_modes || input.byte_order > ORDER_BGR)
         return OXEL_BAD_SELECTOR;
     if (input.size.empty())
         return OXEL_SUCCESS;
@@ -180,43 +124,48 @@ std::int32_t check_render(const Input &input, std::uint32_t dithering_mode, cons
     return usable ? OXEL_SUCCESS : OXEL_UNUSABLE_TABLES;
 }
 
-Rendering::Rendering(const Input &input)
-    : input_(input), working_copy_(HeapArray<std::uint8_t>::uninitialised(3 * input.size.pixels())),
-      index_plane_(HeapArray<std::uint8_t>::uninitialised(input.size.pixels())) {}
-
-std::int32_t Rendering::dither(std::uint32_t dithering_mode, std::int32_t rows_down) {
-    if (input_.size.empty())
-        return OXEL_SUCCESS;
-    if (!working_copy_ || !index_plane_)
-        return OXEL_OUT_OF_MEMORY;
-
-    const auto width = static_cast<std::size_t>(input_.size.width);
-    const std::size_t pixels_above = width * static_cast<std::size_t>(rows_down);
-    std::uint8_t *const mapped = working_copy_.get();
-    std::fill_n(mapped, 3 * pixels_above, std::uint8_t{0});
-    gamut_map(mapped, input_.byte_order, pixels_above, mapped);
-    gamut_map(input_.pixels, input_.byte_order, input_.size.pixels() - pixels_above,
-              mapped + 3 * pixels_above);
-
-    const DitheringMode &mode = dithering_modes[dithering_mode];
-    return mode.routine(mapped, input_.byte_order, index_plane_.get(),
-                        static_cast<std::uint32_t>(input_.size.width), input_.size.height,
-                        mode.serpentine);
+DiffusionJob render_job(const Input &input, std::uint32_t dithering_mode, IndexSink &sink,
+                        std::int32_t rows_down) {
+    return diffusion_job(
+        {input.pixels, input.byte_order, input.size.width, input.size.height, rows_down, GLUT},
+        dithering_mode, sink);
 }
 
-void Rendering::blank() {
-    std::fill_n(index_plane_.get(), input_.size.pixels(), std::uint8_t{0});
+OutputWriter::OutputWriter(const Output *outputs, std::size_t count, std::int32_t width)
+    : width_(width) {
+    for (const Output *output = outputs; output != outputs + count; ++output) {
+        if (output->status() != OXEL_SUCCESS)
+            continue;
+        images_[count_] = output->pixels;
+        for (std::size_t index = 0; index <= largest_index; ++index)
+            set_colour(colours_[count_][index], index, *output);
+        ++count_;
+    }
 }
 
-std::int32_t Rendering::write(const Output &output) const {
-    const std::int32_t status = output.status();
-    if (status != OXEL_SUCCESS || input_.size.empty())
-        return status;
-    const PixelTable colours(output);
-    const std::uint8_t *const indices = index_plane_.get();
-    for (std::size_t i = 0; i < input_.size.pixels(); ++i)
-        std::copy_n(colours[indices[i]], 3, output.pixels + 3 * i);
-    return OXEL_SUCCESS;
+void OutputWriter::set_colour(std::uint8_t (&pixel)[4], std::size_t index, const Output &output) {
+    const bool rgb = output.byte_order == ORDER_RGB;
+    const std::uint8_t *colour = EO_RGB_color + 3 * index;
+    switch (output.type) {
+    case OUTPUT_TCON_CODE:
+        std::fill_n(pixel, 3, TCON_INDEX_TABLE[index]);
+        break;
+    case OUTPUT_NOMINAL_RGB:
+        std::copy_n((rgb ? NOMINAL_RGB_color : NOMINAL_BGR_color) + 3 * index, 3, pixel);
+        break;
+    default:
+        pixel[rgb ? 0 : 2] = colour[0];
+        pixel[1] = colour[1];
+        pixel[rgb ? 2 : 0] = colour[2];
+    }
+}
+
+void OutputWriter::take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
+                        std::int32_t count) {
+    const std::ptrdiff_t start = 3 * (std::ptrdiff_t{row} * width_ + column);
+    for (std::size_t i = 0; i < count_; ++i)
+        chosen_form().write_pixels(indices, static_cast<std::size_t>(count), colours_[i],
+                                   images_[i] + start);
 }
 
 namespace {
@@ -260,6 +209,18 @@ char updateLogMsg[] = "Version Updates:\n"
 
 using namespace oxel;
 
+namespace {
+
+std::int32_t render(const Input &input, std::uint32_t dithering_mode, const Output *outputs,
+                    std::size_t output_count) {
+    if (input.size.empty())
+        return OXEL_SUCCESS;
+    OutputWriter writer(outputs, output_count, input.size.width);
+    return diffuse(render_job(input, dithering_mode, writer));
+}
+
+} // namespace
+
 int32_t Oxel_Morvel6_render_init(const uint8_t *package, uint32_t package_size) noexcept {
     if (!package || package_size < header_size || package_size > INT32_MAX)
         return OXEL_BAD_PACKAGE_LENGTH;
@@ -286,10 +247,9 @@ int32_t Oxel_Morvel6_render(const uint8_t *input_image, uint32_t rgb_order, uint
     const Output output{output_image, output_order, output_type};
     if (const auto refusal = check_render(input, dithering_mode, &output, 1))
         return refusal;
-    Rendering rendering(input);
-    if (const auto failure = rendering.dither(dithering_mode))
+    if (const auto failure = render(input, dithering_mode, &output, 1))
         return failure;
-    return rendering.write(output);
+    return output.status();
 }
 
 int32_t Oxel_Morvel6_render_All(const uint8_t *input_image, uint32_t rgb_order, uint8_t *tcon_image,
@@ -301,12 +261,7 @@ int32_t Oxel_Morvel6_render_All(const uint8_t *input_image, uint32_t rgb_order, 
                               {eo_image, rgb_order, OUTPUT_EO_RGB}};
     if (const auto refusal = check_render(input, dithering_mode, outputs, std::size(outputs)))
         return refusal;
-    Rendering rendering(input);
-    if (const auto failure = rendering.dither(dithering_mode))
-        return failure;
-    for (const Output &output : outputs)
-        rendering.write(output); // refuses only the nominal form, of other than six colours
-    return OXEL_SUCCESS;
+    return render(input, dithering_mode, outputs, std::size(outputs));
 }
 
 char *Oxel_get_updateLog(void) noexcept {

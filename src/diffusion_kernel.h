@@ -1,8 +1,6 @@
 #ifndef OXEL_DIFFUSION_KERNEL_H
 #define OXEL_DIFFUSION_KERNEL_H
 
-#include <bit>
-
 namespace [[gnu::visibility("hidden")]] oxel {
 
 /// An error-diffusion kernel, written for a scan from left to right; a scan the other way mirrors
@@ -17,10 +15,18 @@ struct DiffusionKernel {
     bool floors; // shares are rounded toward minus infinity, else toward zero
     int weights[3][columns];
 
+    [[gnu::always_inline]] constexpr bool has_weight(int weight) const {
+        for (const auto &row : weights)
+            for (const int w : row)
+                if (w == weight)
+                    return true;
+        return false;
+    }
+
     /// The part of a pixel's error that the pixel at (row, column) of `weights` receives.
-    constexpr int share(int row, int column, int error) const {
+    [[gnu::always_inline]] constexpr int share(int row, int column, int error) const {
         const int weighted = weights[row][column] * error;
-        return floors ? weighted >> std::countr_zero(static_cast<unsigned>(divisor))
+        return floors ? weighted >> __builtin_ctz(static_cast<unsigned>(divisor))
                       : weighted / divisor;
     }
 };

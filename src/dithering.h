@@ -1,45 +1,19 @@
 #ifndef OXEL_DITHERING_H
 #define OXEL_DITHERING_H
 
-#include "Oxel_Morvel6_render.h"
-#include "library_state.h"
+#include "diffusion.h"
 
 #include <cstdint>
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
-/// The adopted tables that a quantisation reads, fetched once a call.
-struct QuantisationTables {
-    const std::uint8_t *cells = QLUT;
-    const std::uint8_t *palette = EO_RGB_color;
-};
+/// How a picture that `dithering_mode` names the diffusion of (0 to 5) is reduced to palette
+/// indices through the adopted tables.
+DiffusionJob diffusion_job(const PixelRows &picture, std::uint32_t dithering_mode, IndexSink &sink);
 
-struct QuantisedPixel {
-    std::uint8_t index;
-    std::int16_t error[3]; // -255 to 255, in the slots of the value
-};
-
-/// Chooses the palette index of an accumulated pixel value, three slots in the byte order that
-/// `rgb_order` names, and tells how far that entry lies from the value. The value is clamped to
-/// 0 to 255 first, so what it had beyond is lost: that bounds every error.
-inline QuantisedPixel quantise_pixel(const std::int16_t value[3], std::uint32_t rgb_order,
-                                     const QuantisationTables &tables = {}) {
-    const auto clamp = [](int channel) { return channel < 0 ? 0 : channel > 255 ? 255 : channel; };
-    const int clamped[3] = {clamp(value[0]), clamp(value[1]), clamp(value[2])};
-    const int red = rgb_order == ORDER_RGB ? 0 : 2;
-    const int blue = 2 - red;
-
-    const std::uint32_t cell = colour_cell(static_cast<std::uint32_t>(clamped[red]),
-                                           static_cast<std::uint32_t>(clamped[1]),
-                                           static_cast<std::uint32_t>(clamped[blue]));
-    QuantisedPixel pixel{};
-    pixel.index = tables.cells[cell];
-    const std::uint8_t *colour = tables.palette + 3 * pixel.index;
-    pixel.error[red] = static_cast<std::int16_t>(clamped[red] - colour[0]);
-    pixel.error[1] = static_cast<std::int16_t>(clamped[1] - colour[1]);
-    pixel.error[blue] = static_cast<std::int16_t>(clamped[blue] - colour[2]);
-    return pixel;
-}
+/// Runs the job in the form that suits the processor. Returns OXEL_SUCCESS, or OXEL_OUT_OF_MEMORY
+/// before the sink has taken anything. Re-entrant.
+std::int32_t diffuse(const DiffusionJob &job);
 
 /// A dithering routine reduces a gamut-mapped image, `working_copy`, to one palette index a pixel
 /// in `index_plane`, by error diffusion through the adopted tables.
@@ -47,7 +21,7 @@ inline QuantisedPixel quantise_pixel(const std::int16_t value[3], std::uint32_t 
 /// `working_copy` holds width * height pixels of 3 bytes in `rgb_order` and is only read;
 /// `index_plane` receives width * height bytes. A width or height that is not positive as a
 /// signed number leaves it untouched. `serpentine` other than 0 scans odd rows from right to
-/// left. Work memory is 2 (Floyd) or 3 rows of error, 6 bytes a pixel and row.
+/// left.
 ///
 /// Returns OXEL_SUCCESS, or OXEL_OUT_OF_MEMORY with the index plane untouched. Re-entrant.
 using DitheringRoutine = std::int32_t(const std::uint8_t *working_copy, std::uint32_t rgb_order,
@@ -57,6 +31,18 @@ using DitheringRoutine = std::int32_t(const std::uint8_t *working_copy, std::uin
 DitheringRoutine Oxel_dithering_Floyd;
 DitheringRoutine Oxel_dithering_Jarvis_Judice_Ninkle;
 DitheringRoutine Oxel_dithering_Stucki;
+
+/// Keeps indices in a plane of one byte a pixel.
+class IndexPlane final : public IndexSink {
+  public:
+    IndexPlane(std::uint8_t *plane, std::int32_t width) : plane_(plane), width_(width) {}
+    void take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
+              std::int32_t count) override;
+
+  private:
+    std::uint8_t *plane_;
+    std::int32_t width_;
+};
 
 } // namespace oxel
 

@@ -16,7 +16,8 @@ extern bool tables_usable;         // every table that a render reads lies insid
 extern std::uint8_t largest_index; // of the bytes in QLUT; 0 unless the tables are usable
 
 /// The gamut and quantisation tables drop two bits of each channel; R is slowest, B fastest.
-inline std::uint32_t colour_cell(std::uint32_t r, std::uint32_t g, std::uint32_t b) {
+[[gnu::always_inline]] inline std::uint32_t colour_cell(std::uint32_t r, std::uint32_t g,
+                                                        std::uint32_t b) {
     return (r >> 2) << 12 | (g >> 2) << 6 | b >> 2;
 }
 

@@ -1,6 +1,8 @@
 #include "power_guard.h"
 
 #include "Oxel_Morvel6_render.h"
+#include "dithering.h"
+#include "heap_array.h"
 #include "library_state.h"
 #include "numeric_helpers.h"
 #include "render_pipeline.h"
@@ -58,19 +60,21 @@ struct GuardedDithering {
     std::int32_t verdict;
 };
 
-/// Leaves the rendering as the guard's verdict wants it.
-GuardedDithering dither_guarded(Rendering &rendering, ImageSize size, std::uint32_t dithering_mode,
-                                double power_threshold) {
+/// Leaves in `index_plane` the rendering that the guard's verdict is about. The input of a render
+/// that is empty has no plane.
+GuardedDithering dither_guarded(const Input &input, std::uint32_t dithering_mode,
+                                double power_threshold, std::uint8_t *index_plane) {
     constexpr std::int32_t verdicts[] = {GUARD_PASSED, GUARD_PASSED_SHIFTED};
+    const auto [width, height] = input.size;
+    IndexPlane plane(index_plane, width);
     for (std::int32_t rows_down = 0; rows_down < 2; ++rows_down) {
-        if (const auto failure = rendering.dither(dithering_mode, rows_down))
-            return {failure, GUARD_BLANKED};
-        const double change = calculate_difference_of_central_tendency(rendering.index_plane(),
-                                                                       size.width, size.height);
-        if (change < power_threshold)
+        if (!input.size.empty())
+            if (const auto failure = diffuse(render_job(input, dithering_mode, plane, rows_down)))
+                return {failure, GUARD_BLANKED};
+        if (calculate_difference_of_central_tendency(index_plane, width, height) < power_threshold)
             return {OXEL_SUCCESS, verdicts[rows_down]};
     }
-    rendering.blank();
+    std::fill_n(index_plane, input.size.pixels(), std::uint8_t{0});
     return {OXEL_SUCCESS, GUARD_BLANKED};
 }
 
@@ -88,12 +92,19 @@ int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t
     const Output output{output_image, output_order, output_type};
     if (const auto refusal = check_render(input, dithering_mode, &output, 1))
         return refusal;
-    Rendering rendering(input);
+    const auto index_plane = HeapArray<std::uint8_t>::uninitialised(input.size.pixels());
+    if (!index_plane && !input.size.empty())
+        return OXEL_OUT_OF_MEMORY;
     const auto [failure, verdict] =
-        dither_guarded(rendering, input.size, dithering_mode, power_threshold);
+        dither_guarded(input, dithering_mode, power_threshold, index_plane.get());
     if (failure)
         return failure;
     if (guard_result)
         *guard_result = verdict;
-    return rendering.write(output);
+    if (!input.size.empty()) {
+        OutputWriter writer(&output, 1, width);
+        for (std::int32_t row = 0; row < height; ++row)
+            writer.take(row, 0, index_plane.get() + std::ptrdiff_t{row} * width, width);
+    }
+    return output.status();
 }

@@ -1,13 +1,13 @@
 #ifndef OXEL_RENDER_PIPELINE_H
 #define OXEL_RENDER_PIPELINE_H
 
-#include "heap_array.h"
+#include "diffusion.h"
 #include "image_size.h"
 
 #include <cstddef>
 #include <cstdint>
 
-// The steps that the render entries share: check, gamut-map and dither, write a form of output.
+// The steps that the render entries share: check, describe the diffusion, write forms of output.
 namespace [[gnu::visibility("hidden")]] oxel {
 
 struct Input {
@@ -30,27 +30,26 @@ struct Output {
 std::int32_t check_render(const Input &input, std::uint32_t dithering_mode, const Output *outputs,
                           std::size_t output_count);
 
-/// Renders an input that has been checked to an index plane, and that to outputs.
-class Rendering {
+/// What to diffuse of a non-empty input that has been checked, moved down by `rows_down` rows (0 or
+/// 1) under rows of zero bytes.
+DiffusionJob render_job(const Input &input, std::uint32_t dithering_mode, IndexSink &sink,
+                        std::int32_t rows_down = 0);
+
+/// Writes up to three outputs that have been checked, those of them that can be written, in this
+/// order.
+class OutputWriter final : public IndexSink {
   public:
-    explicit Rendering(const Input &input);
-
-    /// Gamut-maps and dithers the input, moved down by `rows_down` rows (0 or 1) under rows of
-    /// zero bytes. Returns OXEL_SUCCESS or OXEL_OUT_OF_MEMORY.
-    std::int32_t dither(std::uint32_t dithering_mode, std::int32_t rows_down = 0);
-
-    /// Makes palette index 0 of every pixel.
-    void blank();
-
-    const std::uint8_t *index_plane() const { return index_plane_.get(); }
-
-    /// Writes the output, or returns why its form cannot be written.
-    std::int32_t write(const Output &output) const;
+    OutputWriter(const Output *outputs, std::size_t count, std::int32_t width);
+    void take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
+              std::int32_t count) override;
 
   private:
-    Input input_;
-    HeapArray<std::uint8_t> working_copy_;
-    HeapArray<std::uint8_t> index_plane_;
+    static void set_colour(std::uint8_t (&pixel)[4], std::size_t index, const Output &output);
+
+    std::int32_t width_;
+    std::size_t count_ = 0;
+    std::uint8_t *images_[3];
+    std::uint8_t colours_[3][256][4];
 };
 
 } // namespace oxel

@@ -1,4 +1,5 @@
 #include "dithering.h"
+#include "quantisation.h"
 
 #include "diffusion_kernel.h"
 #include "reference.h"

@@ -13,7 +13,7 @@ namespace {
 /// Each at the place of its Tuning. No table serves all: errors that the wide kernels round away
 /// are up to seven bytes of light tones that Floyd and Steinberg's keeps.
 constexpr DiffusionWeights diffusion_weights[] = {
-    {0.7, 0.15, 0.15},
+    {0.75, 0.125, 0.125},
     {1, 0, 0},
     {0, 1, 0},
     {0, 0, 1},

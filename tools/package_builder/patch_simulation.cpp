@@ -3,6 +3,7 @@
 #include "diffusion_kernel.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace oxel::tools {
 

@@ -1,0 +1,161 @@
+// The plain procedures, one pixel after the other: what all other forms must agree with.
+#include "portable.h"
+
+#include "../diffusion_kernel.h"
+#include "../quantisation.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <utility>
+
+namespace [[gnu::visibility("hidden")]] oxel {
+
+namespace {
+
+/// The errors on their way to the row being scanned and to the rows below it, as far down as the
+/// kernel reaches. At either end of a row stand margin cells that catch what leaves the image.
+template <const DiffusionKernel &kernel>
+class ErrorRows {
+  public:
+    static constexpr std::size_t length(std::size_t width) {
+        return 3 * (width + 2 * kernel.reach);
+    }
+
+    /// `zeros` are kernel.rows * length(width) zeros.
+    ErrorRows(std::size_t width, std::int16_t *zeros) : row_length_(length(width)) {
+        for (int row = 0; row < kernel.rows; ++row)
+            rows_[row] = zeros + static_cast<std::size_t>(row) * row_length_;
+    }
+
+    /// The three slots of pixel 0, `row` rows below the one being scanned.
+    std::int16_t *pixels(int row) const { return rows_[row] + 3 * kernel.reach; }
+
+    /// Goes on to the next image row: every row moves up by one, an empty one comes in below.
+    void advance() {
+        std::rotate(rows_, rows_ + 1, rows_ + kernel.rows);
+        std::fill_n(rows_[kernel.rows - 1], row_length_, std::int16_t{0});
+    }
+
+  private:
+    std::size_t row_length_;
+    std::int16_t *rows_[kernel.rows] = {};
+};
+
+/// Adds a row of the picture, mapped, to the values of its pixels.
+void add_row(const PixelRows &picture, std::int32_t row, std::int16_t *values) {
+    const std::size_t bytes = 3 * static_cast<std::size_t>(picture.width);
+    const bool blank = row < picture.blank_rows;
+    const std::uint8_t *pixels =
+        blank ? nullptr
+              : picture.pixels + static_cast<std::size_t>(row - picture.blank_rows) * bytes;
+    const std::size_t red = picture.byte_order == ORDER_RGB ? 0 : 2;
+    const std::size_t blue = 2 - red;
+    const auto add = [&](std::size_t i, std::uint8_t channel) {
+        values[i] = static_cast<std::int16_t>(values[i] + channel);
+    };
+    for (std::size_t i = 0; i < bytes; i += 3) {
+        const std::uint8_t r = blank ? 0 : pixels[i + red];
+        const std::uint8_t g = blank ? 0 : pixels[i + 1];
+        const std::uint8_t b = blank ? 0 : pixels[i + blue];
+        const std::uint8_t own[] = {r, g, b};
+        const std::uint8_t *colour = picture.gamut ? picture.gamut + 3 * colour_cell(r, g, b) : own;
+        add(i + red, colour[0]);
+        add(i + 1, colour[1]);
+        add(i + blue, colour[2]);
+    }
+}
+
+/// Adds the share of each slot's error to one neighbour, at its place in the kernel's weights.
+template <const DiffusionKernel &kernel, int row, int column>
+void spread(const std::int16_t (&error)[3], std::int16_t *neighbour) {
+    if constexpr (kernel.weights[row][column] != 0)
+        for (int slot = 0; slot < 3; ++slot)
+            neighbour[slot] =
+                static_cast<std::int16_t>(neighbour[slot] + kernel.share(row, column, error[slot]));
+}
+
+template <const DiffusionKernel &kernel, int direction, int row, int... column>
+void spread_row(const std::int16_t (&error)[3], std::int16_t *pixel,
+                std::integer_sequence<int, column...>) {
+    (spread<kernel, row, column>(error, pixel + 3 * direction * (column - kernel.centre)), ...);
+}
+
+/// Quantises one image row, already added to the current error row, in the order of `direction`
+/// (1 or -1).
+template <const DiffusionKernel &kernel, int direction, std::uint32_t rgb_order>
+void scan_row(const ErrorRows<kernel> &errors, const QuantisationTables &tables,
+              std::uint8_t *indices, std::ptrdiff_t width) {
+    constexpr std::make_integer_sequence<int, DiffusionKernel::columns> columns;
+    const std::ptrdiff_t first = direction > 0 ? 0 : width - 1;
+    for (std::ptrdiff_t step = 0; step < width; ++step) {
+        const std::ptrdiff_t x = first + direction * step;
+        const QuantisedPixel pixel = quantise_pixel(errors.pixels(0) + 3 * x, rgb_order, tables);
+        indices[x] = pixel.index;
+        spread_row<kernel, direction, 0>(pixel.error, errors.pixels(0) + 3 * x, columns);
+        spread_row<kernel, direction, 1>(pixel.error, errors.pixels(1) + 3 * x, columns);
+        if constexpr (kernel.rows > 2)
+            spread_row<kernel, direction, 2>(pixel.error, errors.pixels(2) + 3 * x, columns);
+    }
+}
+
+template <const DiffusionKernel &kernel, std::uint32_t rgb_order>
+void diffuse_in_order(const DiffusionJob &job, void *memory) {
+    const std::int32_t width = job.picture.width;
+    const auto row_pixels = static_cast<std::size_t>(width);
+    auto *const values = static_cast<std::int16_t *>(memory);
+    ErrorRows<kernel> errors(row_pixels, values);
+    auto *const indices =
+        reinterpret_cast<std::uint8_t *>(values + kernel.rows * errors.length(row_pixels));
+    const QuantisationTables tables{job.cells, job.palette};
+    for (std::int32_t y = 0; y < job.picture.height; ++y) {
+        add_row(job.picture, y, errors.pixels(0));
+        if (job.serpentine && y % 2 != 0)
+            scan_row<kernel, -1, rgb_order>(errors, tables, indices, width);
+        else
+            scan_row<kernel, 1, rgb_order>(errors, tables, indices, width);
+        errors.advance();
+        job.sink->take(y, 0, indices, width);
+    }
+}
+
+template <const DiffusionKernel &kernel>
+void diffuse_kernel(const DiffusionJob &job, void *memory) {
+    if (job.picture.byte_order == ORDER_RGB)
+        diffuse_in_order<kernel, ORDER_RGB>(job, memory);
+    else
+        diffuse_in_order<kernel, ORDER_BGR>(job, memory);
+}
+
+std::size_t diffusion_memory(const DiffusionJob &job) {
+    const auto width = static_cast<std::size_t>(job.picture.width);
+    return 3 * ErrorRows<stucki>::length(width) * sizeof(std::int16_t) + width;
+}
+
+void diffuse(const DiffusionJob &job, void *memory) {
+    switch (job.kernel) {
+    case Kernel::floyd_steinberg:
+        return diffuse_kernel<floyd_steinberg>(job, memory);
+    case Kernel::jarvis_judice_ninke:
+        return diffuse_kernel<jarvis_judice_ninke>(job, memory);
+    case Kernel::stucki:
+        return diffuse_kernel<stucki>(job, memory);
+    }
+}
+
+} // namespace
+
+/// Four bytes a pixel are moved faster than three: the fourth falls on the next pixel's place,
+/// before that is written. Behind the last pixel there is no place.
+void write_pixels(const std::uint8_t *indices, std::size_t count, const std::uint8_t (*colours)[4],
+                  std::uint8_t *pixels) {
+    for (std::size_t i = 0; i + 1 < count; ++i)
+        std::memcpy(pixels + 3 * i, colours[indices[i]], 4);
+    if (count > 0)
+        std::memcpy(pixels + 3 * (count - 1), colours[indices[count - 1]], 3);
+}
+
+constinit const Form portable_form = {"portable", [] { return true; }, diffusion_memory, diffuse,
+                                      write_pixels};
+
+} // namespace oxel

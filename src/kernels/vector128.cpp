@@ -1,0 +1,41 @@
+#include "vector_forms.h"
+
+#ifdef OXEL_VECTOR128
+
+#ifdef OXEL_X86
+#include <emmintrin.h>
+#else
+#include <arm_neon.h>
+#endif
+
+#include "vector_diffusion.h"
+
+namespace [[gnu::visibility("hidden")]] oxel {
+
+namespace {
+
+struct Vector128 {
+    static constexpr int pixels = 2;
+    static constexpr int wavefront_registers = 4;
+    static constexpr int segment_registers = 4;
+
+    static Words<Vector128> high_product(Words<Vector128> words, int factor) {
+#ifdef OXEL_X86
+        return (Words<Vector128>)_mm_mulhi_epi16((__m128i)words,
+                                                 _mm_set1_epi16(static_cast<short>(factor)));
+#else
+        return (Words<Vector128>)vqdmulhq_n_s16((int16x8_t)words,
+                                                static_cast<std::int16_t>(factor / 2));
+#endif
+    }
+};
+
+} // namespace
+
+constinit const Form vector128_form = {"128-bit vectors", [] { return true; },
+                                       diffusion_memory<Vector128>, diffuse<Vector128>,
+                                       write_pixels};
+
+} // namespace oxel
+
+#endif

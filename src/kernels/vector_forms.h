@@ -1,0 +1,21 @@
+#ifndef OXEL_KERNELS_VECTOR_FORMS_H
+#define OXEL_KERNELS_VECTOR_FORMS_H
+
+#include "forms.h"
+
+#if defined(__x86_64__) || (defined(__i386__) && defined(__SSE2__))
+#define OXEL_X86
+#endif
+#if defined(OXEL_X86) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN))
+#define OXEL_VECTOR128
+#endif
+
+namespace [[gnu::visibility("hidden")]] oxel {
+
+extern const Form vector128_form; // SSE2 or NEON
+extern const Form avx2_form;
+extern const Form avx512_form; // AVX-512 F and BW
+
+} // namespace oxel
+
+#endif
