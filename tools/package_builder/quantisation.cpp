@@ -57,9 +57,9 @@ class Quantiser {
         const double thickness =
             panel_.holds(light) ? surface_thickness : std::numeric_limits<double>::infinity();
         Choice choice;
-        if (const ByteTriangle *triangle = nearest_triangle(srgb, thickness))
-            for (const std::size_t index : triangle->indices)
-                consider(index, place, choice);
+        if (const Mixture surface = nearest_on_surface(srgb, thickness); surface.count > 0)
+            for (std::size_t i = 0; i < surface.count; ++i)
+                consider(surface.points[i], place, choice);
         else
             for (std::size_t index = 0; index < palette_.size(); ++index)
                 consider(index, place, choice);
@@ -77,19 +77,23 @@ class Quantiser {
             choice = {static_cast<std::uint8_t>(index), d};
     }
 
-    /// The triangle nearest to a colour, if any is nearer than `limit`.
-    const ByteTriangle *nearest_triangle(const Vector3 &srgb, double limit) const {
-        const ByteTriangle *nearest = nullptr;
+    /// The mixture of palette indices nearest to a colour on the surface, of one, two or three
+    /// colours; of none if it is not nearer than `limit`.
+    Mixture nearest_on_surface(const Vector3 &srgb, double limit) const {
+        Mixture nearest;
         double least = limit * limit;
         for (const ByteTriangle &triangle : triangles_) {
             const double height = dot(triangle.normal, srgb - triangle.corners[0]);
             if (height * height >= least) // its plane is further away already
                 continue;
-            const Vector3 point = nearest_mixture(triangle.corners, srgb).of(triangle.corners);
-            if (const double d = squared_distance(point, srgb); d < least) {
-                least = d;
-                nearest = &triangle;
-            }
+            Mixture mixture = nearest_mixture(triangle.corners, srgb);
+            const double d = squared_distance(mixture.of(triangle.corners), srgb);
+            if (d >= least)
+                continue;
+            least = d;
+            for (std::size_t i = 0; i < mixture.count; ++i)
+                mixture.points[i] = triangle.indices[mixture.points[i]];
+            nearest = mixture;
         }
         return nearest;
     }

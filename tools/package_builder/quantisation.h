@@ -12,8 +12,8 @@ namespace oxel::tools {
 ///
 /// It is the nearest to the cell's middle in CIE L*a*b*, where lightness counts most, as in minimal
 /// brightness variation (Shaked, Arad, Fitzhugh and Sobel, "Color diffusion: error-diffusion for
-/// color halftones", 1996): that keeps grain low. On the gamut's surface and beyond, only the three
-/// colours can be taken that the nearest triangle of the surface is mixed of. Else a diffusion that
+/// color halftones", 1996): that keeps grain low. On the gamut's surface and beyond, only those
+/// colours can be taken that the nearest place on the surface is mixed of. Else a diffusion that
 /// is asked for a colour of the surface balances its errors with other colours and misses it; to
 /// force it there the compensation would have to ask for colours far outside, whose errors smear.
 std::vector<std::uint8_t> quantisation_table(const Characterisation &panel);
