@@ -85,10 +85,11 @@ std::string configuration_file() {
     return home ? std::string(home) + "/.config/oxel.toml" : "";
 }
 
-/// Gives each named option of a command and its subcommands its variable.
+/// Gives each named option of a command and its subcommands its variable, except for those that
+/// name the file to write.
 void read_environment(CLI::App &command) {
     for (CLI::Option *option : command.get_options())
-        if (!long_name(*option).empty() && option->get_configurable())
+        if (!long_name(*option).empty() && option->get_configurable() && !option->check_sname("o"))
             option->envname(environment_name(long_name(*option)));
     for (CLI::App *subcommand : command.get_subcommands({}))
         read_environment(*subcommand);
@@ -147,8 +148,10 @@ std::string explain(const CLI::App &app, const CLI::ParseError &error) {
     const std::string unknown = "INI was not able to parse ";
     if (message.starts_with(unknown))
         return file + ": unknown key " + message.substr(unknown.size());
+    const bool about_value =
+        error.get_name() == "ValidationError" || error.get_name() == "ConversionError";
     const std::size_t dashes = message.find("--");
-    if (dashes == std::string::npos)
+    if (!about_value || dashes == std::string::npos)
         return message;
     const std::string name = message.substr(
         dashes + 2, message.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", dashes) - dashes - 2);
