@@ -1,16 +1,21 @@
 #include "vector_forms.h"
 
-#ifdef OXEL_X86
+#ifdef OXEL_AVX
 
 #include <immintrin.h>
 
 #if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx512f,avx512bw,bmi2"))), apply_to = function)
+#pragma clang attribute push(__attribute__((target("avx512f,avx512bw,bmi2,pclmul"))),              \
+                             apply_to = function)
 #else
-#pragma GCC target("avx512f,avx512bw,bmi2,prefer-vector-width=512")
+#pragma GCC target("avx512f,avx512bw,bmi2,pclmul,prefer-vector-width=512")
 #endif
 
+#include "../exact_double.h"
+
+#include "carryless_crc.h"
 #include "vector_diffusion.h"
+#include "vector_measure.h"
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
@@ -18,6 +23,7 @@ namespace {
 
 struct Avx512 {
     static constexpr int pixels = 8;
+    static constexpr int doubles = 8;
     static constexpr int wavefront_registers = 4;
     static constexpr int segment_registers = 2;
 
@@ -34,13 +40,19 @@ struct Avx512 {
 
 bool runs_here() {
     return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("bmi2");
+           __builtin_cpu_supports("bmi2") && __builtin_cpu_supports("pclmul");
 }
 
 } // namespace
 
-constinit const Form avx512_form = {"AVX-512", runs_here, diffusion_memory<Avx512>, diffuse<Avx512>,
-                                    write_pixels};
+constinit const Form avx512_form = {"AVX-512",
+                                    runs_here,
+                                    diffusion_memory<Avx512>,
+                                    diffuse<Avx512>,
+                                    write_pixels,
+                                    count_in_lanes<Avx512>,
+                                    square_in_lanes<Avx512>,
+                                    carryless_crc32};
 
 } // namespace oxel
 

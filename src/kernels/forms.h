@@ -10,6 +10,10 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 constexpr std::size_t cache_line = 64;
 
+/// Slice k holds the CRC-32 of each byte followed by k zero bytes.
+constexpr std::size_t crc_slices = 8;
+using CrcTables = std::uint32_t[crc_slices][256];
+
 /// The library's inner loops as written for one instruction set. All forms give the same results.
 struct Form {
     const char *name;
@@ -22,6 +26,18 @@ struct Form {
     /// Writes the first three bytes of each index's colour.
     void (*write_pixels)(const std::uint8_t *indices, std::size_t count,
                          const std::uint8_t (*colours)[4], std::uint8_t *pixels);
+
+    /// Adds how often each of the first `colours` indices (at most 256) occurs; others may be
+    /// counted, too. `counts` has 256 entries.
+    void (*count_indices)(const std::uint8_t *indices, std::size_t count, int colours,
+                          std::int32_t *counts);
+
+    /// Replaces each of the numbers, from -1 to 1, by my_pow(number, 2.0).
+    void (*square)(double *numbers, std::size_t count);
+
+    /// Goes on with a reflected CRC-32, which is neither inverted before nor after.
+    std::uint32_t (*crc32)(std::uint32_t crc, const std::uint8_t *bytes, std::size_t count,
+                           const CrcTables &tables);
 };
 
 /// Every form of this build, the fastest first; the last one runs everywhere.
