@@ -158,7 +158,8 @@ class Command : public testing::Test {
 
     /// Returns the exit code; what the command wrote is in the files "out" and "err".
     static int run(const std::string &arguments) {
-        return WEXITSTATUS(std::system((OXEL_COMMAND " " + arguments + " >out 2>err").c_str()));
+        return WEXITSTATUS(
+            std::system(("'" OXEL_COMMAND "' " + arguments + " >out 2>err").c_str()));
     }
 
     static int render(const std::string &arguments, const std::string &panel = "panel.json") {

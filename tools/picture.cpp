@@ -68,7 +68,7 @@ Bytes take(void *memory, std::size_t size) {
     return {bytes, bytes + size};
 }
 
-VImage open(const std::string &path, VOption *options = VImage::option()) {
+VImage open(const std::string &path, VOption *options = nullptr) {
     if (!std::filesystem::exists(path))
         throw Failure(path, "no such file");
     // libvips takes brackets at the end of a name for options: these are none.
