@@ -1,7 +1,6 @@
 #include "Oxel_Morvel6_render.h"
 
 #include "dithering.h"
-#include "kernels/forms.h"
 #include "library_state.h"
 #include "render_pipeline.h"
 
@@ -143,8 +142,9 @@ OutputWriter::OutputWriter(const Output *outputs, std::size_t count, std::int32_
         if (output->status() != OXEL_SUCCESS)
             continue;
         images_[count_] = output->pixels;
+        colours_[count_].count = largest_index + 1;
         for (std::size_t index = 0; index <= largest_index; ++index)
-            set_colour(colours_[count_][index], index, *output);
+            set_colour(colours_[count_].bytes[index], index, *output);
         ++count_;
     }
 }

@@ -46,7 +46,7 @@ class SumOfSquares {
 
   private:
     void add_pending() {
-        chosen_form().square(pending_, pending_count_);
+        chosen_form().power(pending_, pending_count_, 2.0);
         for (std::size_t i = 0; i < pending_count_; ++i)
             sum_ = sum_ + pending_[i];
         pending_count_ = 0;

@@ -148,12 +148,12 @@ void diffuse(const DiffusionJob &job, void *memory) {
 
 /// Four bytes a pixel are moved faster than three: the fourth falls on the next pixel's place,
 /// before that is written. Behind the last pixel there is no place.
-void write_pixels(const std::uint8_t *indices, std::size_t count, const std::uint8_t (*colours)[4],
+void write_pixels(const std::uint8_t *indices, std::size_t count, const ColourTable &colours,
                   std::uint8_t *pixels) {
     for (std::size_t i = 0; i + 1 < count; ++i)
-        std::memcpy(pixels + 3 * i, colours[indices[i]], 4);
+        std::memcpy(pixels + 3 * i, colours.bytes[indices[i]], 4);
     if (count > 0)
-        std::memcpy(pixels + 3 * (count - 1), colours[indices[count - 1]], 3);
+        std::memcpy(pixels + 3 * (count - 1), colours.bytes[indices[count - 1]], 3);
 }
 
 /// In four sets of counters, so that runs of one index do not wait for their own last count.
@@ -167,9 +167,9 @@ void count_indices(const std::uint8_t *indices, std::size_t count, int /*colours
             counts[index] += set[index];
 }
 
-void square(double *numbers, std::size_t count) {
+void power(double *numbers, std::size_t count, double exponent) {
     for (std::size_t i = 0; i < count; ++i)
-        numbers[i] = my_pow(numbers[i], 2.0);
+        numbers[i] = my_pow(numbers[i], exponent);
 }
 
 /// Eight bytes at a time ("slicing by 8", Kounavis and Berry, 2005).
@@ -188,7 +188,15 @@ std::uint32_t crc32(std::uint32_t crc, const std::uint8_t *bytes, std::size_t co
     return crc;
 }
 
-constinit const Form portable_form = {"portable",   [] { return true; }, diffusion_memory, diffuse,
-                                      write_pixels, count_indices,       square,           crc32};
+constinit const Form portable_form = {"portable",
+                                      [] { return true; },
+                                      diffusion_memory,
+                                      diffuse,
+                                      write_pixels,
+                                      count_indices,
+                                      power,
+                                      adjust,
+                                      map_bytes,
+                                      crc32};
 
 } // namespace oxel

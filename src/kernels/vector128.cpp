@@ -22,6 +22,7 @@ struct Vector128 {
     static constexpr int doubles = 2;
     static constexpr int wavefront_registers = 4;
     static constexpr int segment_registers = 4;
+    static const Form &narrower() { return portable_form; }
 
     static Words<Vector128> high_product(Words<Vector128> words, int factor) {
 #ifdef __SSE2__
@@ -32,13 +33,24 @@ struct Vector128 {
                                                 static_cast<std::int16_t>(factor / 2));
 #endif
     }
+
+    static bool any(LaneMask<Vector128> mask) {
+        return (mask[0] | mask[1]) != 0;
+    }
 };
 
 } // namespace
 
-constinit const Form vector128_form = {
-    "128-bit vectors", [] { return true; },       diffusion_memory<Vector128>, diffuse<Vector128>,
-    write_pixels,      count_in_lanes<Vector128>, square_in_lanes<Vector128>,  crc32};
+constinit const Form vector128_form = {"128-bit vectors",
+                                       [] { return true; },
+                                       diffusion_memory<Vector128>,
+                                       diffuse<Vector128>,
+                                       write_pixels,
+                                       count_in_lanes<Vector128>,
+                                       power_in_lanes<Vector128>,
+                                       adjust,
+                                       map_bytes,
+                                       crc32};
 
 } // namespace oxel
 

@@ -2,30 +2,17 @@
 #define OXEL_KERNELS_VECTOR_MEASURE_H
 
 #include "../numeric_helpers.h"
+#include "double_lanes.h"
 #include "portable.h"
 
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
 
-// The inner loops of the line-pair measure. A `Target` tells how many `doubles` a register holds.
+// The inner loops of the line-pair measure: counts and powers.
 namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
-
-/// Registers of bytes and of doubles.
-template <class Target>
-struct WideRegister {
-    typedef std::uint8_t Bytes __attribute__((vector_size(8 * Target::doubles)));
-    typedef double Doubles __attribute__((vector_size(8 * Target::doubles)));
-    typedef std::int64_t Mask __attribute__((vector_size(8 * Target::doubles)));
-};
-template <class Target>
-using ByteLanes = typename WideRegister<Target>::Bytes;
-template <class Target>
-using DoubleLanes = typename WideRegister<Target>::Doubles;
-template <class Target>
-using LaneMask = typename WideRegister<Target>::Mask;
 
 /// One colour after the other, compared with a register of indices at a time, for palettes small
 /// enough for that to pay.
@@ -57,19 +44,6 @@ void count_in_lanes(const std::uint8_t *indices, std::size_t count, int colours,
 }
 
 template <class Target>
-DoubleLanes<Target> splat_double(double value) {
-    return DoubleLanes<Target>{} + value;
-}
-
-template <class Target>
-bool any(LaneMask<Target> mask) {
-    std::int64_t bits = 0;
-    for (int i = 0; i < Target::doubles; ++i)
-        bits |= mask[i];
-    return bits != 0;
-}
-
-template <class Target>
 LaneMask<Target> is_small(DoubleLanes<Target> x) {
     return (x < 0.0 ? -x : x) < tolerance;
 }
@@ -78,7 +52,7 @@ LaneMask<Target> is_small(DoubleLanes<Target> x) {
 template <class Target>
 DoubleLanes<Target> exp_in_lanes(DoubleLanes<Target> x, LaneMask<Target> wanted) {
     DoubleLanes<Target> sum = splat_double<Target>(1.0), term = sum;
-    for (int n = 1; n < series_cap && any<Target>(wanted); ++n) {
+    for (int n = 1; n < series_cap && Target::any(wanted); ++n) {
         term = term * (x / splat_double<Target>(n));
         sum = wanted ? sum + term : sum;
         wanted &= ~is_small<Target>(term);
@@ -91,7 +65,7 @@ template <class Target>
 DoubleLanes<Target> ln_in_lanes(DoubleLanes<Target> x) {
     DoubleLanes<Target> y = x - 1.0;
     LaneMask<Target> wanted = x == x;
-    for (int step = 0; step < newton_cap && any<Target>(wanted); ++step) {
+    for (int step = 0; step < newton_cap && Target::any(wanted); ++step) {
         const DoubleLanes<Target> e = exp_in_lanes<Target>(y, wanted);
         const DoubleLanes<Target> d = (e - x) / e;
         y = wanted ? y - d : y;
@@ -100,31 +74,31 @@ DoubleLanes<Target> ln_in_lanes(DoubleLanes<Target> x) {
     return y;
 }
 
-/// Those above 0 in lock step; the others have no series.
+/// Those that take a series, in lock step.
 template <class Target>
-void square_in_lanes(double *numbers, std::size_t count) {
+void power_in_lanes(double *numbers, std::size_t count, double exponent) {
     std::size_t places[Target::doubles];
     int taken = 0;
-    const auto square_taken = [&] {
+    const auto raise_taken = [&] {
         DoubleLanes<Target> x = splat_double<Target>(1.0);
         for (int i = 0; i < taken; ++i)
             x[i] = numbers[places[i]];
-        const DoubleLanes<Target> squares =
-            exp_in_lanes<Target>(ln_in_lanes<Target>(x) * 2.0, x == x);
+        const DoubleLanes<Target> powers =
+            exp_in_lanes<Target>(ln_in_lanes<Target>(x) * exponent, x == x);
         for (int i = 0; i < taken; ++i)
-            numbers[places[i]] = squares[i];
+            numbers[places[i]] = powers[i];
         taken = 0;
     };
     for (std::size_t i = 0; i < count; ++i) {
-        if (!(numbers[i] > 0.0)) {
-            numbers[i] = my_pow(numbers[i], 2.0);
+        if (!(numbers[i] > 0.0) || exponent == 0.0) {
+            numbers[i] = my_pow(numbers[i], exponent);
             continue;
         }
         places[taken++] = i;
         if (taken == Target::doubles)
-            square_taken();
+            raise_taken();
     }
-    square_taken();
+    raise_taken();
 }
 
 } // namespace
