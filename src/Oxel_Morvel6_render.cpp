@@ -1,7 +1,6 @@
 #include "Oxel_Morvel6_render.h"
 
 #include "dithering.h"
-#include "kernels/forms.h"
 #include "library_state.h"
 #include "render_pipeline.h"
 
@@ -28,27 +27,33 @@ constexpr std::uint32_t header_size = 28;
 constexpr std::uint32_t trailer_size = 4;
 constexpr std::uint32_t cell_count = 64 * 64 * 64;
 
-std::uint32_t table[256];
+CrcTables table;
 bool have_table = false;
 
 void build_crc_table() {
     for (std::uint32_t n = 0; n < 256; ++n) {
         std::uint32_t x = n;
-        for (int bit = 0; bit < 8; ++bit)
-            x = x & 1 ? x >> 1 ^ 0xEDB88320U : x >> 1;
-        table[n] = x;
+        for (auto &slice : table) {
+            for (int bit = 0; bit < 8; ++bit)
+                x = x & 1 ? x >> 1 ^ 0xEDB88320U : x >> 1;
+            slice[n] = x;
+        }
     }
     have_table = true;
 }
 
 /// CRC-32 of IEEE 802.3, reflected.
-std::uint32_t crc32(const std::uint8_t *bytes, std::uint32_t count) {
+std::uint32_t package_crc(const std::uint8_t *bytes, std::uint32_t count) {
     if (!have_table)
         build_crc_table();
-    std::uint32_t crc = 0xFFFFFFFFU;
+    return ~chosen_form().crc32(0xFFFFFFFFU, bytes, count, table);
+}
+
+std::uint8_t largest_of(const std::uint8_t *bytes, std::uint32_t count) {
+    std::uint8_t largest = 0;
     for (std::uint32_t i = 0; i < count; ++i)
-        crc = table[(crc ^ bytes[i]) & 0xFF] ^ crc >> 8;
-    return crc ^ 0xFFFFFFFFU;
+        largest = std::max(largest, bytes[i]);
+    return largest;
 }
 
 std::uint32_t read_u16(const std::uint8_t *bytes) {
@@ -70,7 +75,7 @@ void judge_tables(const std::uint8_t *package, std::uint32_t package_size) {
     tables_usable = fits(20, 3 * cell_count) && fits(24, cell_count);
     if (!tables_usable)
         return;
-    largest_index = *std::max_element(QLUT, QLUT + cell_count);
+    largest_index = largest_of(QLUT, cell_count);
     const std::uint32_t entries = largest_index + 1U;
     tables_usable = fits(12, 3 * entries) && fits(16, entries);
 }
@@ -137,8 +142,9 @@ OutputWriter::OutputWriter(const Output *outputs, std::size_t count, std::int32_
         if (output->status() != OXEL_SUCCESS)
             continue;
         images_[count_] = output->pixels;
+        colours_[count_].count = largest_index + 1;
         for (std::size_t index = 0; index <= largest_index; ++index)
-            set_colour(colours_[count_][index], index, *output);
+            set_colour(colours_[count_].bytes[index], index, *output);
         ++count_;
     }
 }
@@ -225,7 +231,7 @@ int32_t Oxel_Morvel6_render_init(const uint8_t *package, uint32_t package_size) 
     if (!package || package_size < header_size || package_size > INT32_MAX)
         return OXEL_BAD_PACKAGE_LENGTH;
     const std::uint32_t crc_offset = package_size - trailer_size;
-    if (read_u32(package + crc_offset) != crc32(package, crc_offset))
+    if (read_u32(package + crc_offset) != package_crc(package, crc_offset))
         return OXEL_BAD_PACKAGE_CRC;
     if (read_u32(package + 6) != package_size)
         return OXEL_BAD_PACKAGE_LENGTH;

@@ -12,9 +12,6 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
 
-constexpr double tolerance = 1e-12;
-constexpr int series_cap = 80;
-constexpr int newton_cap = 50;
 constexpr double not_a_number = std::numeric_limits<double>::quiet_NaN();
 
 double magnitude(double x) {

@@ -7,6 +7,10 @@
 // a host's functions could take the place of.
 namespace [[gnu::visibility("hidden")]] oxel {
 
+constexpr double tolerance = 1e-12;
+constexpr int series_cap = 80;
+constexpr int newton_cap = 50;
+
 double my_exp(double x);
 double my_ln(double x);
 double my_int_pow(double base, std::int32_t exponent);

@@ -3,12 +3,13 @@
 #include "Oxel_Morvel6_render.h"
 #include "dithering.h"
 #include "heap_array.h"
+#include "kernels/forms.h"
 #include "library_state.h"
-#include "numeric_helpers.h"
 #include "render_pipeline.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
 #include <utility>
 
 #include "exact_double.h"
@@ -22,12 +23,39 @@ constexpr int index_count = 256; // of all that a byte can hold
 /// The share of each of the first `colours` indices among the two rows from `pair` on.
 void pair_shares(const std::uint8_t *pair, std::int32_t width, int colours, double *shares) {
     std::int32_t counts[index_count] = {};
-    const std::int64_t pair_pixels = 2 * std::int64_t{width};
-    for (std::int64_t i = 0; i < pair_pixels; ++i)
-        ++counts[pair[i]];
+    const std::int64_t pixels = 2 * std::int64_t{width};
+    if (pixels > 0)
+        chosen_form().count_indices(pair, static_cast<std::size_t>(pixels), colours, counts);
     for (int index = 0; index < colours; ++index)
-        shares[index] = counts[index] / static_cast<double>(pair_pixels);
+        shares[index] = counts[index] / static_cast<double>(pixels);
 }
+
+/// A sum of squares in the order in which the numbers come. Squares are taken of many at once.
+class SumOfSquares {
+  public:
+    void add(double number) {
+        if (pending_count_ == std::size(pending_))
+            add_pending();
+        pending_[pending_count_++] = number;
+    }
+
+    double sum() {
+        add_pending();
+        return sum_;
+    }
+
+  private:
+    void add_pending() {
+        chosen_form().power(pending_, pending_count_, 2.0);
+        for (std::size_t i = 0; i < pending_count_; ++i)
+            sum_ = sum_ + pending_[i];
+        pending_count_ = 0;
+    }
+
+    double sum_ = 0.0;
+    std::size_t pending_count_ = 0;
+    double pending_[256];
+};
 
 } // namespace
 
@@ -43,14 +71,14 @@ double calculate_difference_of_central_tendency(const std::uint8_t *index_plane,
     double *above = share_rows[0];
     double *shares = share_rows[1];
     pair_shares(index_plane, width, colours, above);
-    double sum = 0.0;
+    SumOfSquares squares;
     for (std::int32_t pair = 1; pair < pairs; ++pair) {
         pair_shares(index_plane + pair * pair_stride, width, colours, shares);
         for (int index = 0; index < colours; ++index)
-            sum = sum + my_pow(shares[index] - above[index], 2.0);
+            squares.add(shares[index] - above[index]);
         std::swap(above, shares);
     }
-    return sum;
+    return squares.sum();
 }
 
 namespace {

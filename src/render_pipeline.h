@@ -3,6 +3,7 @@
 
 #include "diffusion.h"
 #include "image_size.h"
+#include "kernels/forms.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -49,7 +50,7 @@ class OutputWriter final : public IndexSink {
     std::int32_t width_;
     std::size_t count_ = 0;
     std::uint8_t *images_[3];
-    std::uint8_t colours_[3][256][4];
+    ColourTable colours_[3];
 };
 
 } // namespace oxel

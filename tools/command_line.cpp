@@ -44,6 +44,12 @@ std::string environment_name(const std::string &option) {
     return name;
 }
 
+/// What a variable of the environment says; "" if it is not there, too.
+std::string variable(const std::string &name) {
+    const char *const value = std::getenv(name.c_str());
+    return value ? value : "";
+}
+
 /// The long name, without its dashes; "" if there is none.
 std::string long_name(const CLI::Option &option) {
     return option.get_lnames().empty() ? "" : option.get_lnames().front();
@@ -55,7 +61,7 @@ class Defaults : public CLI::ConfigTOML {
     std::vector<CLI::ConfigItem> from_config(std::istream &input) const override {
         std::vector<CLI::ConfigItem> values = CLI::ConfigTOML::from_config(input);
         std::erase_if(values, [](const CLI::ConfigItem &item) {
-            return std::getenv(environment_name(item.name).c_str()) != nullptr;
+            return !variable(environment_name(item.name)).empty();
         });
         for (const CLI::ConfigItem &item : values)
             given_[item.name] = item.inputs;
@@ -73,22 +79,22 @@ class Defaults : public CLI::ConfigTOML {
 };
 
 std::string configuration_file() {
-    if (const char *const named = std::getenv("OXEL_CONFIG")) {
+    if (const std::string named = variable("OXEL_CONFIG"); !named.empty()) {
         if (!std::filesystem::exists(named))
             throw CLI::FileError::Missing(named);
         return named;
     }
-    const char *const folder = std::getenv("XDG_CONFIG_HOME");
-    const char *const home = std::getenv("HOME");
-    if (folder && *folder)
-        return std::string(folder) + "/oxel.toml";
-    return home ? std::string(home) + "/.config/oxel.toml" : "";
+    if (const std::string folder = variable("XDG_CONFIG_HOME"); !folder.empty())
+        return folder + "/oxel.toml";
+    const std::string home = variable("HOME");
+    return home.empty() ? "" : home + "/.config/oxel.toml";
 }
 
-/// Gives each named option of a command and its subcommands its variable.
+/// Gives each named option of a command and its subcommands its variable, except for those that
+/// name the file to write.
 void read_environment(CLI::App &command) {
     for (CLI::Option *option : command.get_options())
-        if (!long_name(*option).empty() && option->get_configurable())
+        if (!long_name(*option).empty() && option->get_configurable() && !option->check_sname("o"))
             option->envname(environment_name(long_name(*option)));
     for (CLI::App *subcommand : command.get_subcommands({}))
         read_environment(*subcommand);
@@ -147,14 +153,15 @@ std::string explain(const CLI::App &app, const CLI::ParseError &error) {
     const std::string unknown = "INI was not able to parse ";
     if (message.starts_with(unknown))
         return file + ": unknown key " + message.substr(unknown.size());
+    const bool about_value =
+        error.get_name() == "ValidationError" || error.get_name() == "ConversionError";
     const std::size_t dashes = message.find("--");
-    if (dashes == std::string::npos)
+    if (!about_value || dashes == std::string::npos)
         return message;
     const std::string name = message.substr(
         dashes + 2, message.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", dashes) - dashes - 2);
     const std::vector<std::string> values = values_of(app, name);
-    const char *const variable = std::getenv(environment_name(name).c_str());
-    if (variable && values == std::vector<std::string>{variable})
+    if (values == std::vector{variable(environment_name(name))})
         return environment_name(name) + ": " + message;
     return defaults.give(name, values) ? file + ": " + message : message;
 }

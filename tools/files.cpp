@@ -123,6 +123,7 @@ void remove_temporaries_when_interrupted() {
             sigaddset(&signals, signal);
     }
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+    std::signal(SIGPIPE, SIG_IGN); // writing into a closed pipe fails, which the program tells
     std::thread(end_when_interrupted, signals).detach();
 }
 

@@ -7,6 +7,8 @@
 #include "failure.h"
 #include "library.h"
 
+#include <algorithm>
+#include <cstdlib>
 #include <fstream>
 #include <iostream>
 #include <sstream>
@@ -66,6 +68,10 @@ void write_text(std::ostream &page, const std::string &text) {
         page << ".RE\n.fi\n";
 }
 
+std::vector<const CLI::App *> subcommands_of(const CLI::App &command) {
+    return command.get_subcommands([](const CLI::App *) { return true; });
+}
+
 std::vector<const CLI::Option *> named_options(const CLI::App &command) {
     return command.get_options([](const CLI::Option *option) { return !option->get_positional(); });
 }
@@ -88,7 +94,7 @@ void write_page(std::ostream &page, const CLI::App &command) {
     for (const CLI::Option *option : arguments(command))
         page << "\\fI" << roff(option->get_name(true)) << "\\fR"
              << (option->get_expected_max() > 1 ? " ..." : "") << '\n';
-    const auto subcommands = command.get_subcommands([](const CLI::App *) { return true; });
+    const auto subcommands = subcommands_of(command);
     page << (subcommands.empty() ? "" : "\\fIcommand\\fR ...\n");
     page << ".SH OPTIONS\n";
     for (const auto &options : {arguments(command), named_options(command)})
@@ -111,16 +117,14 @@ void write_pages(const std::string &folder, const CLI::App &command) {
     write_page(page, command);
     if (!page.flush())
         throw Failure(path, "cannot be written");
-    for (const CLI::App *subcommand :
-         command.get_subcommands([](const CLI::App *) { return true; }))
+    for (const CLI::App *subcommand : subcommands_of(command))
         write_pages(folder, *subcommand);
 }
 
 /// The cases of a bash function: the words that may follow each command, and each option's values.
 void write_cases(std::ostream &script, const CLI::App &command) {
     std::string words;
-    for (const CLI::App *subcommand :
-         command.get_subcommands([](const CLI::App *) { return true; })) {
+    for (const CLI::App *subcommand : subcommands_of(command)) {
         write_cases(script, *subcommand);
         words += subcommand->get_name() + " ";
     }

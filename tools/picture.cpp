@@ -16,8 +16,9 @@ using vips::VOption;
 namespace {
 
 void expect_file(const std::string &path) {
-    if (!std::filesystem::exists(path))
-        throw Failure(path, "no such file");
+    std::error_code error;
+    if (!std::filesystem::exists(path, error))
+        throw Failure(path, error ? error.message() : "no such file");
 }
 
 VImage open(const std::string &path, VOption *options = nullptr) {

@@ -1,16 +1,21 @@
 #include "vector_forms.h"
 
-#ifdef OXEL_X86
+#ifdef OXEL_AVX
 
 #include <immintrin.h>
 
 #if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx2"))), apply_to = function)
+#pragma clang attribute push(__attribute__((target("avx2,pclmul"))), apply_to = function)
 #else
-#pragma GCC target("avx2")
+#pragma GCC target("avx2,pclmul")
 #endif
 
+#include "../exact_double.h"
+
+#include "carryless_crc.h"
+#include "vector_adjustment.h"
 #include "vector_diffusion.h"
+#include "vector_measure.h"
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
@@ -18,23 +23,44 @@ namespace {
 
 struct Avx2 {
     static constexpr int pixels = 4;
+    static constexpr int doubles = 4;
     static constexpr int wavefront_registers = 4;
     static constexpr int segment_registers = 2;
+    static const Form &narrower() { return portable_form; }
 
     static Words<Avx2> high_product(Words<Avx2> words, int factor) {
         return (Words<Avx2>)_mm256_mulhi_epi16((__m256i)words,
                                                _mm256_set1_epi16(static_cast<short>(factor)));
     }
+
+    static bool any(LaneMask<Avx2> mask) { return _mm256_movemask_pd((__m256d)mask) != 0; }
+    static DoubleLanes<Avx2> lesser(DoubleLanes<Avx2> a, DoubleLanes<Avx2> b) {
+        return _mm256_min_pd(a, b);
+    }
+    static DoubleLanes<Avx2> greater(DoubleLanes<Avx2> a, DoubleLanes<Avx2> b) {
+        return _mm256_max_pd(a, b);
+    }
+    static DoubleLanes<Avx2> truncate(DoubleLanes<Avx2> x) {
+        return _mm256_round_pd(x, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+    }
 };
 
 bool runs_here() {
-    return __builtin_cpu_supports("avx2");
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("pclmul");
 }
 
 } // namespace
 
-constinit const Form avx2_form = {"AVX2", runs_here, diffusion_memory<Avx2>, diffuse<Avx2>,
-                                  write_pixels};
+constinit const Form avx2_form = {"AVX2",
+                                  runs_here,
+                                  diffusion_memory<Avx2>,
+                                  diffuse<Avx2>,
+                                  write_pixels,
+                                  count_in_lanes<Avx2>,
+                                  power_in_lanes<Avx2>,
+                                  adjust_in_lanes<Avx2>,
+                                  map_bytes,
+                                  carryless_crc32};
 
 } // namespace oxel
 

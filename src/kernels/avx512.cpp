@@ -1,16 +1,29 @@
 #include "vector_forms.h"
 
-#ifdef OXEL_X86
+#ifdef OXEL_AVX
 
 #include <immintrin.h>
 
 #if defined(__clang__)
-#pragma clang attribute push(__attribute__((target("avx512f,avx512bw,bmi2"))), apply_to = function)
+// clang-format off
+#pragma clang attribute push(__attribute__((target("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,bmi2,pclmul"))),              \
+                             apply_to = function)
+// clang-format on
 #else
-#pragma GCC target("avx512f,avx512bw,bmi2,prefer-vector-width=512")
+#pragma GCC target(                                                                                \
+    "avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,bmi2,pclmul,prefer-vector-width=512")
 #endif
 
+#include "../exact_double.h"
+
+#if !defined(__clang__) && __GNUC__ == 12
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized" // in its own header of intrinsics
+#endif
+
+#include "carryless_crc.h"
+#include "vector_adjustment.h"
 #include "vector_diffusion.h"
+#include "vector_measure.h"
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
@@ -18,29 +31,111 @@ namespace {
 
 struct Avx512 {
     static constexpr int pixels = 8;
+    static constexpr int doubles = 8;
     static constexpr int wavefront_registers = 4;
     static constexpr int segment_registers = 2;
+    static const Form &narrower() { return avx2_form; }
 
     static Words<Avx512> high_product(Words<Avx512> words, int factor) {
         return (Words<Avx512>)_mm512_mulhi_epi16((__m512i)words,
                                                  _mm512_set1_epi16(static_cast<short>(factor)));
     }
 
+    static bool any(LaneMask<Avx512> mask) { return _mm512_movepi64_mask((__m512i)mask) != 0; }
+
+    static DoubleLanes<Avx512> lesser(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b) {
+        return _mm512_min_pd(a, b);
+    }
+    static DoubleLanes<Avx512> greater(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b) {
+        return _mm512_max_pd(a, b);
+    }
+    static DoubleLanes<Avx512> truncate(DoubleLanes<Avx512> x) {
+        return _mm512_roundscale_pd(x, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+    }
+
+    static constexpr __mmask32 pixel_mask = (1U << 3 * doubles) - 1;
+    static IntLanes<Avx512> load_pixels(const std::uint8_t *bytes) {
+        const __m256i order =
+            _mm256_setr_epi8(0, 1, 2, 31, 3, 4, 5, 31, 6, 7, 8, 31, 9, 10, 11, 31, 12, 13, 14, 31,
+                             15, 16, 17, 31, 18, 19, 20, 31, 21, 22, 23, 31);
+        return (IntLanes<Avx512>)_mm256_permutexvar_epi8(
+            order, _mm256_maskz_loadu_epi8(pixel_mask, bytes));
+    }
+    static void store_pixels(IntLanes<Avx512> lanes, std::uint8_t *bytes) {
+        const __m256i order =
+            _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25,
+                             26, 28, 29, 30, 31, 31, 31, 31, 31, 31, 31, 31);
+        _mm256_mask_storeu_epi8(bytes, pixel_mask, _mm256_permutexvar_epi8(order, (__m256i)lanes));
+    }
     /// Fast on all processors that have AVX-512.
     static std::uint32_t extract_bits(std::uint32_t bits, std::uint32_t mask) {
         return _pext_u32(bits, mask);
     }
 };
 
+/// Byte k of the three registers that hold what 64 pixels become is channel k % 3 of pixel k / 3.
+template <int channel_or_pixel>
+constexpr auto byte_places() {
+    struct {
+        alignas(64) std::uint8_t bytes[3][64];
+    } places{};
+    for (int k = 0; k < 192; ++k)
+        places.bytes[k / 64][k % 64] = static_cast<std::uint8_t>(channel_or_pixel ? k / 3 : k % 3);
+    return places;
+}
+constexpr auto channel_of_byte = byte_places<0>();
+constexpr auto pixel_of_byte = byte_places<1>();
+
+/// With the colours of a small palette in one register, of four bytes each.
+void write_few_colours(const std::uint8_t *indices, std::size_t count, const ColourTable &colours,
+                       std::uint8_t *pixels) {
+    const __m512i table = _mm512_loadu_si512(colours.bytes);
+    for (; colours.count <= 16 && count >= 64; indices += 64, pixels += 192, count -= 64) {
+        __m512i starts = _mm512_loadu_si512(indices);
+        starts = _mm512_add_epi8(starts, starts);
+        starts = _mm512_add_epi8(starts, starts);
+        for (int part = 0; part < 3; ++part) {
+            const __m512i places = _mm512_add_epi8(
+                _mm512_permutexvar_epi8(_mm512_load_si512(pixel_of_byte.bytes[part]), starts),
+                _mm512_load_si512(channel_of_byte.bytes[part]));
+            _mm512_storeu_si512(pixels + 64 * part, _mm512_permutexvar_epi8(places, table));
+        }
+    }
+    write_pixels(indices, count, colours, pixels);
+}
+
+void map_64_bytes(std::uint8_t *bytes, std::size_t count, const std::uint8_t (&curve)[256]) {
+    __m512i quarters[4];
+    for (int i = 0; i < 4; ++i)
+        quarters[i] = _mm512_loadu_si512(curve + 64 * i);
+    for (; count >= 64; bytes += 64, count -= 64) {
+        const __m512i values = _mm512_loadu_si512(bytes);
+        const __m512i low = _mm512_permutex2var_epi8(quarters[0], values, quarters[1]);
+        const __m512i high = _mm512_permutex2var_epi8(quarters[2], values, quarters[3]);
+        _mm512_storeu_si512(bytes, _mm512_mask_blend_epi8(_mm512_movepi8_mask(values), low, high));
+    }
+    map_bytes(bytes, count, curve);
+}
+
 bool runs_here() {
     return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-           __builtin_cpu_supports("bmi2");
+           __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("bmi2") &&
+           __builtin_cpu_supports("pclmul");
 }
 
 } // namespace
 
-constinit const Form avx512_form = {"AVX-512", runs_here, diffusion_memory<Avx512>, diffuse<Avx512>,
-                                    write_pixels};
+constinit const Form avx512_form = {"AVX-512",
+                                    runs_here,
+                                    diffusion_memory<Avx512>,
+                                    diffuse<Avx512>,
+                                    write_few_colours,
+                                    count_in_lanes<Avx512>,
+                                    power_in_lanes<Avx512>,
+                                    adjust_in_lanes<Avx512>,
+                                    map_64_bytes,
+                                    carryless_crc32};
 
 } // namespace oxel
 

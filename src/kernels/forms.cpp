@@ -10,7 +10,7 @@ namespace [[gnu::visibility("hidden")]] oxel {
 namespace {
 
 constexpr const Form *forms[] = {
-#ifdef OXEL_X86
+#ifdef OXEL_AVX
     &avx512_form,
     &avx2_form,
 #endif

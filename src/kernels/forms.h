@@ -1,6 +1,7 @@
 #ifndef OXEL_KERNELS_FORMS_H
 #define OXEL_KERNELS_FORMS_H
 
+#include "../adjustment.h"
 #include "../diffusion.h"
 
 #include <cstddef>
@@ -9,6 +10,16 @@
 namespace [[gnu::visibility("hidden")]] oxel {
 
 constexpr std::size_t cache_line = 64;
+
+/// Slice k holds the CRC-32 of each byte followed by k zero bytes.
+constexpr std::size_t crc_slices = 8;
+using CrcTables = std::uint32_t[crc_slices][256];
+
+/// What each index becomes in an output, and how many indices there are.
+struct ColourTable {
+    std::uint8_t bytes[256][4];
+    int count;
+};
 
 /// The library's inner loops as written for one instruction set. All forms give the same results.
 struct Form {
@@ -19,9 +30,25 @@ struct Form {
     std::size_t (*diffusion_memory)(const DiffusionJob &job);
     void (*diffuse)(const DiffusionJob &job, void *memory);
 
-    /// Writes the first three bytes of each index's colour.
-    void (*write_pixels)(const std::uint8_t *indices, std::size_t count,
-                         const std::uint8_t (*colours)[4], std::uint8_t *pixels);
+    /// Writes the first three bytes of each index's colour. All 256 colours may be read.
+    void (*write_pixels)(const std::uint8_t *indices, std::size_t count, const ColourTable &colours,
+                         std::uint8_t *pixels);
+
+    /// Adds how often each of the first `colours` indices (at most 256) occurs; others may be
+    /// counted, too. `counts` has 256 entries.
+    void (*count_indices)(const std::uint8_t *indices, std::size_t count, int colours,
+                          std::int32_t *counts);
+
+    /// Replaces each of the numbers by my_pow(number, exponent).
+    void (*power)(double *numbers, std::size_t count, double exponent);
+
+    /// Adjusts hue, saturation and lightness.
+    void (*adjust)(const PixelRun &run, const Adjustment &adjustment);
+    void (*map_bytes)(std::uint8_t *bytes, std::size_t count, const std::uint8_t (&curve)[256]);
+
+    /// Goes on with a reflected CRC-32, which is neither inverted before nor after.
+    std::uint32_t (*crc32)(std::uint32_t crc, const std::uint8_t *bytes, std::size_t count,
+                           const CrcTables &tables);
 };
 
 /// Every form of this build, the fastest first; the last one runs everywhere.

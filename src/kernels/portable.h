@@ -7,8 +7,16 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 extern const Form portable_form;
 
-void write_pixels(const std::uint8_t *indices, std::size_t count, const std::uint8_t (*colours)[4],
+// Those of its loops that other forms share.
+void write_pixels(const std::uint8_t *indices, std::size_t count, const ColourTable &colours,
                   std::uint8_t *pixels);
+void count_indices(const std::uint8_t *indices, std::size_t count, int colours,
+                   std::int32_t *counts);
+void power(double *numbers, std::size_t count, double exponent);
+void adjust(const PixelRun &run, const Adjustment &adjustment);
+void map_bytes(std::uint8_t *bytes, std::size_t count, const std::uint8_t (&curve)[256]);
+std::uint32_t crc32(std::uint32_t crc, const std::uint8_t *bytes, std::size_t count,
+                    const CrcTables &tables);
 
 } // namespace oxel
 

@@ -2,13 +2,16 @@
 
 #ifdef OXEL_VECTOR128
 
-#ifdef OXEL_X86
+#ifdef __SSE2__
 #include <emmintrin.h>
 #else
 #include <arm_neon.h>
 #endif
 
+#include "../exact_double.h"
+
 #include "vector_diffusion.h"
+#include "vector_measure.h"
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
@@ -16,11 +19,13 @@ namespace {
 
 struct Vector128 {
     static constexpr int pixels = 2;
+    static constexpr int doubles = 2;
     static constexpr int wavefront_registers = 4;
     static constexpr int segment_registers = 4;
+    static const Form &narrower() { return portable_form; }
 
     static Words<Vector128> high_product(Words<Vector128> words, int factor) {
-#ifdef OXEL_X86
+#ifdef __SSE2__
         return (Words<Vector128>)_mm_mulhi_epi16((__m128i)words,
                                                  _mm_set1_epi16(static_cast<short>(factor)));
 #else
@@ -28,13 +33,24 @@ struct Vector128 {
                                                 static_cast<std::int16_t>(factor / 2));
 #endif
     }
+
+    static bool any(LaneMask<Vector128> mask) {
+        return (mask[0] | mask[1]) != 0;
+    }
 };
 
 } // namespace
 
-constinit const Form vector128_form = {"128-bit vectors", [] { return true; },
-                                       diffusion_memory<Vector128>, diffuse<Vector128>,
-                                       write_pixels};
+constinit const Form vector128_form = {"128-bit vectors",
+                                       [] { return true; },
+                                       diffusion_memory<Vector128>,
+                                       diffuse<Vector128>,
+                                       write_pixels,
+                                       count_in_lanes<Vector128>,
+                                       power_in_lanes<Vector128>,
+                                       adjust,
+                                       map_bytes,
+                                       crc32};
 
 } // namespace oxel
 

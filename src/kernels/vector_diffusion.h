@@ -9,7 +9,8 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
 
-/// The procedure for one kernel: how much memory it wants, and the procedure itself.
+/// The procedure for one kernel: how much memory it wants, and the procedure itself. Serpentine
+/// rows too short for the lanes of a `Target` go to the form that its narrower() tells.
 template <class Target, const DiffusionKernel &kernel>
 struct Diffusion {
     using Plain = Wavefront<Target, kernel>;
@@ -19,7 +20,7 @@ struct Diffusion {
         const std::int32_t width = job.picture.width;
         return !job.serpentine               ? Plain::memory(width)
                : Serpentine::apply_to(width) ? Serpentine::memory(width)
-                                             : portable_form.diffusion_memory(job);
+                                             : Target::narrower().diffusion_memory(job);
     }
 
     static void run(const DiffusionJob &job, void *memory) {
@@ -28,7 +29,7 @@ struct Diffusion {
         else if (Serpentine::apply_to(job.picture.width))
             Serpentine::diffuse(job, memory);
         else
-            portable_form.diffuse(job, memory);
+            Target::narrower().diffuse(job, memory);
     }
 };
 

@@ -3,10 +3,10 @@
 
 #include "forms.h"
 
-#if defined(__x86_64__) || (defined(__i386__) && defined(__SSE2__))
-#define OXEL_X86
+#if defined(__x86_64__)
+#define OXEL_AVX
 #endif
-#if defined(OXEL_X86) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN))
+#if defined(__SSE2__) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN))
 #define OXEL_VECTOR128
 #endif
 

@@ -16,6 +16,15 @@ ${CC:-cc} ${CFLAGS-} host.c $(pkg-config --cflags --libs Oxel_Morvel6_render) "-
 
 "$root/usr/bin/oxel" --version >"$root/log"
 
+# What pip does with a clone.
+(
+    unset CFLAGS CXXFLAGS LDFLAGS
+    PYTHONPATH=../../python /usr/bin/python3 -c 'import sys, wheel_backend; wheel_backend.build_wheel(sys.argv[1])' \
+        "$root" >"$root/log"
+    /usr/bin/python3 -m zipfile -e "$root"/*.whl "$root/wheel"
+    PYTHONPATH=$root/wheel /usr/bin/python3 -c 'import oxel; assert oxel.Panel.builtin().colours == 6'
+)
+
 for kind in shared static subdirectory; do
     cmake -S . -B "$root/$kind" -DKIND=$kind -DCMAKE_PREFIX_PATH="$root/usr" >"$root/log"
     cmake --build "$root/$kind" >"$root/log"
