@@ -327,8 +327,7 @@ void run(int argc, char **argv) {
     print_patches("Reachable patches, absolute", absolute, at_cells);
     for (const Tuning tuning : {Tuning::floyd, Tuning::jjn, Tuning::stucki})
         print_patches(
-            ("Reachable patches, absolute, --dither " + tuning_names()[std::size_t(tuning)])
-                .c_str(),
+            ("Reachable patches, absolute, --tune " + tuning_names()[std::size_t(tuning)]).c_str(),
             build_package(colours, {.intent = Intent::absolute, .tuning = tuning}), at_cells);
     const std::vector<Request> at_bytes = requests_at_bytes(panel);
     if (!at_bytes.empty()) {

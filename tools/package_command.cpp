@@ -39,13 +39,13 @@ Intents: perceptual makes a picture's white the paper's and its black the ink's,
 vivid keeps more chroma at the cost of lightness; absolute shows reachable colours as they are and
 others as the nearest, without regard to the paper.
 
-The table is right for flat areas under the diffusion that --dither names. One table cannot be
+The table is right for flat areas under the diffusion that --tune names. One table cannot be
 right for all; "all" is a compromise that is nearest to floyd.
 
 Examples:
   oxel package build panel.json -o panel.lut
   oxel package build panel.json -o panel.lut --intent vivid --report panel.html
-  oxel package build panel.json -o panel.lut --dither stucki)";
+  oxel package build panel.json -o panel.lut --tune stucki)";
 
 constexpr const char *info_explanation = R"(
 Shows the header, the palette, and how much of the colour space goes to each palette index. Of a
@@ -166,7 +166,7 @@ void add_package_command(CLI::App &app) {
     builder->add_option("-o,--output", request->output, "Where the package goes")->required();
     add_choice(*builder, "--intent", request->options.intent, intent_names(),
                "What becomes of colours that the panel cannot show");
-    add_choice(*builder, "--dither", request->options.tuning, tuning_names(),
+    add_choice(*builder, "--tune", request->options.tuning, tuning_names(),
                "The diffusion that the colours are right for");
     builder->add_option("--report", request->report, "Also write a page for the engineer")
         ->option_text("HTML");
