@@ -2,6 +2,7 @@
 // photographs, beside what general tools do, which dither sRGB straight to the measured colours.
 //
 //   colour_quality PANEL.json [PICTURE ...]
+//   colour_quality --pictures FOLDER PANEL.json PICTURE    writes what they make of a picture
 //
 // All pictures are rendered by the library and judged by the light that leaves the panel.
 
@@ -12,7 +13,7 @@
 #include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
 #include "package_builder/patch_quality.h"
-#include "panel_description.h"
+#include "panel.h"
 #include "picture.h"
 #include "picture_options.h"
 #include "vips_session.h"
@@ -307,10 +308,27 @@ void print_photos(const std::string &name, const std::vector<Photo> &photos, boo
                 mean.detail, each ? list.c_str() : "");
 }
 
+void write_pictures(const std::string &folder, const std::vector<PanelColour> &colours,
+                    const std::string &path) {
+    constexpr ImageSize size{400, 300};
+    const Bytes picture = load_picture(path, size, {});
+    OutputFiles outputs;
+    const auto write = [&](const std::string &name, const Bytes &package) {
+        adopt_package(name, package);
+        const std::string file = folder + "/" + name + ".png";
+        outputs.write(
+            file,
+            encode_png(file, render(name, picture, size, DITHER_FLOYD_SERPENTINE).measured, size));
+    };
+    write("colour-general", general_package(colours));
+    for (std::size_t intent = 0; intent < intent_names().size(); ++intent)
+        write("colour-" + intent_names()[intent],
+              build_package(colours, {.intent = Intent(intent)}));
+    outputs.publish();
+}
+
 void run(int argc, char **argv) {
-    const Bytes json = read_file(argv[1]);
-    const PanelDescription description = parse_panel_description(
-        argv[1], {reinterpret_cast<const char *>(json.data()), json.size()});
+    const PanelDescription description = read_panel_description(argv[1]);
     const std::vector<PanelColour> &colours = description.colours;
     const Characterisation panel(palette_of(colours));
     const Vector3 paper = panel.lights()[panel.white()];
@@ -363,13 +381,18 @@ void run(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (argc < 2) {
-        std::fprintf(stderr, "usage: colour_quality PANEL.json [PICTURE ...]\n");
+    const bool pictures = argc == 5 && std::string(argv[1]) == "--pictures";
+    if (argc < 2 || (argv[1][0] == '-' && !pictures)) {
+        std::fprintf(stderr, "usage: colour_quality PANEL.json [PICTURE ...]\n"
+                             "       colour_quality --pictures FOLDER PANEL.json PICTURE\n");
         return 2;
     }
     try {
         start_vips();
-        run(argc, argv);
+        if (pictures)
+            write_pictures(argv[2], read_panel_description(argv[3]).colours, argv[4]);
+        else
+            run(argc, argv);
         return 0;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "colour_quality: %s\n", error.what());
