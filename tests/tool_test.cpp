@@ -101,6 +101,26 @@ TEST_F(Command, BuildsTheSamePackageEveryTimeAndRendersWithIt) {
     EXPECT_EQ(read("frame").size(), 8U);
 }
 
+TEST_F(Command, ReportsOnPackagesAndDrawsCharts) {
+    ASSERT_EQ(run("package build panel.json -o p.lut --intent vivid --report p.html"), 0);
+    EXPECT_NE(read("out").find("stucki-serpentine"), std::string::npos);
+    EXPECT_EQ(read("p.html").find("http"), std::string::npos); // needs nothing beside itself
+    EXPECT_EQ(run("package build panel.json -o frame --intent bright"), 2);
+    EXPECT_NE(read("err").find("--intent"), std::string::npos);
+    expect_failure(run("package build panel.json -o frame --report frame.svg"), "frame.svg: ");
+    expect_failure(run("chart scene --panel p.lut -o frames"), "p.lut: has no size");
+    ASSERT_EQ(run("chart patches --panel p.lut --size 3x2 -o charts"), 0) << read("err");
+    EXPECT_EQ(read("charts/colour-00.bin"), std::string(6, 7));
+    EXPECT_EQ(read("charts/colour-01.bin"), std::string(6, 9));
+    for (const std::string chart : {"scene", "gradients"}) {
+        ASSERT_EQ(run("chart " + chart + " --panel p.lut --size 40x30 -o charts"), 0)
+            << read("err");
+        ASSERT_EQ(render("charts/" + chart + ".png --size 40x30", "p.lut"), 0);
+        EXPECT_EQ(read("frame"), read("charts/" + chart + ".bin"));
+        fs::remove("frame");
+    }
+}
+
 TEST_F(Command, ExaminesDamagedPackages) {
     ASSERT_EQ(run("package build panel.json -o whole"), 0);
     const std::string whole = read("whole");
