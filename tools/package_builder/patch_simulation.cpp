@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <utility>
 
 namespace oxel::tools {
 
@@ -20,7 +21,8 @@ constexpr std::int16_t share(int weight, int error) {
     if constexpr (kernel.floors)
         return static_cast<std::int16_t>(weighted >> std::countr_zero(unsigned(kernel.divisor)));
     constexpr std::int16_t reciprocal = 65536 / kernel.divisor + 1;
-    return static_cast<std::int16_t>((weighted * reciprocal >> 16) - (weighted >> 15));
+    const auto quotient = static_cast<std::int16_t>(weighted * reciprocal >> 16);
+    return static_cast<std::int16_t>(quotient + (weighted < 0 ? 1 : 0));
 }
 
 template <const DiffusionKernel &kernel>
@@ -80,7 +82,7 @@ class Diffusion {
                   std::uint8_t (&indices)[lanes]) const {
         std::int16_t clamped[pixel_values];
         for (std::size_t i = 0; i < pixel_values; ++i)
-            clamped[i] = std::clamp(values[i], std::int16_t{0}, std::int16_t{255});
+            clamped[i] = std::min<std::int16_t>(std::max<std::int16_t>(values[i], 0), 255);
         for (std::size_t lane = 0; lane < lanes; ++lane) {
             const auto cell = static_cast<std::size_t>(clamped[lane] >> 2 << 12 |
                                                        clamped[lanes + lane] >> 2 << 6 |
@@ -93,18 +95,25 @@ class Diffusion {
             error[i] = static_cast<std::int16_t>(clamped[i] - error[i]);
     }
 
+    /// Each share on its own, with its weight known to the compiler.
     template <int direction>
     void spread(int x, const std::int16_t (&error)[pixel_values]) {
-        for (int row = 0; row < kernel.rows; ++row)
-            for (int column = 0; column < DiffusionKernel::columns; ++column) {
-                const int weight = kernel.weights[row][column];
-                if (weight == 0)
-                    continue;
-                std::int16_t *neighbour = at(row, x + direction * (column - kernel.centre));
-                for (std::size_t i = 0; i < pixel_values; ++i)
-                    neighbour[i] =
-                        static_cast<std::int16_t>(neighbour[i] + share<kernel>(weight, error[i]));
-            }
+        constexpr int columns = DiffusionKernel::columns;
+        [&]<int... place>(std::integer_sequence<int, place...>) {
+            (add_share<direction, place / columns, place % columns>(x, error), ...);
+        }
+        (std::make_integer_sequence<int, kernel.rows * columns>());
+    }
+
+    template <int direction, int row, int column>
+    void add_share(int x, const std::int16_t (&error)[pixel_values]) {
+        constexpr int weight = kernel.weights[row][column];
+        if constexpr (weight != 0) {
+            std::int16_t *const neighbour = at(row, x + direction * (column - kernel.centre));
+            for (std::size_t i = 0; i < pixel_values; ++i)
+                neighbour[i] =
+                    static_cast<std::int16_t>(neighbour[i] + share<kernel>(weight, error[i]));
+        }
     }
 
     std::span<const std::uint8_t> quantisation_;
