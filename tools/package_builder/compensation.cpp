@@ -39,6 +39,7 @@ class Lattice {
 
     std::size_t size() const { return corrections_.size(); }
     Vector3 &correction(std::size_t node) { return corrections_[node]; }
+    const Vector3 &correction(std::size_t node) const { return corrections_[node]; }
 
     Vector3 srgb(std::size_t node) const {
         const auto number = int(node);
@@ -209,6 +210,29 @@ class Solver {
     std::vector<Vector3> corner_bytes_;
 };
 
+/// The corrections that colours need, at the nodes about them.
+Lattice solved_lattice(const Solver &solver, const std::vector<Vector3> &colours,
+                       const std::function<void(double)> &progress) {
+    Lattice lattice(45);
+    std::vector<std::size_t> nodes = nodes_about(lattice, colours);
+    if (nodes.size() > most_nodes) {
+        lattice = Lattice(15);
+        nodes = nodes_about(lattice, colours);
+    }
+    for (std::size_t done = 0; done < nodes.size();) {
+        progress(double(done) / double(nodes.size()));
+        const std::size_t count = std::min(PatchSimulation::lanes, nodes.size() - done);
+        std::vector<Goal> goals;
+        for (std::size_t i = 0; i < count; ++i)
+            goals.push_back(solver.goal(lattice.srgb(nodes[done + i])));
+        const std::vector<Vector3> given = solver.solve(goals);
+        for (std::size_t i = 0; i < count; ++i)
+            lattice.correction(nodes[done + i]) = given[i] - goals[i].wanted;
+        done += count;
+    }
+    return lattice;
+}
+
 bool is_palette_colour(const Characterisation &panel, const Vector3 &light) {
     return std::any_of(
         panel.corner_lights().begin(), panel.corner_lights().end(),
@@ -226,25 +250,8 @@ std::vector<std::uint8_t> compensate(const Characterisation &panel,
     colours.reserve(targets.size());
     std::transform(targets.begin(), targets.end(), std::back_inserter(colours), srgb_from_light);
 
-    Lattice lattice(45);
-    std::vector<std::size_t> nodes = nodes_about(lattice, colours);
-    if (nodes.size() > most_nodes) {
-        lattice = Lattice(15);
-        nodes = nodes_about(lattice, colours);
-    }
     const Solver solver(panel, simulation, weights);
-    for (std::size_t done = 0; done < nodes.size();) {
-        progress(double(done) / double(nodes.size()));
-        const std::size_t count = std::min(PatchSimulation::lanes, nodes.size() - done);
-        std::vector<Goal> goals;
-        for (std::size_t i = 0; i < count; ++i)
-            goals.push_back(solver.goal(lattice.srgb(nodes[done + i])));
-        const std::vector<Vector3> given = solver.solve(goals);
-        for (std::size_t i = 0; i < count; ++i)
-            lattice.correction(nodes[done + i]) = given[i] - goals[i].wanted;
-        done += count;
-    }
-
+    const Lattice lattice = solved_lattice(solver, colours, progress);
     std::vector<std::uint8_t> table;
     table.reserve(3 * targets.size());
     for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {

@@ -117,12 +117,15 @@ Vector3 GamutMapping::clip(const Vector3 &target, Vector3 near) const {
             flattened[i] = origin + slopes * corners_[i];
         Vector3 next = nearest_mixture(flattened, {0, 0, 0}).of(corners_);
         Vector3 next_miss = miss_at(next);
-        for (int halvings = 0; dot(next_miss, next_miss) > dot(miss, miss); ++halvings) {
-            if (round == 0 || halvings == 5)
-                break; // the start may be anywhere; later, rounding is left
+        const auto worse = [&] {
+            return round > 0 && dot(next_miss, next_miss) > dot(miss, miss); // the start is any
+        };
+        for (int halvings = 0; worse() && halvings < 5; ++halvings) {
             next = 0.5 * (next + near);
             next_miss = miss_at(next);
         }
+        if (worse()) // only rounding is left
+            break;
         const double moved = squared_distance(next, near);
         near = next;
         miss = next_miss;
