@@ -25,7 +25,10 @@ DiffusionJob diffusion_job(const PixelRows &picture, std::uint32_t dithering_mod
 
 std::int32_t diffuse(const DiffusionJob &job) {
     const Form &form = chosen_form();
-    const auto memory = HeapArray<std::uint8_t>::zeroed(form.diffusion_memory(job) + cache_line);
+    const std::uint64_t bytes = form.diffusion_memory(job) + cache_line;
+    if (bytes > PTRDIFF_MAX)
+        return OXEL_OUT_OF_MEMORY;
+    const auto memory = HeapArray<std::uint8_t>::zeroed(static_cast<std::size_t>(bytes));
     if (!memory)
         return OXEL_OUT_OF_MEMORY;
     const auto misplaced = reinterpret_cast<std::uintptr_t>(memory.get()) % cache_line;

@@ -128,9 +128,9 @@ void diffuse_kernel(const DiffusionJob &job, void *memory) {
         diffuse_in_order<kernel, ORDER_BGR>(job, memory);
 }
 
-std::size_t diffusion_memory(const DiffusionJob &job) {
-    const auto width = static_cast<std::size_t>(job.picture.width);
-    return 3 * ErrorRows<stucki>::length(width) * sizeof(std::int16_t) + width;
+std::uint64_t diffusion_memory(const DiffusionJob &job) {
+    const auto width = static_cast<std::uint64_t>(job.picture.width);
+    return 3 * 3 * (width + 2 * stucki.reach) * sizeof(std::int16_t) + width;
 }
 
 void diffuse(const DiffusionJob &job, void *memory) {
@@ -172,6 +172,37 @@ void power(double *numbers, std::size_t count, double exponent) {
         numbers[i] = my_pow(numbers[i], exponent);
 }
 
+// All but the last pixels are moved as four bytes, as above.
+
+void merge_rows(const std::uint8_t *first, const std::uint8_t *second, std::size_t count,
+                std::uint8_t *pairs) {
+    std::uint8_t pixels[2][4];
+    for (; count > 1; --count, first += 3, second += 3, pairs += 6) {
+        std::memcpy(pixels[0], first, 4);
+        std::memcpy(pixels[1], second, 4);
+        std::memcpy(pairs, pixels[0], 4);
+        std::memcpy(pairs + 3, pixels[1], 4);
+    }
+    if (count > 0) {
+        std::memcpy(pixels[0], first, 3);
+        std::memcpy(pixels[1], second, 3);
+        std::memcpy(pairs, pixels[0], 3);
+        std::memcpy(pairs + 3, pixels[1], 3);
+    }
+}
+
+void split_row(const std::uint8_t *pairs, std::size_t count, std::uint8_t *first,
+               std::uint8_t *second) {
+    for (; count > 1; --count, first += 3, second += 3, pairs += 6) {
+        std::memcpy(first, pairs, 4);
+        std::memcpy(second, pairs + 3, 4);
+    }
+    if (count > 0) {
+        std::memcpy(first, pairs, 3);
+        std::memcpy(second, pairs + 3, 3);
+    }
+}
+
 /// Eight bytes at a time ("slicing by 8", Kounavis and Berry, 2005).
 std::uint32_t crc32(std::uint32_t crc, const std::uint8_t *bytes, std::size_t count,
                     const CrcTables &tables) {
@@ -197,6 +228,8 @@ constinit const Form portable_form = {"portable",
                                       power,
                                       adjust,
                                       map_bytes,
+                                      merge_rows,
+                                      split_row,
                                       crc32};
 
 } // namespace oxel

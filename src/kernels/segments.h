@@ -34,8 +34,8 @@ class Segments {
         return width >= 2 * lead * lanes && length_of(width) <= INT16_MAX;
     }
 
-    static std::size_t memory(std::int32_t width) {
-        const auto length = static_cast<std::size_t>(length_of(width));
+    static std::uint64_t memory(std::int32_t width) {
+        const auto length = static_cast<std::uint64_t>(length_of(width));
         return sizeof(Segments) + length * (lanes * (sizeof(std::uint32_t) + 1)) +
                (3 * length + 2 * reach) * sizeof(Step);
     }

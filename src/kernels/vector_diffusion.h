@@ -16,7 +16,7 @@ struct Diffusion {
     using Plain = Wavefront<Target, kernel>;
     using Serpentine = Segments<Target, kernel>;
 
-    static std::size_t memory(const DiffusionJob &job) {
+    static std::uint64_t memory(const DiffusionJob &job) {
         const std::int32_t width = job.picture.width;
         return !job.serpentine               ? Plain::memory(width)
                : Serpentine::apply_to(width) ? Serpentine::memory(width)
@@ -34,7 +34,7 @@ struct Diffusion {
 };
 
 template <class Target>
-std::size_t diffusion_memory(const DiffusionJob &job) {
+std::uint64_t diffusion_memory(const DiffusionJob &job) {
     switch (job.kernel) {
     case Kernel::floyd_steinberg:
         return Diffusion<Target, floyd_steinberg>::memory(job);
