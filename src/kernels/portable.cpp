@@ -69,7 +69,7 @@ void add_row(const PixelRows &picture, std::int32_t row, std::int16_t *values) {
 
 /// Adds the share of each slot's error to one neighbour, at its place in the kernel's weights.
 template <const DiffusionKernel &kernel, int row, int column>
-void spread(const std::int16_t (&error)[3], std::int16_t *neighbour) {
+void spread(const int (&error)[3], std::int16_t *neighbour) {
     if constexpr (kernel.weights[row][column] != 0)
         for (int slot = 0; slot < 3; ++slot)
             neighbour[slot] =
@@ -77,8 +77,7 @@ void spread(const std::int16_t (&error)[3], std::int16_t *neighbour) {
 }
 
 template <const DiffusionKernel &kernel, int direction, int row, int... column>
-void spread_row(const std::int16_t (&error)[3], std::int16_t *pixel,
-                std::integer_sequence<int, column...>) {
+void spread_row(const int (&error)[3], std::int16_t *pixel, std::integer_sequence<int, column...>) {
     (spread<kernel, row, column>(error, pixel + 3 * direction * (column - kernel.centre)), ...);
 }
 
@@ -93,10 +92,11 @@ void scan_row(const ErrorRows<kernel> &errors, const QuantisationTables &tables,
         const std::ptrdiff_t x = first + direction * step;
         const QuantisedPixel pixel = quantise_pixel(errors.pixels(0) + 3 * x, rgb_order, tables);
         indices[x] = pixel.index;
-        spread_row<kernel, direction, 0>(pixel.error, errors.pixels(0) + 3 * x, columns);
-        spread_row<kernel, direction, 1>(pixel.error, errors.pixels(1) + 3 * x, columns);
+        const int error[] = {pixel.error[0], pixel.error[1], pixel.error[2]};
+        spread_row<kernel, direction, 0>(error, errors.pixels(0) + 3 * x, columns);
+        spread_row<kernel, direction, 1>(error, errors.pixels(1) + 3 * x, columns);
         if constexpr (kernel.rows > 2)
-            spread_row<kernel, direction, 2>(pixel.error, errors.pixels(2) + 3 * x, columns);
+            spread_row<kernel, direction, 2>(error, errors.pixels(2) + 3 * x, columns);
     }
 }
 
