@@ -36,9 +36,10 @@ std::int32_t diffuse(const DiffusionJob &job) {
     return OXEL_SUCCESS;
 }
 
-void IndexPlane::take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
-                      std::int32_t count) {
-    std::memcpy(plane_ + std::ptrdiff_t{row} * width_ + column, indices,
+void IndexPlane::keep(IndexSink &self, std::int32_t row, std::int32_t column,
+                      const std::uint8_t *indices, std::int32_t count) {
+    const auto &plane = static_cast<const IndexPlane &>(self);
+    std::memcpy(plane.plane_ + std::ptrdiff_t{row} * plane.width_ + column, indices,
                 static_cast<std::size_t>(count));
 }
 

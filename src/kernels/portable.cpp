@@ -116,7 +116,7 @@ void diffuse_in_order(const DiffusionJob &job, void *memory) {
         else
             scan_row<kernel, 1, rgb_order>(errors, tables, indices, width);
         errors.advance();
-        job.sink->take(y, 0, indices, width);
+        job.sink->take(*job.sink, y, 0, indices, width);
     }
 }
 

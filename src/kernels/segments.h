@@ -102,7 +102,7 @@ class Segments {
         scan<direction>(entered);
         for (int i = 1; i < lanes; ++i)
             mend<direction>(direction > 0 ? i : lanes - 1 - i, entered);
-        sink.take(row, 0, indices_, width_);
+        sink.take(sink, row, 0, indices_, width_);
         hand_down<direction>();
     }
 

@@ -91,8 +91,8 @@ class Wavefront {
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
                 if (piece.count > 0)
-                    job.sink->take(first_row + row, piece.column, &indices_[row][piece.step],
-                                   piece.count);
+                    job.sink->take(*job.sink, first_row + row, piece.column,
+                                   &indices_[row][piece.step], piece.count);
             }
         }
     }
