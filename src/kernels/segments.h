@@ -30,7 +30,7 @@ class Segments {
   public:
     /// Whether rows are wide enough to be cut up, and not too wide to count the pixels of a
     /// segment in a slot.
-    static bool apply_to(std::int32_t width) {
+    static bool pays_for(std::int32_t width) {
         return width >= 2 * lead * lanes && length_of(width) <= INT16_MAX;
     }
 

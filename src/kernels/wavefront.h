@@ -24,6 +24,9 @@ namespace {
 template <class Target, const DiffusionKernel &kernel>
 class Wavefront {
   public:
+    /// A step costs as much as some pixels one by one, however many rows there are.
+    static bool pays_for(std::int32_t height) { return height > rows / 16; }
+
     static std::uint64_t memory(std::int32_t width) {
         return sizeof(Wavefront) + (kernel.rows - 1) * carry_length(width) * sizeof(std::uint64_t);
     }
