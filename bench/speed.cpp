@@ -104,7 +104,7 @@ int main(int argc, char **argv) {
     std::vector<std::string> arguments(argv, argv + argc);
     arguments.insert(arguments.begin() + 1,
                      {"--benchmark_repetitions=7", "--benchmark_enable_random_interleaving=true",
-                      "--benchmark_min_time=0.05"});
+                      "--benchmark_min_time=0.02"});
     std::vector<char *> pointers;
     for (auto &argument : arguments)
         pointers.push_back(argument.data());
