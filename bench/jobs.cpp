@@ -92,7 +92,8 @@ void add_stages(std::vector<Job> &jobs, const PackageFile &package, const Scene 
                         const oxel::Output output{out.data(), ORDER_RGB, OUTPUT_TCON_CODE};
                         oxel::OutputWriter writer(&output, 1, w);
                         for (int row = 0; row < h; ++row)
-                            writer.take(row, 0, scene.indices.data() + std::ptrdiff_t{row} * w, w);
+                            writer.take(writer, row, 0,
+                                        scene.indices.data() + std::ptrdiff_t{row} * w, w);
                     },
                     nullptr, plain_render});
     jobs.push_back(
