@@ -3,10 +3,10 @@
 #
 #   bench/run.sh [--quick] [PHOTO ...]
 #
-# Each PHOTO and the project's own scene are cut to 800x480, 1600x1200 and 3200x1800; their tables
-# are followed by those of pictures that are the worst for serpentine order. --quick takes one size
-# and few rounds, to see that all results are right rather than how soon they come. BUILD_DIR
-# chooses the build folder (build/bench).
+# Each PHOTO and the project's own scene are cut to 800x480, 1600x1200 and 3200x1800. Their tables
+# are followed by those of pictures that are the worst, above all for serpentine order. --quick takes
+# one size and few rounds, to see that all results are right rather than how soon they come.
+# BUILD_DIR chooses the build folder (build/bench).
 set -eu
 here=$(cd "$(dirname "$0")/.." && pwd)
 build=${BUILD_DIR:-$here/build/bench}
@@ -60,11 +60,11 @@ compare() {
 lscpu | grep '^Model name'
 uptime
 compare "$inputs/panel.lut" "$inputs"/*x*.ppm
-serpentine="--benchmark_filter=render.*serpentine"
+renders="--benchmark_filter=render (floyd|jjn|stucki)"
 for package in panel random; do
     for picture in noise grey; do
         printf '\nWorst cases: package %s, picture %s\n' "$package" "$picture"
-        compare "$inputs/$package.lut" "$inputs/$picture.ppm" "$serpentine"
+        compare "$inputs/$package.lut" "$inputs/$picture.ppm" "$renders"
     done
 done
 uptime
