@@ -30,13 +30,19 @@ std::vector<const oxel::Form *> forms_here() {
     return forms;
 }
 
-void check(const Job &job, const oxel::Form &form, const Scene &scene) {
-    Bytes expected = scene.pixels, out = scene.pixels;
+/// What each form has to leave of the picture.
+Bytes expected_result(const Job &job, const Scene &scene) {
+    Bytes expected = scene.pixels;
     oxel::force_form(oxel::all_forms().end()[-1]);
     if (job.yardstick)
         job.yardstick(expected);
     else
         job.library(expected);
+    return expected;
+}
+
+void check(const Job &job, const oxel::Form &form, const Scene &scene, const Bytes &expected) {
+    Bytes out = scene.pixels;
     oxel::force_form(&form);
     job.library(out);
     if (out != expected)
@@ -68,8 +74,9 @@ std::map<std::string, Place> register_jobs(const std::vector<Job> &jobs, const S
     for (const Job &job : jobs) {
         if (job.yardstick)
             add(place(job, yardstick_form), job.yardstick, nullptr, scene);
+        const Bytes expected = expected_result(job, scene);
         for (const oxel::Form *form : forms_here()) {
-            check(job, *form, scene);
+            check(job, *form, scene, expected);
             add(place(job, form->name), job.library, form, scene);
         }
     }
