@@ -136,3 +136,5 @@ int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t
     }
     return output.status();
 }
+
+#include "exact_double_end.h"
