@@ -1,5 +1,5 @@
 #!/bin/sh
-# Builds the library, the oxel command and the tests, and runs the tests.
+# Builds the library, the oxel command, the Python package and the tests, and runs the tests.
 #
 #   ./test.sh [CMAKE_ARGUMENT ...]
 #
@@ -9,10 +9,11 @@ cd "$(dirname "$0")"
 build=${BUILD_DIR:-build/test}
 
 scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
-    libvips-dev libcli11-dev nlohmann-json3-dev
+    libvips-dev libcli11-dev nlohmann-json3-dev \
+    python3-numpy python3-pil python3-distributed
 
 echo "Building in $build"
 cmake -S . -B "$build" -DOXEL_BUILD_TESTS=ON -DOXEL_BUILD_TOOLS=ON -DOXEL_BUILD_STATIC=ON \
-    "$@" >/dev/null
+    -DOXEL_BUILD_PYTHON=ON "$@" >/dev/null
 cmake --build "$build" --parallel "$(nproc)"
 ctest --test-dir "$build" --output-on-failure --parallel "$(nproc)"

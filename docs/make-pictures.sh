@@ -1,6 +1,5 @@
 #!/bin/sh
-# Makes the README's picture from the built-in scene: the whole of it and a detail, each beside
-# its rendering in the panel's measured colours.
+# Makes the documents' pictures from the built-in scene.
 set -eu
 cd "$(dirname "$0")/.."
 ./demo.sh
@@ -8,7 +7,8 @@ scripts/install-packages.sh libvips-tools
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
-# The rendering is reduced in linear light, as an eye at some distance mixes its pixels.
+# The README's: the whole scene and a detail, each beside its rendering in the panel's measured
+# colours. The rendering is reduced in linear light, as an eye at some distance mixes its pixels.
 vips thumbnail examples/scene.svg "$folder/whole.v" 390
 vips thumbnail demo-output/preview.png "$folder/whole_rendered.v" 390 --linear
 vips thumbnail examples/scene.svg "$folder/original.v" 1600
@@ -24,4 +24,45 @@ done
 vips join "$folder/whole-pair.v" "$folder/detail-pair.v" \
     "docs/pictures/scene.png[compression=9,filter=all,strip]" vertical \
     --shim 8 --background 255 --expand
-echo "Made docs/pictures/scene.png"
+
+save() {
+    vips copy "$1" "docs/pictures/$2.png[compression=9,filter=all,strip]"
+}
+
+# Renderings have few colours, which makes their files small.
+save_rendering() {
+    vips copy "$1" "docs/pictures/$2.png[compression=9,strip,palette,dither=0]"
+}
+
+# A row of pictures, with white between them.
+save_row() {
+    name=$1
+    shift
+    vips arrayjoin "$*" "$folder/row.v" --across $# --shim 8 --background 255
+    save_rendering "$folder/row.v" "$name"
+}
+
+# The tool's page: what its own commands make.
+cp examples/scene.svg tools/panels/six-colour.json "$folder"
+scripts/code-blocks.sh sh docs/tool.md >"$folder/commands.sh"
+(PATH=$PWD/build/demo:$PATH && cd "$folder" && sh -eu commands.sh >/dev/null)
+save_row tool-render "$folder/preview.png" "$folder/nominal.png"
+save_row tool-fit "$folder/cover.png" "$folder/contain.png" "$folder/stretch.png" "$folder/attention.png"
+save_row tool-adjust "$folder/preview.png" "$folder/bold.png"
+save "$folder/sheet.png" tool-compare
+vips join "$folder/view.png" "$folder/wire.png" "$folder/view.v" vertical --shim 8 --background 255 --expand
+save_rendering "$folder/view.v" tool-view
+save "$folder/plot.png" tool-guard
+
+# The gallery: a detail and the grey ramp.
+vips extract_band "$folder/detail.v" "$folder/original-detail.v" 0 --n 3
+save "$folder/original-detail.v" gallery-original
+for mode in floyd floyd-serpentine jjn jjn-serpentine stucki stucki-serpentine; do
+    build/demo/oxel render examples/scene.svg --panel six-colour --dither $mode \
+        -o "$folder/frame.bin" --preview "$folder/$mode.png" --quiet
+    vips crop "$folder/$mode.png" "$folder/detail.png" 384 708 390 230
+    save_rendering "$folder/detail.png" gallery-$mode
+    vips crop "$folder/$mode.png" "$folder/ramp.png" 1190 940 390 120
+    save_rendering "$folder/ramp.png" gallery-ramp-$mode
+done
+echo "Made docs/pictures/"

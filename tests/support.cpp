@@ -1,6 +1,9 @@
 #include "support.h"
 
 #include "Oxel_Morvel6_render.h"
+#include "kernels/forms.h"
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
@@ -86,6 +89,38 @@ Tables random_tables(Random &random, int colours) {
     const auto entries = static_cast<std::size_t>(colours);
     return {random_bytes(random, 3 * entries), random_bytes(random, entries),
             random_bytes(random, 3 * cell_count), random_bytes(random, cell_count, colours - 1)};
+}
+
+Tables nearest_tables(Random &random, int colours) {
+    Tables tables = random_tables(random, colours);
+    for (std::size_t cell = 0; cell < cell_count; ++cell) {
+        const auto distance = [&](std::size_t index) {
+            int sum = 0;
+            for (std::size_t c = 0; c < 3; ++c) {
+                const int channel = static_cast<int>(cell >> (12 - 6 * c) & 63) * 4 + 2;
+                sum += (channel - tables.palette[3 * index + c]) *
+                       (channel - tables.palette[3 * index + c]);
+            }
+            return sum;
+        };
+        std::uint8_t nearest = 0;
+        for (std::uint8_t index = 1; index < colours; ++index)
+            if (distance(index) < distance(nearest))
+                nearest = index;
+        tables.quantisation[cell] = nearest;
+    }
+    return tables;
+}
+
+void for_each_form(const std::function<void()> &test) {
+    for (const oxel::Form *form : oxel::all_forms()) {
+        if (!form->runs_here() || testing::Test::HasFailure())
+            continue;
+        SCOPED_TRACE(form->name);
+        oxel::force_form(form);
+        test();
+    }
+    oxel::force_form(nullptr);
 }
 
 void adopt(const Bytes &package) {

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <random>
 #include <string>
 #include <vector>
@@ -50,6 +51,12 @@ struct Tables {
 
 /// Every table random, quantisation bytes below `colours`.
 Tables random_tables(Random &random, int colours);
+
+/// Tables that a builder would make: each cell goes to the nearest colour.
+Tables nearest_tables(Random &random, int colours);
+
+/// Calls `test` with each form that runs here forced, and stops at the first failure.
+void for_each_form(const std::function<void()> &test);
 
 void put_u32(Bytes &bytes, std::size_t offset, std::uint32_t value);
 

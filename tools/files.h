@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <map>
 #include <span>
 #include <string>
 #include <vector>
@@ -14,9 +15,25 @@ using Bytes = std::vector<std::uint8_t>;
 /// Throws Failure if the file cannot be read to its end.
 Bytes read_file(const std::string &path);
 
-/// Throws Failure if an output is also an input or another output, or is something that a file
-/// must not replace: a folder, a device. Empty names are outputs that nobody asked for.
+/// The files that a run reads and writes, told apart by where they really are.
+class TakenFiles {
+  public:
+    void add_input(const std::string &path);
+
+    /// Throws Failure if the output is also an input or another output, or is something that a file
+    /// must not replace: a folder, a device. An empty name is an output that nobody asked for.
+    void add_output(const std::string &path);
+
+  private:
+    std::map<std::filesystem::path, bool> taken_; // whether it is an input
+};
+
 void check_outputs(const std::vector<std::string> &outputs, const std::vector<std::string> &inputs);
+
+/// From now on an interruption (SIGINT, SIGTERM, SIGHUP) removes what OutputFiles has not
+/// published before it ends the process; a publication under way is completed first. Must be called
+/// before any thread is started.
+void remove_temporaries_when_interrupted();
 
 /// The output files of one job, which appear together: each is written beside its target under a
 /// temporary name, and takes the target's place only when all are whole. Temporary files that are

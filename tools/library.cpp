@@ -4,7 +4,9 @@
 #include "failure.h"
 
 #include <algorithm>
+#include <array>
 #include <new>
+#include <numeric>
 
 namespace oxel::tools {
 
@@ -50,6 +52,31 @@ Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int
     return rendering;
 }
 
+int render_guarded(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode,
+                   double threshold, int output_type, Bytes &output) {
+    std::int32_t verdict = 0;
+    output.resize(rgb.size());
+    check(panel, Oxel_Morvel6_render_with_powerGuard(
+                     rgb.data(), ORDER_RGB, output.data(), ORDER_RGB, size.width, size.height,
+                     static_cast<std::uint32_t>(dithering_mode), output_type, threshold, &verdict));
+    return verdict;
+}
+
+void write_indices_for_codes() {
+    static std::array<std::uint8_t, 256> indices;
+    std::iota(indices.begin(), indices.end(), std::uint8_t{0});
+    TCON_INDEX_TABLE = indices.data();
+}
+
+void adjust(Bytes &rgb, ImageSize size, const Adjustment &amounts) {
+    if (amounts == Adjustment{})
+        return;
+    check("adjustment",
+          Oxel_image_adjustment(rgb.data(), ORDER_RGB, rgb.data(), ORDER_RGB, size.width,
+                                size.height, amounts.hue, amounts.saturation, amounts.brightness,
+                                amounts.contrast, amounts.gamma));
+}
+
 void apply_layout(const std::string &panel, int layout, Bytes &image, ImageSize &size) {
     if (layout == 0)
         return;
@@ -58,6 +85,29 @@ void apply_layout(const std::string &panel, int layout, Bytes &image, ImageSize 
     if (size.pixels() != whole.pixels())
         throw Failure(panel, "tft_layout " + std::to_string(layout) +
                                  " would drop an odd row or column of " + whole.text());
+}
+
+ImageSize layout_size(int layout, ImageSize size) {
+    switch (layout) {
+    case TFT_PAIR_MERGE_UPPER_FIRST:
+    case TFT_PAIR_MERGE_LOWER_FIRST:
+        return {2 * size.width, size.height / 2};
+    case TFT_HSD_ODD_EVEN:
+    case TFT_HSD_EVEN_ODD:
+        return {size.width / 2, 2 * size.height};
+    default:
+        return size;
+    }
+}
+
+void undo_layout(const std::string &panel, int layout, Bytes &frame, ImageSize &size) {
+    static constexpr int inverse[] = {0,
+                                      TFT_HSD_ODD_EVEN,
+                                      TFT_HSD_EVEN_ODD,
+                                      TFT_PAIR_SWAP,
+                                      TFT_PAIR_MERGE_UPPER_FIRST,
+                                      TFT_PAIR_MERGE_LOWER_FIRST};
+    apply_layout(panel, inverse[layout], frame, size);
 }
 
 } // namespace oxel::tools

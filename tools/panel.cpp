@@ -21,21 +21,31 @@ PanelDescription parse(const std::string &path, const Bytes &bytes) {
 }
 
 Panel build(const std::string &source, const PanelDescription &description) {
-    return {source, build_package(description.colours), description.size, description.layout};
+    return {source, description.name, build_package(description.colours), description.size,
+            description.layout};
 }
 
 } // namespace
 
-Panel open_panel(const std::string &name) {
+std::optional<Panel> built_in_panel(const std::string &name) {
     for (const PanelDescription &description : built_in_panel_descriptions())
         if (description.name == name)
             return build(name, description);
+    return std::nullopt;
+}
+
+Panel panel_from_bytes(const std::string &source, Bytes bytes) {
+    if (is_description(bytes))
+        return build(source, parse(source, bytes));
+    return {source, source, std::move(bytes), std::nullopt, 0};
+}
+
+Panel open_panel(const std::string &name) {
+    if (auto panel = built_in_panel(name))
+        return std::move(*panel);
     if (!std::filesystem::exists(name))
         throw Failure(name, "neither a built-in panel nor a file");
-    Bytes bytes = read_file(name);
-    if (is_description(bytes))
-        return build(name, parse(name, bytes));
-    return {name, std::move(bytes), std::nullopt, 0};
+    return panel_from_bytes(name, read_file(name));
 }
 
 PanelDescription read_panel_description(const std::string &path) {

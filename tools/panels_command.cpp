@@ -22,7 +22,13 @@ void list_panels() {
 } // namespace
 
 void add_panels_command(CLI::App &app) {
-    app.add_subcommand("panels", "List the built-in panels")->callback(list_panels);
+    CLI::App *command = app.add_subcommand("panels", "List the built-in panels");
+    command->footer(R"(
+Shows the name of each, by which --panel knows it, its size and its colours.
+
+Example:
+  oxel panels)");
+    command->callback(list_panels);
 }
 
 } // namespace oxel::tools

@@ -1,42 +1,34 @@
 #include "render_command.h"
 
 #include "failure.h"
-#include "files.h"
-#include "library.h"
 #include "package_builder/package_file.h"
-#include "panel.h"
-#include "picture.h"
+#include "render_batch.h"
 
 #include <algorithm>
-#include <charconv>
 #include <iostream>
+#include <thread>
 
 namespace oxel::tools {
 
+namespace fs = std::filesystem;
+
 namespace {
 
-// Each name stands at the place of its value in Fit and in enum Oxel_dithering_mode.
-const std::vector<std::string> fit_names = {"cover", "contain", "stretch"};
-const std::vector<std::string> dither_names = {
-    "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine"};
+const std::string explanation = picture_explanation + frame_explanation + R"(
+The PNGs show the picture before the driving layout, in measured and in pure colours.
 
-int value_of(const std::string &name, const std::vector<std::string> &names) {
-    return static_cast<int>(std::find(names.begin(), names.end(), name) - names.begin());
-}
+--guard rejects a rendering whose mix of colours changes too strongly between line pairs: it passed,
+or the picture was shifted down by one row, or it was blanked to the panel's first colour. See oxel
+guard for how to choose the threshold.
 
-constexpr const char *explanation = R"(
-PHOTO is any picture that libvips reads: JPEG, PNG, TIFF, WebP, HEIF, SVG, ... Its colour profile
-and its orientation are applied, transparent parts become white.
+Several photographs, a folder (with those below it) or - (names on the standard input, one on a
+line or NUL-terminated) make a batch: FRAME and the PNGs are then folders, in which each photograph
+gets its own name with .bin or .png added. A photograph that fails does not stop the others; the end
+names it. With --resume what is up to date is skipped: what was made after its photograph's last
+change, with the same panel and options.
 
-PANEL is the name of a built-in panel (see oxel panels), a LUT package, or a panel description in
-JSON (see oxel package build). The picture gets the panel's size; with a package, which has none,
-it keeps its own.
-
-FRAME receives the timing controller's codes in the panel's driving layout, row after row without
-a header: one byte a pixel, or the same byte three times. The PNGs show the picture before that
-layout, in the panel's measured colours and in pure black, white, yellow, red, green and blue.
-
-The files appear when all of them are whole; after a failure there are none.
+A photograph's files appear when all of them are whole, also when the program is interrupted; after
+a failure there are none.
 
 The default diffusion is floyd-serpentine: the others round small errors away, which turns the
 darkest tones black and the lightest white.
@@ -44,96 +36,86 @@ darkest tones black and the lightest white.
 Examples:
   oxel render photo.jpg --panel six-colour -o frame.bin --preview preview.png
   oxel render photo.jpg --panel panel.json --fit contain --dither floyd -o frame.bin
-  oxel render photo.jpg --panel panel.lut --size 800x480 --frame rgb -o frame.rgb)";
+  oxel render photo.jpg --panel panel.lut --size 800x480 --frame packed4 -o frame.bin
+  oxel render photos/ --panel six-colour -o frames/ --preview previews/ --resume
+  find photos -name '*.jpg' -print0 | oxel render - --panel six-colour -o frames/)";
 
 struct RenderOptions {
-    std::string photo;
-    std::string panel;
+    std::vector<std::string> photos;
     std::string frame;
     std::string preview;
     std::string nominal;
-    std::optional<ImageSize> size;
-    std::string fit = "cover";
-    std::string dither = "floyd-serpentine";
-    std::string frame_format = "bytes";
+    RenderSettings settings;
+    int jobs = static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    bool json = false;
+    bool quiet = false;
+    bool resume = false;
 };
 
-ImageSize parse_size(const std::string &text) {
-    ImageSize size{};
-    const char *const end = text.data() + text.size();
-    const auto width = std::from_chars(text.data(), end, size.width);
-    if (width.ptr != end && *width.ptr == 'x')
-        if (std::from_chars(width.ptr + 1, end, size.height).ptr == end && size.supported())
-            return size;
-    throw CLI::ValidationError("--size", "must be WIDTHxHEIGHT, at most 715827882 pixels");
+void render_single(const RenderOptions &options, const Panel &panel) {
+    const RenderJob job = {options.photos.front(), options.frame, options.preview, options.nominal};
+    RenderResult result;
+    try {
+        result = run_job(job, options.settings, panel);
+    } catch (const std::exception &error) {
+        if (options.json)
+            std::cout << json_line(options.settings, job, failed(job, error));
+        throw;
+    }
+    if (options.json)
+        std::cout << json_line(options.settings, job, {Status::done, result, {}});
+    if (options.json || options.quiet)
+        return;
+    std::cout << job.frame << ": " << result.frame_size.text() << ", " << result.frame_bytes
+              << " bytes\n";
+    for (const std::string &png : {job.preview, job.nominal})
+        if (!png.empty())
+            std::cout << png << ": " << result.picture_size.text() << '\n';
+    if (result.verdict)
+        std::cout << "guard: " << verdict_name(*result.verdict) << '\n';
 }
 
-ImageSize choose_size(const RenderOptions &options, const Panel &panel) {
-    if (options.size)
-        return *options.size;
-    if (panel.size)
-        return *panel.size;
-    const ImageSize size = picture_size(options.photo);
-    if (!size.supported())
-        throw Failure(options.photo, "too large to be rendered at its own size: " + size.text());
-    return size;
-}
-
-/// One of three equal bytes.
-Bytes one_byte_a_pixel(const Bytes &image) {
-    Bytes bytes(image.size() / 3);
-    for (std::size_t i = 0; i < bytes.size(); ++i)
-        bytes[i] = image[3 * i];
-    return bytes;
-}
-
-void write_outputs(const RenderOptions &options, const Panel &panel, Rendering rendering,
-                   ImageSize size) {
-    OutputFiles outputs;
-    std::string report;
-    const auto write = [&](const std::string &path, const Bytes &bytes, ImageSize image) {
-        outputs.write(path, bytes);
-        report += path + ": " + image.text() + ", " + std::to_string(bytes.size()) + " bytes\n";
-    };
-    ImageSize frame_size = size;
-    apply_layout(panel.source, panel.layout, rendering.tcon, frame_size);
-    const bool bytes = options.frame_format == "bytes";
-    write(options.frame, bytes ? one_byte_a_pixel(rendering.tcon) : rendering.tcon, frame_size);
-    if (!options.preview.empty())
-        write(options.preview, encode_png(options.preview, rendering.measured, size), size);
-    if (!options.nominal.empty())
-        write(options.nominal, encode_png(options.nominal, rendering.nominal, size), size);
-    outputs.publish();
-    std::cout << report;
+bool is_batch(const RenderOptions &options) {
+    const std::string &photo = options.photos.front();
+    std::error_code unknown;
+    return options.photos.size() > 1 || photo == "-" || fs::is_directory(photo, unknown) ||
+           options.frame.ends_with('/') || fs::is_directory(options.frame, unknown);
 }
 
 void run(const RenderOptions &options) {
-    check_outputs({options.frame, options.preview, options.nominal},
-                  {options.photo, options.panel});
-    const Panel panel = open_panel(options.panel);
+    const RenderSettings &settings = options.settings;
+    file_format(settings.frame); // tells a wrong command line before any work
+    const bool batch = is_batch(options);
+    if (!batch)
+        check_outputs({options.frame, options.preview, options.nominal},
+                      {options.photos.front(), settings.picture.panel});
+    Panel panel = open_panel(settings.picture.panel);
+    panel.layout = settings.frame.layout.value_or(panel.layout);
     adopt_package(panel.source, panel.package);
-    if (!options.nominal.empty() && read_package_fields(panel.package)->colours != 6)
+    if (settings.frame.content == FrameContent::index)
+        write_indices_for_codes();
+    if ((!options.nominal.empty() || settings.frame.content == FrameContent::nominal) &&
+        read_package_fields(panel.package)->colours != 6)
         throw Failure(panel.source, "--nominal needs a panel of six colours");
-    const ImageSize size = choose_size(options, panel);
-    const Bytes picture =
-        load_picture(options.photo, size, static_cast<Fit>(value_of(options.fit, fit_names)));
-    write_outputs(options, panel,
-                  render(panel.source, picture, size, value_of(options.dither, dither_names)),
-                  size);
+    if (batch)
+        render_batch({options.photos, options.frame, options.preview, options.nominal, options.jobs,
+                      options.json, options.quiet, options.resume},
+                     settings, panel);
+    else
+        render_single(options, panel);
 }
 
 } // namespace
 
 void add_render_command(CLI::App &app) {
     const auto options = std::make_shared<RenderOptions>();
-    CLI::App *command = app.add_subcommand("render", "Render a picture for a panel");
+    RenderSettings &settings = options->settings;
+    CLI::App *command = app.add_subcommand("render", "Render pictures for a panel");
     command->footer(explanation);
-    command->add_option("PHOTO", options->photo, "The picture")->required();
-    command->add_option("--panel", options->panel, "Built-in panel, package or description")
-        ->option_text("PANEL REQUIRED")
+    command->add_option("PHOTO", options->photos, "Pictures, folders of pictures, or - for a list")
         ->required();
-    command->add_option("-o,--output", options->frame, "Where the frame goes")
-        ->option_text("FRAME REQUIRED")
+    command->add_option("-o", options->frame, "Where the frame or the frames go")
+        ->option_text("FRAME")
         ->required();
     command->add_option("--preview", options->preview, "Also write it in measured colours")
         ->option_text("PNG");
@@ -141,23 +123,17 @@ void add_render_command(CLI::App &app) {
         ->add_option("--nominal", options->nominal,
                      "Also write it in pure colours (six-colour panels)")
         ->option_text("PNG");
-    command
-        ->add_option_function<std::string>(
-            "--size", [options](const std::string &text) { options->size = parse_size(text); },
-            "Size of the rendering instead of the panel's")
-        ->option_text("WxH");
-    command
-        ->add_option("--fit", options->fit,
-                     "cover: fill the size, cut off the rest; contain: the whole picture on white; "
-                     "stretch: ignore the aspect")
-        ->check(CLI::IsMember(fit_names))
-        ->capture_default_str();
-    command->add_option("--dither", options->dither, "Error diffusion")
-        ->check(CLI::IsMember(dither_names))
-        ->capture_default_str();
-    command->add_option("--frame", options->frame_format, "Bytes of a frame's pixel: one or three")
-        ->check(CLI::IsMember({"bytes", "rgb"}))
-        ->capture_default_str();
+    add_picture_options(*command, settings.picture);
+    add_choice(*command, "--dither", settings.dithering_mode, dither_names, "Error diffusion");
+    command->add_option("--guard", settings.guard_threshold, "Reject renderings from this measure")
+        ->option_text("THRESHOLD");
+    add_frame_options(*command, settings.frame);
+    command->add_option("-j,--jobs", options->jobs, "Pictures at once; all processors by default")
+        ->option_text("COUNT")
+        ->check(CLI::Range(1, 1024));
+    command->add_flag("--resume", options->resume, "Skip what is up to date");
+    command->add_flag("--json", options->json, "Report each picture as a line of JSON");
+    command->add_flag("--quiet", options->quiet, "Report failures only");
     command->callback([options] { run(*options); });
 }
 

@@ -1,0 +1,108 @@
+"""The library's C interface through ctypes, which releases the interpreter lock during calls."""
+
+import ctypes
+import os
+from ctypes import POINTER, Structure, c_char_p, c_double, c_int32, c_size_t, c_uint32, c_void_p
+from typing import Dict, Type
+
+
+class OxelError(Exception):
+    """What the library could not do."""
+
+
+class BadPackageLength(OxelError, ValueError):
+    """Not a LUT package: its length is not the one that it states."""
+
+
+class BadPackageCRC(OxelError, ValueError):
+    """Not a LUT package, or a damaged one: its CRC-32 does not match."""
+
+
+class UnusableTables(OxelError, ValueError):
+    """Unusable LUT package: a table is missing or incomplete."""
+
+
+class NotInitialised(OxelError, RuntimeError):
+    """No package has been adopted."""
+
+
+class OutOfMemory(OxelError, MemoryError):
+    """Out of memory."""
+
+
+class BadSelector(OxelError, ValueError):
+    """A byte order, dithering mode, output or layout is none of its values."""
+
+
+class NotSixColours(OxelError, ValueError):
+    """Nominal colours exist only for panels of six colours."""
+
+
+class BadArgument(OxelError, ValueError):
+    """The size of the image is not supported."""
+
+
+class PanelError(OxelError, ValueError):
+    """A panel or its description is wrong; the message names the place and the reason."""
+
+
+_errors: Dict[int, Type[OxelError]] = {
+    3: BadPackageLength,
+    4: BadPackageCRC,
+    5: UnusableTables,
+    6: NotInitialised,
+    12: OutOfMemory,
+    13: BadSelector,
+    14: NotSixColours,
+    15: BadArgument,
+}
+
+
+def _check(status: int, _function: object, _arguments: object) -> None:
+    if status != 0:
+        error = _errors.get(status, OxelError)
+        raise error(f"{error.__doc__} (status {status})")
+
+
+class NativePanel(Structure):
+    """A panel as the builder delivers it."""
+
+    _fields_ = [
+        ("error", c_char_p),
+        ("name", c_char_p),
+        ("package", c_void_p),
+        ("package_size", c_size_t),
+        ("width", c_int32),
+        ("height", c_int32),
+        ("layout", c_int32),
+    ]
+
+
+# The file is the package's own: only this package adopts panels in it.
+library = ctypes.CDLL(os.path.join(os.path.dirname(os.path.abspath(__file__)), "liboxel.so"))
+
+
+def _declare(name: str, *arguments: type) -> None:
+    function = getattr(library, name)
+    function.argtypes = arguments
+    function.restype = c_int32
+    function.errcheck = _check
+
+
+_declare("Oxel_Morvel6_render_init", c_char_p, c_uint32)
+_declare("Oxel_Morvel6_render", c_void_p, c_uint32, c_void_p, c_uint32, c_int32, c_int32,
+         c_uint32, c_int32)
+_declare("Oxel_Morvel6_render_All", c_void_p, c_uint32, c_void_p, c_void_p, c_void_p, c_void_p,
+         c_int32, c_int32, c_uint32)
+_declare("Oxel_Morvel6_render_with_powerGuard", c_void_p, c_uint32, c_void_p, c_uint32, c_int32,
+         c_int32, c_uint32, c_int32, c_double, POINTER(c_int32))
+_declare("Oxel_image_adjustment", c_void_p, c_uint32, c_void_p, c_uint32, c_int32, c_int32,
+         c_int32, c_int32, c_int32, c_int32, c_double)
+_declare("Oxel_TFT_format_transfer", c_void_p, POINTER(c_int32), POINTER(c_int32), c_int32)
+library.Oxel_get_updateLog.restype = c_char_p
+library.oxel_panel_from_bytes.argtypes = [c_char_p, c_char_p, c_size_t]
+library.oxel_panel_from_bytes.restype = POINTER(NativePanel)
+library.oxel_panel_built_in.argtypes = [c_char_p]
+library.oxel_panel_built_in.restype = POINTER(NativePanel)
+library.oxel_panel_free.argtypes = [POINTER(NativePanel)]
+library.oxel_panel_free.restype = None

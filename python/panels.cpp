@@ -1,0 +1,72 @@
+// The panel builder behind a C interface, for Python's ctypes.
+
+#include "panel.h"
+
+#include <exception>
+#include <memory>
+
+using namespace oxel::tools;
+
+extern "C" {
+
+/// A panel, or the reason why there is none.
+struct OxelPanel {
+    const char *error; // null if there is a panel
+    const char *name;
+    const std::uint8_t *package;
+    std::size_t package_size;
+    std::int32_t width; // 0 x 0 if the panel has no size
+    std::int32_t height;
+    std::int32_t layout;
+};
+
+OxelPanel *oxel_panel_from_bytes(const char *source, const std::uint8_t *bytes, std::size_t size);
+OxelPanel *oxel_panel_built_in(const char *name);
+void oxel_panel_free(OxelPanel *panel);
+}
+
+namespace {
+
+/// What an OxelPanel points at.
+struct OwnedPanel : OxelPanel {
+    Panel panel;
+    std::string message;
+};
+
+template <class Open>
+OxelPanel *open(Open open_it) {
+    auto owned = std::make_unique<OwnedPanel>();
+    try {
+        owned->panel = open_it();
+        const ImageSize size = owned->panel.size.value_or(ImageSize{0, 0});
+        static_cast<OxelPanel &>(*owned) = {nullptr,
+                                            owned->panel.name.c_str(),
+                                            owned->panel.package.data(),
+                                            owned->panel.package.size(),
+                                            size.width,
+                                            size.height,
+                                            owned->panel.layout};
+    } catch (const std::exception &error) {
+        owned->message = error.what();
+        owned->error = owned->message.c_str();
+    }
+    return owned.release();
+}
+
+} // namespace
+
+OxelPanel *oxel_panel_from_bytes(const char *source, const std::uint8_t *bytes, std::size_t size) {
+    return open([&] { return panel_from_bytes(source, {bytes, bytes + size}); });
+}
+
+OxelPanel *oxel_panel_built_in(const char *name) {
+    return open([&] {
+        auto panel = built_in_panel(name);
+        return panel ? std::move(*panel)
+                     : throw std::invalid_argument(std::string(name) + ": no built-in panel");
+    });
+}
+
+void oxel_panel_free(OxelPanel *panel) {
+    delete static_cast<OwnedPanel *>(panel);
+}

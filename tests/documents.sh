@@ -1,0 +1,16 @@
+#!/bin/sh
+# The documents' commands work, their C compiles, and their links lead somewhere.
+#
+#   documents.sh OXEL
+set -eu
+cd "$(dirname "$0")/.."
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+
+cp examples/scene.svg tools/panels/six-colour.json "$folder"
+scripts/code-blocks.sh sh docs/tool.md >"$folder/commands"
+(PATH=$(dirname "$1"):$PATH && cd "$folder" && sh -eu commands)
+scripts/code-blocks.sh c docs/host.md >"$folder/host.c"
+${CC:-cc} -std=c99 -Wall -Wextra -Werror -Iinclude -fsyntax-only "$folder/host.c"
+grep -o '](\(\.\./\)*[A-Za-z][A-Za-z0-9_./-]*' docs/*.md | grep -v '://' | sed 's/.*(//' |
+    while read -r link; do ls "docs/$link" >/dev/null; done

@@ -1,0 +1,81 @@
+#include "batch.h"
+
+#include "picture.h"
+
+#include <algorithm>
+#include <atomic>
+#include <iostream>
+#include <iterator>
+#include <thread>
+
+namespace oxel::tools {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+std::vector<BatchPhoto> pictures_below(const std::string &folder) {
+    std::vector<BatchPhoto> photos;
+    std::error_code error;
+    fs::recursive_directory_iterator entry(folder, error);
+    for (; !error && entry != fs::recursive_directory_iterator(); entry.increment(error)) {
+        const bool hidden = entry->path().filename().string().starts_with('.');
+        std::error_code unknown;
+        if (hidden && entry->is_directory(unknown))
+            entry.disable_recursion_pending();
+        else if (!hidden && is_picture_name(entry->path()) && !entry->is_directory(unknown))
+            photos.push_back({entry->path(), entry->path().lexically_relative(folder)});
+    }
+    if (error)
+        photos.push_back({folder, fs::path(folder).filename()});
+    std::sort(photos.begin(), photos.end(),
+              [](const auto &a, const auto &b) { return a.path < b.path; });
+    return photos;
+}
+
+std::vector<std::string> listed_names() {
+    const std::string list(std::istreambuf_iterator<char>(std::cin), {});
+    const char end = list.find('\0') == std::string::npos ? '\n' : '\0';
+    std::vector<std::string> names;
+    for (std::size_t from = 0; from < list.size();) {
+        const std::size_t to = std::min(list.find(end, from), list.size());
+        if (to > from)
+            names.push_back(list.substr(from, to - from));
+        from = to + 1;
+    }
+    return names;
+}
+
+} // namespace
+
+std::vector<BatchPhoto> collect_photos(const std::vector<std::string> &names) {
+    std::vector<BatchPhoto> photos;
+    const auto append = [&](const std::vector<BatchPhoto> &more) {
+        photos.insert(photos.end(), more.begin(), more.end());
+    };
+    for (const std::string &name : names) {
+        std::error_code unknown;
+        if (name == "-") {
+            for (const std::string &listed : listed_names())
+                photos.push_back({listed, fs::path(listed).filename()});
+        } else if (fs::is_directory(name, unknown)) {
+            append(pictures_below(name));
+        } else {
+            photos.push_back({name, fs::path(name).filename()});
+        }
+    }
+    return photos;
+}
+
+void for_each_parallel(std::size_t count, int threads,
+                       const std::function<void(std::size_t)> &work) {
+    std::atomic<std::size_t> next = 0;
+    std::vector<std::jthread> workers(std::min(count, static_cast<std::size_t>(threads)));
+    for (std::jthread &worker : workers)
+        worker = std::jthread([&] {
+            for (std::size_t i = next++; i < count; i = next++)
+                work(i);
+        });
+}
+
+} // namespace oxel::tools

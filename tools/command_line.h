@@ -1,0 +1,28 @@
+#ifndef OXEL_TOOLS_COMMAND_LINE_H
+#define OXEL_TOOLS_COMMAND_LINE_H
+
+#include <CLI/CLI.hpp>
+
+#include <memory>
+#include <string>
+
+namespace oxel::tools {
+
+/// The whole command: its options and subcommands, which run while it parses, with defaults from
+/// the environment and from a configuration file.
+std::unique_ptr<CLI::App> make_command_line();
+
+/// What is wrong, and where it was said: on the command line, in the environment or in the file.
+std::string explain(const CLI::App &app, const CLI::ParseError &error);
+
+bool is_flag(const CLI::Option &option);
+
+/// The value that an option takes, as help shows it: "" for a flag.
+std::string value_text(const CLI::Option &option);
+
+/// The values that an option can have, if it is a choice.
+std::vector<std::string> choices(const CLI::Option &option);
+
+} // namespace oxel::tools
+
+#endif
