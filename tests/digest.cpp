@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <climits>
 #include <cmath>
 #include <cstring>
 #include <fstream>
@@ -205,30 +204,6 @@ void init(Random &random, Digest &digest) {
     }
 }
 
-/// Random tables, or tables that make sense: error spreads quite differently.
-Tables tables(Random &random, int colours) {
-    Tables result = random_tables(random, colours);
-    for (std::size_t cell = 0; colours % 2 == 0 && cell < cell_count; ++cell) {
-        const std::size_t coarse = cell & ~std::size_t{03737};
-        int least = INT_MAX;
-        for (std::size_t i = 0; coarse == cell && i < result.codes.size(); ++i) {
-            int distance = 0;
-            for (int channel = 0; channel < 3; ++channel) {
-                const int wanted = static_cast<int>(cell >> (12 - 6 * channel) & 63) * 4;
-                const int difference = wanted - result.palette[3 * i + std::size_t(channel)];
-                distance += difference * difference;
-            }
-            if (distance < least)
-                least = distance, result.quantisation[cell] = static_cast<std::uint8_t>(i);
-        }
-        result.quantisation[cell] = result.quantisation[coarse];
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            result.gamut[3 * cell + channel] =
-                static_cast<std::uint8_t>((cell >> (12 - 6 * channel) & 63) * 255 / 63);
-    }
-    return result;
-}
-
 /// Noise, or slopes with hardly any.
 GuardedBytes pool(Random &random, bool noise) {
     Bytes bytes = random_bytes(random, 64000);
@@ -240,10 +215,13 @@ GuardedBytes pool(Random &random, bool noise) {
 std::string run_all(unsigned threads) {
     Digest digests[section_count + 1];
     unsigned seed = 0;
-    for (const int colours : {2, 3, 6, 6, 6, 8, 16, 17, 64, 256}) {
+    for (const int colours : {2, 3, 6, 6, 8, 16, 7, 17, 6, 256}) {
         Random random(++seed);
         init(random, digests[section_count]);
-        adopt(tables(random, colours).package({3, 0, 2, 1}, seed));
+        const bool sensible =
+            seed % 2 != 0 && colours < 10; // where error spreads quite differently
+        adopt((sensible ? nearest_tables : random_tables)(random, colours)
+                  .package({3, 0, 2, 1}, seed));
         const GuardedBytes pixels = pool(random, seed % 3 == 0);
         const Results results = run_sections(seed, pixels);
         std::vector<Results> others(threads);
