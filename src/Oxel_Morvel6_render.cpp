@@ -137,7 +137,7 @@ DiffusionJob render_job(const Input &input, std::uint32_t dithering_mode, IndexS
 }
 
 OutputWriter::OutputWriter(const Output *outputs, std::size_t count, std::int32_t width)
-    : width_(width) {
+    : IndexSink{write}, width_(width) {
     for (const Output *output = outputs; output != outputs + count; ++output) {
         if (output->status() != OXEL_SUCCESS)
             continue;
@@ -166,12 +166,13 @@ void OutputWriter::set_colour(std::uint8_t (&pixel)[4], std::size_t index, const
     }
 }
 
-void OutputWriter::take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
-                        std::int32_t count) {
-    const std::ptrdiff_t start = 3 * (std::ptrdiff_t{row} * width_ + column);
-    for (std::size_t i = 0; i < count_; ++i)
-        chosen_form().write_pixels(indices, static_cast<std::size_t>(count), colours_[i],
-                                   images_[i] + start);
+void OutputWriter::write(IndexSink &self, std::int32_t row, std::int32_t column,
+                         const std::uint8_t *indices, std::int32_t count) {
+    const auto &writer = static_cast<const OutputWriter &>(self);
+    const std::ptrdiff_t start = 3 * (std::ptrdiff_t{row} * writer.width_ + column);
+    for (std::size_t i = 0; i < writer.count_; ++i)
+        chosen_form().write_pixels(indices, static_cast<std::size_t>(count), writer.colours_[i],
+                                   writer.images_[i] + start);
 }
 
 namespace {

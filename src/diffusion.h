@@ -19,14 +19,11 @@ struct PixelRows {
 };
 
 /// Takes the palette indices of the picture, piece by piece. Whatever pixels belong to a piece have
-/// been read by then, as have all those left of them and above.
-class IndexSink {
-  public:
-    virtual void take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
-                      std::int32_t count) = 0;
-
-  protected:
-    ~IndexSink() = default;
+/// been read by then, as have all those left of them and above. No virtual function, which would
+/// make a host link the C++ runtime.
+struct IndexSink {
+    void (*take)(IndexSink &self, std::int32_t row, std::int32_t column,
+                 const std::uint8_t *indices, std::int32_t count);
 };
 
 enum class Kernel { floyd_steinberg, jarvis_judice_ninke, stucki };

@@ -25,7 +25,10 @@ DiffusionJob diffusion_job(const PixelRows &picture, std::uint32_t dithering_mod
 
 std::int32_t diffuse(const DiffusionJob &job) {
     const Form &form = chosen_form();
-    const auto memory = HeapArray<std::uint8_t>::zeroed(form.diffusion_memory(job) + cache_line);
+    const std::uint64_t bytes = form.diffusion_memory(job) + cache_line;
+    if (bytes > PTRDIFF_MAX)
+        return OXEL_OUT_OF_MEMORY;
+    const auto memory = HeapArray<std::uint8_t>::zeroed(static_cast<std::size_t>(bytes));
     if (!memory)
         return OXEL_OUT_OF_MEMORY;
     const auto misplaced = reinterpret_cast<std::uintptr_t>(memory.get()) % cache_line;
@@ -33,9 +36,10 @@ std::int32_t diffuse(const DiffusionJob &job) {
     return OXEL_SUCCESS;
 }
 
-void IndexPlane::take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
-                      std::int32_t count) {
-    std::memcpy(plane_ + std::ptrdiff_t{row} * width_ + column, indices,
+void IndexPlane::keep(IndexSink &self, std::int32_t row, std::int32_t column,
+                      const std::uint8_t *indices, std::int32_t count) {
+    const auto &plane = static_cast<const IndexPlane &>(self);
+    std::memcpy(plane.plane_ + std::ptrdiff_t{row} * plane.width_ + column, indices,
                 static_cast<std::size_t>(count));
 }
 

@@ -33,13 +33,15 @@ DitheringRoutine Oxel_dithering_Jarvis_Judice_Ninkle;
 DitheringRoutine Oxel_dithering_Stucki;
 
 /// Keeps indices in a plane of one byte a pixel.
-class IndexPlane final : public IndexSink {
+class IndexPlane : public IndexSink {
   public:
-    IndexPlane(std::uint8_t *plane, std::int32_t width) : plane_(plane), width_(width) {}
-    void take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
-              std::int32_t count) override;
+    IndexPlane(std::uint8_t *plane, std::int32_t width)
+        : IndexSink{keep}, plane_(plane), width_(width) {}
 
   private:
+    static void keep(IndexSink &self, std::int32_t row, std::int32_t column,
+                     const std::uint8_t *indices, std::int32_t count);
+
     std::uint8_t *plane_;
     std::int32_t width_;
 };

@@ -132,7 +132,7 @@ int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t
     if (!input.size.empty()) {
         OutputWriter writer(&output, 1, width);
         for (std::int32_t row = 0; row < height; ++row)
-            writer.take(row, 0, index_plane.get() + std::ptrdiff_t{row} * width, width);
+            writer.take(writer, row, 0, index_plane.get() + std::ptrdiff_t{row} * width, width);
     }
     return output.status();
 }

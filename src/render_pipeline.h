@@ -38,13 +38,13 @@ DiffusionJob render_job(const Input &input, std::uint32_t dithering_mode, IndexS
 
 /// Writes up to three outputs that have been checked, those of them that can be written, in this
 /// order.
-class OutputWriter final : public IndexSink {
+class OutputWriter : public IndexSink {
   public:
     OutputWriter(const Output *outputs, std::size_t count, std::int32_t width);
-    void take(std::int32_t row, std::int32_t column, const std::uint8_t *indices,
-              std::int32_t count) override;
 
   private:
+    static void write(IndexSink &self, std::int32_t row, std::int32_t column,
+                      const std::uint8_t *indices, std::int32_t count);
     static void set_colour(std::uint8_t (&pixel)[4], std::size_t index, const Output &output);
 
     std::int32_t width_;

@@ -1,5 +1,6 @@
 #include "command_line.h"
 
+#include "chart_command.h"
 #include "compare_command.h"
 #include "guard_command.h"
 #include "library.h"
@@ -139,6 +140,7 @@ std::unique_ptr<CLI::App> make_command_line() {
     add_render_command(*app);
     add_compare_command(*app);
     add_view_command(*app);
+    add_chart_command(*app);
     add_guard_command(*app);
     add_package_command(*app);
     add_panels_command(*app);

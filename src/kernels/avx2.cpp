@@ -15,6 +15,7 @@
 #include "carryless_crc.h"
 #include "vector_adjustment.h"
 #include "vector_diffusion.h"
+#include "vector_layout.h"
 #include "vector_measure.h"
 
 namespace [[gnu::visibility("hidden")]] oxel {
@@ -60,6 +61,8 @@ constinit const Form avx2_form = {"AVX2",
                                   power_in_lanes<Avx2>,
                                   adjust_in_lanes<Avx2>,
                                   map_bytes,
+                                  merge_rows_by_four,
+                                  split_row_by_four,
                                   carryless_crc32};
 
 } // namespace oxel

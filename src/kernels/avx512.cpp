@@ -23,6 +23,7 @@
 #include "carryless_crc.h"
 #include "vector_adjustment.h"
 #include "vector_diffusion.h"
+#include "vector_layout.h"
 #include "vector_measure.h"
 
 namespace [[gnu::visibility("hidden")]] oxel {
@@ -135,6 +136,8 @@ constinit const Form avx512_form = {"AVX-512",
                                     power_in_lanes<Avx512>,
                                     adjust_in_lanes<Avx512>,
                                     map_64_bytes,
+                                    merge_rows_by_four,
+                                    split_row_by_four,
                                     carryless_crc32};
 
 } // namespace oxel

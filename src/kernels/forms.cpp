@@ -3,6 +3,7 @@
 #include "portable.h"
 #include "vector_forms.h"
 
+#include <atomic>
 #include <iterator>
 
 namespace [[gnu::visibility("hidden")]] oxel {
@@ -20,7 +21,7 @@ constexpr const Form *forms[] = {
     &portable_form,
 };
 
-const Form *forced = nullptr;
+std::atomic<const Form *> chosen = nullptr; // every thread that finds it null comes to the same
 
 const Form *fastest() {
     const Form *const *form = forms;
@@ -36,12 +37,16 @@ Forms all_forms() {
 }
 
 const Form &chosen_form() {
-    static const Form *const chosen = fastest();
-    return forced ? *forced : *chosen;
+    const Form *form = chosen.load(std::memory_order_relaxed);
+    if (!form) {
+        form = fastest();
+        chosen.store(form, std::memory_order_relaxed);
+    }
+    return *form;
 }
 
 void force_form(const Form *form) {
-    forced = form;
+    chosen.store(form, std::memory_order_relaxed);
 }
 
 } // namespace oxel

@@ -27,7 +27,7 @@ struct Form {
     bool (*runs_here)();
 
     /// Bytes of work memory, zeroed and aligned to a cache line, that `diffuse` wants.
-    std::size_t (*diffusion_memory)(const DiffusionJob &job);
+    std::uint64_t (*diffusion_memory)(const DiffusionJob &job);
     void (*diffuse)(const DiffusionJob &job, void *memory);
 
     /// Writes the first three bytes of each index's colour. All 256 colours may be read.
@@ -45,6 +45,15 @@ struct Form {
     /// Adjusts hue, saturation and lightness.
     void (*adjust)(const PixelRun &run, const Adjustment &adjustment);
     void (*map_bytes)(std::uint8_t *bytes, std::size_t count, const std::uint8_t (&curve)[256]);
+
+    /// Puts `count` pixels of two rows side by side, a pixel of each in turn. One of the rows may
+    /// be the second half of `pairs`.
+    void (*merge_rows)(const std::uint8_t *first, const std::uint8_t *second, std::size_t count,
+                       std::uint8_t *pairs);
+
+    /// The counterpart. `second` may begin where `first` ends.
+    void (*split_row)(const std::uint8_t *pairs, std::size_t count, std::uint8_t *first,
+                      std::uint8_t *second);
 
     /// Goes on with a reflected CRC-32, which is neither inverted before nor after.
     std::uint32_t (*crc32)(std::uint32_t crc, const std::uint8_t *bytes, std::size_t count,

@@ -69,7 +69,7 @@ void add_row(const PixelRows &picture, std::int32_t row, std::int16_t *values) {
 
 /// Adds the share of each slot's error to one neighbour, at its place in the kernel's weights.
 template <const DiffusionKernel &kernel, int row, int column>
-void spread(const std::int16_t (&error)[3], std::int16_t *neighbour) {
+void spread(const int (&error)[3], std::int16_t *neighbour) {
     if constexpr (kernel.weights[row][column] != 0)
         for (int slot = 0; slot < 3; ++slot)
             neighbour[slot] =
@@ -77,8 +77,7 @@ void spread(const std::int16_t (&error)[3], std::int16_t *neighbour) {
 }
 
 template <const DiffusionKernel &kernel, int direction, int row, int... column>
-void spread_row(const std::int16_t (&error)[3], std::int16_t *pixel,
-                std::integer_sequence<int, column...>) {
+void spread_row(const int (&error)[3], std::int16_t *pixel, std::integer_sequence<int, column...>) {
     (spread<kernel, row, column>(error, pixel + 3 * direction * (column - kernel.centre)), ...);
 }
 
@@ -93,10 +92,11 @@ void scan_row(const ErrorRows<kernel> &errors, const QuantisationTables &tables,
         const std::ptrdiff_t x = first + direction * step;
         const QuantisedPixel pixel = quantise_pixel(errors.pixels(0) + 3 * x, rgb_order, tables);
         indices[x] = pixel.index;
-        spread_row<kernel, direction, 0>(pixel.error, errors.pixels(0) + 3 * x, columns);
-        spread_row<kernel, direction, 1>(pixel.error, errors.pixels(1) + 3 * x, columns);
+        const int error[] = {pixel.error[0], pixel.error[1], pixel.error[2]};
+        spread_row<kernel, direction, 0>(error, errors.pixels(0) + 3 * x, columns);
+        spread_row<kernel, direction, 1>(error, errors.pixels(1) + 3 * x, columns);
         if constexpr (kernel.rows > 2)
-            spread_row<kernel, direction, 2>(pixel.error, errors.pixels(2) + 3 * x, columns);
+            spread_row<kernel, direction, 2>(error, errors.pixels(2) + 3 * x, columns);
     }
 }
 
@@ -116,7 +116,7 @@ void diffuse_in_order(const DiffusionJob &job, void *memory) {
         else
             scan_row<kernel, 1, rgb_order>(errors, tables, indices, width);
         errors.advance();
-        job.sink->take(y, 0, indices, width);
+        job.sink->take(*job.sink, y, 0, indices, width);
     }
 }
 
@@ -128,9 +128,9 @@ void diffuse_kernel(const DiffusionJob &job, void *memory) {
         diffuse_in_order<kernel, ORDER_BGR>(job, memory);
 }
 
-std::size_t diffusion_memory(const DiffusionJob &job) {
-    const auto width = static_cast<std::size_t>(job.picture.width);
-    return 3 * ErrorRows<stucki>::length(width) * sizeof(std::int16_t) + width;
+std::uint64_t diffusion_memory(const DiffusionJob &job) {
+    const auto width = static_cast<std::uint64_t>(job.picture.width);
+    return 3 * 3 * (width + 2 * stucki.reach) * sizeof(std::int16_t) + width;
 }
 
 void diffuse(const DiffusionJob &job, void *memory) {
@@ -172,6 +172,37 @@ void power(double *numbers, std::size_t count, double exponent) {
         numbers[i] = my_pow(numbers[i], exponent);
 }
 
+// All but the last pixels are moved as four bytes, as above.
+
+void merge_rows(const std::uint8_t *first, const std::uint8_t *second, std::size_t count,
+                std::uint8_t *pairs) {
+    std::uint8_t pixels[2][4];
+    for (; count > 1; --count, first += 3, second += 3, pairs += 6) {
+        std::memcpy(pixels[0], first, 4);
+        std::memcpy(pixels[1], second, 4);
+        std::memcpy(pairs, pixels[0], 4);
+        std::memcpy(pairs + 3, pixels[1], 4);
+    }
+    if (count > 0) {
+        std::memcpy(pixels[0], first, 3);
+        std::memcpy(pixels[1], second, 3);
+        std::memcpy(pairs, pixels[0], 3);
+        std::memcpy(pairs + 3, pixels[1], 3);
+    }
+}
+
+void split_row(const std::uint8_t *pairs, std::size_t count, std::uint8_t *first,
+               std::uint8_t *second) {
+    for (; count > 1; --count, first += 3, second += 3, pairs += 6) {
+        std::memcpy(first, pairs, 4);
+        std::memcpy(second, pairs + 3, 4);
+    }
+    if (count > 0) {
+        std::memcpy(first, pairs, 3);
+        std::memcpy(second, pairs + 3, 3);
+    }
+}
+
 /// Eight bytes at a time ("slicing by 8", Kounavis and Berry, 2005).
 std::uint32_t crc32(std::uint32_t crc, const std::uint8_t *bytes, std::size_t count,
                     const CrcTables &tables) {
@@ -197,6 +228,8 @@ constinit const Form portable_form = {"portable",
                                       power,
                                       adjust,
                                       map_bytes,
+                                      merge_rows,
+                                      split_row,
                                       crc32};
 
 } // namespace oxel

@@ -30,12 +30,12 @@ class Segments {
   public:
     /// Whether rows are wide enough to be cut up, and not too wide to count the pixels of a
     /// segment in a slot.
-    static bool apply_to(std::int32_t width) {
+    static bool pays_for(std::int32_t width) {
         return width >= 2 * lead * lanes && length_of(width) <= INT16_MAX;
     }
 
-    static std::size_t memory(std::int32_t width) {
-        const auto length = static_cast<std::size_t>(length_of(width));
+    static std::uint64_t memory(std::int32_t width) {
+        const auto length = static_cast<std::uint64_t>(length_of(width));
         return sizeof(Segments) + length * (lanes * (sizeof(std::uint32_t) + 1)) +
                (3 * length + 2 * reach) * sizeof(Step);
     }
@@ -102,7 +102,7 @@ class Segments {
         scan<direction>(entered);
         for (int i = 1; i < lanes; ++i)
             mend<direction>(direction > 0 ? i : lanes - 1 - i, entered);
-        sink.take(row, 0, indices_, width_);
+        sink.take(sink, row, 0, indices_, width_);
         hand_down<direction>();
     }
 

@@ -50,6 +50,8 @@ constinit const Form vector128_form = {"128-bit vectors",
                                        power_in_lanes<Vector128>,
                                        adjust,
                                        map_bytes,
+                                       merge_rows,
+                                       split_row,
                                        crc32};
 
 } // namespace oxel

@@ -9,24 +9,30 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
 
-/// The procedure for one kernel: how much memory it wants, and the procedure itself. Serpentine
-/// rows too short for the lanes of a `Target` go to the form that its narrower() tells.
+/// The procedure for one kernel, and the memory that it wants. Pictures too small for the lanes of
+/// a `Target` go to the form that its narrower() tells.
 template <class Target, const DiffusionKernel &kernel>
 struct Diffusion {
     using Plain = Wavefront<Target, kernel>;
     using Serpentine = Segments<Target, kernel>;
 
-    static std::size_t memory(const DiffusionJob &job) {
-        const std::int32_t width = job.picture.width;
-        return !job.serpentine               ? Plain::memory(width)
-               : Serpentine::apply_to(width) ? Serpentine::memory(width)
-                                             : Target::narrower().diffusion_memory(job);
+    static bool runs_plain(const DiffusionJob &job) {
+        return !job.serpentine && Plain::pays_for(job.picture.height);
+    }
+    static bool runs_serpentine(const DiffusionJob &job) {
+        return job.serpentine && Serpentine::pays_for(job.picture.width);
+    }
+
+    static std::uint64_t memory(const DiffusionJob &job) {
+        return runs_plain(job)        ? Plain::memory(job.picture.width)
+               : runs_serpentine(job) ? Serpentine::memory(job.picture.width)
+                                      : Target::narrower().diffusion_memory(job);
     }
 
     static void run(const DiffusionJob &job, void *memory) {
-        if (!job.serpentine)
+        if (runs_plain(job))
             Plain::diffuse(job, memory);
-        else if (Serpentine::apply_to(job.picture.width))
+        else if (runs_serpentine(job))
             Serpentine::diffuse(job, memory);
         else
             Target::narrower().diffuse(job, memory);
@@ -34,7 +40,7 @@ struct Diffusion {
 };
 
 template <class Target>
-std::size_t diffusion_memory(const DiffusionJob &job) {
+std::uint64_t diffusion_memory(const DiffusionJob &job) {
     switch (job.kernel) {
     case Kernel::floyd_steinberg:
         return Diffusion<Target, floyd_steinberg>::memory(job);

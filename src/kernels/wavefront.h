@@ -24,11 +24,14 @@ namespace {
 template <class Target, const DiffusionKernel &kernel>
 class Wavefront {
   public:
-    static std::size_t memory(std::int32_t width) {
-        return sizeof(Wavefront) + 2 * carry_length(width) * sizeof(std::uint64_t);
+    /// A step costs as much as some pixels one by one, however many rows there are.
+    static bool pays_for(std::int32_t height) { return height > rows / 16; }
+
+    static std::uint64_t memory(std::int32_t width) {
+        return sizeof(Wavefront) + (kernel.rows - 1) * carry_length(width) * sizeof(std::uint64_t);
     }
 
-    /// `memory` is zeroed, and aligned to 64 bytes.
+    /// `memory` is zeroed, and aligned to a cache line.
     static void diffuse(const DiffusionJob &job, void *memory) {
         Wavefront &front = *static_cast<Wavefront *>(memory);
         front.tables_.fill(job);
@@ -45,8 +48,8 @@ class Wavefront {
     static constexpr int run = 128; // steps between staging pixels and handing on indices
     static constexpr int margin = depth + kernel.reach + Target::pixels; // columns
 
-    static std::size_t carry_length(std::int32_t width) {
-        return static_cast<std::size_t>(width) + 2 * margin;
+    static std::uint64_t carry_length(std::int32_t width) {
+        return static_cast<std::uint64_t>(width) + 2 * margin;
     }
 
     /// What the rows of one register have in hand.
@@ -91,8 +94,8 @@ class Wavefront {
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
                 if (piece.count > 0)
-                    job.sink->take(first_row + row, piece.column, &indices_[row][piece.step],
-                                   piece.count);
+                    job.sink->take(*job.sink, first_row + row, piece.column,
+                                   &indices_[row][piece.step], piece.count);
             }
         }
     }

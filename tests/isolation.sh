@@ -1,0 +1,17 @@
+#!/bin/sh
+# Checks that objects compiled for an instruction set define no function that the linker could put
+# in the place of another object's, which would then run on processors without that set.
+set -eu
+checked=0
+for object in "$@"; do
+    case $object in
+    *kernels/avx*)
+        checked=$((checked + 1))
+        if nm --defined-only "$object" | grep ' W '; then
+            echo "$object: shares these functions"
+            exit 1
+        fi
+        ;;
+    esac
+done
+[ "$checked" -gt 0 ] || { echo "no such object among: $*"; exit 1; }
