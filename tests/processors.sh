@@ -6,7 +6,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
-# name | compiler and flags | emulator
+# name | compiler and flags | emulator, if any
 targets='
 x86_64-O0           | g++ -O0
 x86_64-O2           | g++ -O2
@@ -29,20 +29,22 @@ armhf-clang         | clang++ --target=arm-linux-gnueabihf -mfpu=neon -O2 | qemu
 s390x               | s390x-linux-gnu-g++ -O2 | qemu-s390x
 s390x-O3            | s390x-linux-gnu-g++ -O3 -march=z13 | qemu-s390x
 s390x-clang         | clang++ --target=s390x-linux-gnu -O2 | qemu-s390x
+x86_64-threads      | clang++ -O1 -g -fsanitize=thread
 '
 mapfile -t sources < <(find "$PWD"/src "$PWD"/tests/{digest,support}.cpp -name '*.cpp')
 
 run() { # NAME COMPILER EMULATOR
-    local folder=build/processors/$1
+    local folder=build/processors/$1 static=-static threads=0
+    [[ $2 != *=thread* ]] || { static='' && threads=4; } # what ThreadSanitizer needs
     mkdir -p "$folder"
     # shellcheck disable=SC2086 # words
     (cd "$folder" && $2 -std=c++20 -I"$OLDPWD"/include -I"$OLDPWD"/src \
         -DOXEL_TESTS_DIR='""' -c "${sources[@]}")
     # A program linked for unsafe maths would take subnormal numbers for 0.
     # shellcheck disable=SC2086
-    $2 -fno-unsafe-math-optimizations -static -pthread "$folder"/*.o -o "$folder/digest"
+    $2 -fno-unsafe-math-optimizations $static -pthread "$folder"/*.o -o "$folder/digest"
     # shellcheck disable=SC2086
-    $3 "$folder/digest" tests/digest.txt | sed "s/^/$1, /"
+    $3 "$folder/digest" tests/digest.txt $threads | sed "s/^/$1, /"
 }
 
 wanted=" $* "
