@@ -1,9 +1,6 @@
 #include "support.h"
 
 #include "Oxel_Morvel6_render.h"
-#include "kernels/forms.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
@@ -110,17 +107,6 @@ Tables nearest_tables(Random &random, int colours) {
         tables.quantisation[cell] = nearest;
     }
     return tables;
-}
-
-void for_each_form(const std::function<void()> &test) {
-    for (const oxel::Form *form : oxel::all_forms()) {
-        if (!form->runs_here() || testing::Test::HasFailure())
-            continue;
-        SCOPED_TRACE(form->name);
-        oxel::force_form(form);
-        test();
-    }
-    oxel::force_form(nullptr);
 }
 
 void adopt(const Bytes &package) {
