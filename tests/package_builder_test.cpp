@@ -11,6 +11,8 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <set>
+#include <tuple>
 
 using namespace oxel::tools;
 
@@ -147,6 +149,85 @@ TEST(GamutMapping, KeepsWhatCanBeShownAndClipsToTheNearest) {
     }
 }
 
+/// What an intent makes of a sample of all colours, on average, in OKLab.
+struct Averages {
+    double chroma = 0, lightness_change = 0, distance = 0, turn = 0; // of the hue, in radians
+};
+
+Averages averages_of(const std::vector<Vector3> &cells) {
+    Averages sums;
+    double samples = 0, coloured = 0;
+    for (std::size_t cell = 0; cell < package_cells; cell += 37, ++samples) {
+        const auto step = [&](int shift) { return double(cell >> shift & 63) * 255 / 63; };
+        const Vector3 light = light_from_srgb({step(12), step(6), step(0)});
+        const Vector3 source = oklab_from_light(light), mapped = oklab_from_light(cells[cell]);
+        const double chroma = std::hypot(mapped[1], mapped[2]);
+        sums.chroma += chroma;
+        sums.lightness_change += std::abs(mapped[0] - source[0]);
+        sums.distance += distance(cells[cell], light);
+        if (std::hypot(source[1], source[2]) < 0.08 || chroma < 0.03)
+            continue;
+        ++coloured;
+        sums.turn += std::abs(
+            std::remainder(std::atan2(mapped[2], mapped[1]) - std::atan2(source[2], source[1]),
+                           2 * std::acos(-1.0)));
+    }
+    return {sums.chroma / samples, sums.lightness_change / samples, sums.distance / samples,
+            sums.turn / coloured};
+}
+
+TEST(GamutMapping, EachIntentKeepsWhatItIsFor) {
+    for (const Palette &palette :
+         {brighter, degenerate[4].palette, Palette{{20, 20, 20}, {230, 230, 230}}}) {
+        const Characterisation panel(palette);
+        std::vector<Averages> intents;
+        for (const Intent intent : {Intent::perceptual, Intent::vivid, Intent::absolute}) {
+            const std::vector<Vector3> cells = GamutMapping(panel, intent).map_cells();
+            double lightness = 0;
+            for (std::size_t step = 0; step < cell_steps; ++step) {
+                const std::size_t grey = (step * cell_steps + step) * cell_steps + step;
+                const double next = oklab_from_light(cells[grey])[0];
+                EXPECT_GE(next, lightness - 1e-9) << "a lighter grey is darker, " << step;
+                lightness = next;
+            }
+            for (std::size_t cell = 0; cell < package_cells; cell += 997)
+                EXPECT_LT(squared_distance(panel.nearest(cells[cell]).of(panel.corner_lights()),
+                                           cells[cell]),
+                          1e-10);
+            intents.push_back(averages_of(cells));
+        }
+        const auto &[perceptual, vivid, absolute] = std::tie(intents[0], intents[1], intents[2]);
+        EXPECT_LT(absolute.distance, 0.95 * perceptual.distance);
+        EXPECT_LT(absolute.lightness_change, 0.5 * perceptual.lightness_change);
+        if (panel.dimension() == 3) {
+            EXPECT_GT(vivid.chroma, 1.05 * perceptual.chroma);
+            EXPECT_GT(vivid.lightness_change, 1.05 * perceptual.lightness_change);
+            EXPECT_GT(absolute.turn, 1.5 * perceptual.turn) << "hues stay";
+        }
+    }
+}
+
+TEST(Quantisation, UsesEachCornerOfTheGamut) {
+    Palette seven = brighter, sixteen = random_palette(16);
+    seven.push_back({214, 110, 40});
+    const Palette two{{20, 20, 20}, {230, 230, 230}},
+        four{{9, 9, 9}, {240, 240, 240}, {200, 30, 30}, {30, 60, 180}};
+    std::vector<Palette> palettes{two, four, seven, sixteen};
+    for (const auto &[palette, dimension] : degenerate)
+        palettes.push_back(palette);
+    for (const Palette &palette : palettes) {
+        const Characterisation panel(palette);
+        std::vector<int> uses(palette.size());
+        for (const std::uint8_t index : quantisation_table(panel)) {
+            ASSERT_LT(index, palette.size());
+            ++uses[index];
+        }
+        for (std::size_t corner = 0; corner < panel.corner_lights().size(); ++corner)
+            EXPECT_GT(uses[panel.corner_index(corner)], 0)
+                << palette.size() << " colours, " << panel.corner_index(corner);
+    }
+}
+
 TEST(Quantisation, GivesEachPaletteColourToItself) {
     for (const Palette &palette : {six, brighter}) {
         const std::vector<std::uint8_t> table = quantisation_table(Characterisation(palette));
@@ -218,6 +299,23 @@ TEST(PackageBuilder, MakesPackagesThatRenderBlackAndWhiteInPureInk) {
             for (std::size_t i = 0; i < image.size(); ++i)
                 ASSERT_EQ(image[i], palette[ink][i % 3]) << palette.size() << " colours, " << input;
         }
+        std::vector<std::uint8_t> codes; // of a picture that has all colours
+        for (const RgbBytes &rgb : random_palette(96 * 96))
+            codes.insert(codes.end(), rgb.begin(), rgb.end());
+        for (std::size_t i = 0; i < codes.size() / 2; ++i) // the extremes in one half
+            codes[i] = codes[i] < 128 ? 0 : 255;
+        EXPECT_EQ(Oxel_Morvel6_render(codes.data(), ORDER_RGB, codes.data(), ORDER_RGB, 96, 96,
+                                      DITHER_JJN, OUTPUT_TCON_CODE),
+                  OXEL_SUCCESS);
+        const std::set<std::uint8_t> shown(codes.begin(), codes.end());
+        std::set<std::uint8_t> known;
+        for (const PanelColour &colour : panel_colours(palette))
+            known.insert(colour.tcon);
+        EXPECT_TRUE(std::includes(known.begin(), known.end(), shown.begin(), shown.end()));
+        for (std::size_t corner = 0; palette.size() <= 6 && corner < panel.corner_lights().size();
+             ++corner)
+            EXPECT_TRUE(shown.count(std::uint8_t(200 - panel.corner_index(corner))))
+                << palette.size() << " colours, " << panel.corner_index(corner);
     }
 }
 
