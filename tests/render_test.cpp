@@ -1,5 +1,6 @@
 #include "Oxel_Morvel6_render.h"
 
+#include "counted_heap.h"
 #include "library_state.h"
 #include "power_guard.h"
 #include "reference.h"

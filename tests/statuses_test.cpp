@@ -1,4 +1,5 @@
 #include "Oxel_Morvel6_render.h"
+#include "counted_heap.h"
 #include "library_state.h"
 #include "support.h"
 
