@@ -169,7 +169,7 @@ TEST(Statuses, ComeInTheirOrderInAllCombinations) {
         SCOPED_TRACE(adopted.name);
         Random random(51);
         const bool beyond_nominal = adopted.colours == 8 || !adopted.nominal_usable;
-        Bytes package = random_tables(random, beyond_nominal ? 8 : 6).package();
+        Bytes package = random_tables(random, beyond_nominal ? 7 : 6).package();
         package[10] = static_cast<std::uint8_t>(adopted.colours);
         if (!adopted.usable)
             package[27] = 1; // the quantisation table's offset
