@@ -1,18 +1,21 @@
 """Tests of the oxel command against the Python package and against itself."""
 
+import functools
 import itertools
 import json
 import os
 import pathlib
 import signal
+import struct
 import subprocess
 import tempfile
 import time
 import unittest
+import zlib
 
 import numpy as np
 import oxel
-from PIL import Image
+from PIL import Image, ImageOps
 
 COMMAND = os.environ["OXEL_COMMAND"]
 DITHERS = [k + s for k, s in itertools.product(("floyd", "jjn", "stucki"), ("", "-serpentine"))]
@@ -20,6 +23,24 @@ INKS = [(20, 20, 20), (230, 230, 230), (200, 30, 30), (30, 60, 180)]
 PANEL = oxel.Panel.from_json({"name": "four", "colours": [
     {"name": str(i), "rgb": rgb, "tcon": 3 - i} for i, rgb in enumerate(INKS)]})
 PHOTO = np.random.default_rng(3).integers(0, 256, (16, 24, 3), np.uint8)
+NOMINAL = [(0, 0, 0), (255, 255, 255), (255, 255, 0), (255, 0, 0), (0, 255, 0), (0, 0, 255)]
+
+
+@functools.cache
+def poster_package():
+    """The nominal colours at codes 10, 11, ...; each cell takes the nearest, without any error."""
+    middles = np.stack(np.meshgrid(*[np.arange(64) * 4 + 2] * 3, indexing="ij"), -1).reshape(-1, 1, 3)
+    nearest = ((middles - np.array(NOMINAL)) ** 2).sum(-1).argmin(-1).astype(np.uint8)
+    palette = np.array(NOMINAL, np.uint8)
+    tables = [palette.tobytes(), bytes(range(10, 16)), palette[nearest].tobytes(), nearest.tobytes()]
+    offsets = 28 + np.cumsum([0, *map(len, tables)])
+    body = struct.pack("<6xIHIIII", offsets[4] + 4, 6, *offsets[:4]) + b"".join(tables)
+    return body + struct.pack("<I", zlib.crc32(body))
+
+
+def blocks(rows):
+    """A picture of 8 x 8 pixels for each colour's index."""
+    return np.array(NOMINAL, np.uint8)[np.kron(rows, np.ones((8, 8), int))]
 
 
 class Command(unittest.TestCase):
@@ -77,37 +98,17 @@ class Command(unittest.TestCase):
             self.frame(f"--dither {dither} --guard {shifted} --preview preview.png")
             self.assertEqual(set(np.asarray(Image.open("preview.png")).reshape(-1)), {20})
 
-    def test_pictures_are_turned_adjusted_and_framed(self):
+    def test_pictures_are_adjusted_and_cut_where_attention_falls(self):
         panel_render = lambda image: PANEL.render(image, "floyd")[..., 0].reshape(-1)
         adjusted = oxel.adjust(PHOTO, 40, 10, -5, 20, 1.5)
         np.testing.assert_array_equal(self.frame("--hue 40 --saturation 10 --brightness -5 "
                                                  "--contrast 20 --gamma 1.5"), panel_render(adjusted))
-        turned = np.rot90(PHOTO, -1)
-        for path, options, expected in (("photo.png", "--rotate 90 --size 16x24", turned),
-                                        ("6.png", "--size 16x24", turned),
-                                        ("6.png", "--rotate 0", PHOTO)):
-            exif = Image.Exif()
-            exif[0x112] = 6
-            Image.fromarray(PHOTO).save("6.png", exif=exif)
-            self.oxel("render", path, "-o frame --panel panel.lut", options)
-            np.testing.assert_array_equal(np.fromfile("frame", np.uint8), panel_render(expected))
-        Image.new("RGBA", (24, 2), (0, 0, 0, 0)).save("photo.png")
-        self.assertEqual(set(self.frame("--background black --fit contain --size 24x16")), {3})
         spot = np.full((16, 96, 3), 230, np.uint8)
         spot[4:12, 84:92] = (200, 30, 30)
         Image.fromarray(spot).save("photo.png")
         reds = [np.count_nonzero(self.frame(f"--size 24x16 --fit {fit}") == 1)
                 for fit in ("cover", "attention")]
         self.assertGreater(reds[1], 2 * reds[0])
-
-    def test_a_sheet_holds_the_renderings_at_true_pixels(self):
-        self.oxel("compare photo.png --panel panel.lut -o sheet.png")
-        sheet = np.asarray(Image.open("sheet.png"))
-        windows = np.lib.stride_tricks.sliding_window_view(sheet, (16, 24, 3)).reshape(-1, 16 * 24 * 3)
-        for dither in DITHERS:
-            self.frame(f"--dither {dither} --preview preview.png")
-            preview = np.asarray(Image.open("preview.png")).reshape(-1)
-            self.assertTrue((windows == preview).all(axis=1).any(), dither)
 
     def test_batches(self):
         for place in ("a.png", "b.png", "deep/a.png", "deep/a.jpg", "..png", "deep/.hidden.png"):
@@ -170,6 +171,188 @@ class Command(unittest.TestCase):
             file.write_text(text)
             self.assertIn(message, self.oxel("render photo.png -o frame --panel panel.lut --config",
                                              "o.toml", code=2, **environment))
+
+    def poster(self, path, options):
+        """The nominal colours to which a picture's places are nearest."""
+        pathlib.Path("poster.lut").write_bytes(poster_package())
+        self.oxel("render", path, "--panel poster.lut -o frame --preview poster.png", options)
+        return np.asarray(Image.open("poster.png"))
+
+    def test_framing_agrees_with_another_program(self):
+        image = Image.fromarray(blocks([[0, 1, 2, 3, 4], [5, 4, 3, 2, 1], [2, 0, 5, 1, 3]]))
+        image.save("blocks.png")
+        nearest, red = Image.Resampling.NEAREST, (255, 0, 0)
+        turned = {angle: image.rotate(-angle, expand=True) for angle in (90, 180, 270)}
+        cases = [(f"--rotate {angle} --size {t.width}x{t.height}", t) for angle, t in turned.items()]
+        for width, height in ((40, 24), (80, 48), (120, 24), (40, 96), (24, 40), (31, 57), (30, 18)):
+            size = f"--size {width}x{height}"
+            fit = lambda picture: ImageOps.fit(picture, (width, height), nearest)
+            cases += [
+                (f"{size} --fit stretch", image.resize((width, height), nearest)),
+                (f"{size} --fit contain --background ff0000",
+                 ImageOps.pad(image, (width, height), nearest, red)),
+                (f"{size} --fit contain --rotate 90 --background #00FF00",
+                 ImageOps.pad(turned[90], (width, height), nearest, (0, 255, 0))),
+                (size, fit(image)), (f"{size} --rotate 270", fit(turned[270]))]
+        for options, expected in cases:
+            shown, expected = self.poster("blocks.png", options), np.asarray(expected)
+            self.assertEqual(shown.shape, expected.shape, options)
+            # Where two blocks meet, or are off by a rounding, either colour may stand.
+            windows = np.lib.stride_tricks.sliding_window_view(expected, (5, 5), (0, 1))
+            inside = (windows == expected[2:-2, 2:-2, :, None, None]).all((2, 3, 4))
+            self.assertGreater(inside.mean(), 0.02, options)
+            differs = (shown != expected).any(2)[2:-2, 2:-2] & inside
+            self.assertFalse(differs.any(), f"{options}: {np.argwhere(differs)[:4]}")
+
+    def test_every_orientation_is_applied_or_replaced(self):
+        stored = Image.fromarray(blocks([[0, 1, 2], [3, 4, 5]]))
+        for orientation in range(1, 9):
+            exif = Image.Exif()
+            exif[0x112] = orientation
+            stored.save("o.png", exif=exif)
+            oriented = np.asarray(ImageOps.exif_transpose(Image.open("o.png")))
+            np.testing.assert_array_equal(self.poster("o.png", ""), oriented, str(orientation))
+            for angle in (0, 90, 180, 270) if orientation % 3 == 2 else ():
+                np.testing.assert_array_equal(self.poster("o.png", f"--rotate {angle}"),
+                                              np.rot90(stored, -angle // 90), f"{orientation} {angle}")
+
+    def test_transparent_parts_show_the_background(self):
+        clear = np.dstack([blocks([[3, 4], [5, 0]]), np.kron([[255, 0], [0, 255]], np.full((8, 8), 1))])
+        Image.fromarray(clear.astype(np.uint8), "RGBA").save("clear.png")
+        for name, index in (("", 1), ("white", 1), ("black", 0), ("ffff00", 2), ("#0000ff", 5)):
+            shown = self.poster("clear.png", name and f"--background {name}")
+            np.testing.assert_array_equal(shown, blocks([[3, index], [index, 0]]), name)
+        for wrong in ("red", "ff00", "#ff00001", "gg0000", "-10000"):
+            self.assertIn("--background", self.oxel(
+                "render clear.png -o f --panel panel.lut --background=" + wrong, code=2))
+
+    def test_a_sheet_has_its_tiles_in_two_rows_of_four(self):
+        Image.fromarray(PHOTO.repeat(5, 0).repeat(6, 1)).save("photo.png")
+        self.oxel("compare photo.png --panel panel.lut -o sheet.png")
+        sheet = np.asarray(Image.open("sheet.png"))
+        height, width = 16 * 5, 24 * 6
+        label = (sheet.shape[0] - 2 * height) // 2  # of the two rows, with the gap between
+        self.assertEqual(sheet.shape[2], 3)
+        self.assertLess(sheet.shape[1], 4.5 * width)
+        self.assertTrue(16 < label < 48, sheet.shape)
+        tops, lefts = [], []
+        for dither in DITHERS:
+            self.frame(f"--dither {dither} --preview preview.png")
+            preview = np.asarray(Image.open("preview.png"))
+            first = preview[0].reshape(-1)
+            rows = np.lib.stride_tricks.sliding_window_view(sheet.reshape(len(sheet), -1), len(first), 1)
+            places = np.argwhere((rows[:, ::3] == first).all(-1))
+            top, left = next((y, x) for y, x in places
+                             if (sheet[y:y + height, x:x + width] == preview).all())
+            self.assertLess(sheet[top - label // 2:top, left:left + width].min(), 90, "no name")
+            tops.append(top)
+            lefts.append(left)
+        self.assertEqual(tops[0::2], [tops[0]] * 3)  # plain order above serpentine order
+        self.assertEqual(tops[1::2], [tops[1]] * 3)
+        self.assertEqual(lefts[0::2], lefts[1::2])
+        self.assertEqual(np.diff(lefts[0::2]).tolist(), [lefts[2] - lefts[0]] * 2)
+        original = np.s_[tops[0]:tops[0] + height, lefts[0] - (lefts[2] - lefts[0]):][:2]
+        np.testing.assert_array_equal(sheet[original][:, :width], np.asarray(Image.open("photo.png")))
+
+    def test_charts_show_each_colour_in_the_driving_layout(self):
+        pathlib.Path("p.json").write_text(json.dumps({
+            "name": "charted", "width": 6, "height": 4, "tft_layout": 1, "colours": [
+                {"name": "<k & co>", "rgb": [10, 20, 30], "tcon": 200},
+                {"name": "paper", "rgb": [240, 241, 242], "tcon": 7}]}))
+        out = self.oxel("chart patches --panel p.json -o charts --size 8x2")
+        self.assertEqual(len(out.splitlines()), 4)
+        for i, (rgb, code) in enumerate((((10, 20, 30), 200), ((240, 241, 242), 7))):
+            patch = np.asarray(Image.open(f"charts/colour-0{i}.png"))
+            self.assertEqual(patch.shape, (2, 8, 3))
+            self.assertEqual({tuple(pixel) for pixel in patch.reshape(-1, 3)}, {rgb})
+            self.assertEqual(pathlib.Path(f"charts/colour-0{i}.bin").read_bytes(), bytes([code]) * 16)
+        self.oxel("package build p.json -o p.lut --report p.html")
+        self.oxel("chart gradients --panel p.lut -o charts --size 90x36 --dither jjn")
+        gradients = np.asarray(Image.open("charts/gradients.png")).astype(int)
+        grey = gradients[0]
+        np.testing.assert_array_equal(grey, np.floor((np.arange(90) + .5) / 90 * 255 + .5)[:, None]
+                                      .repeat(3, 1))
+        for band, full in zip(range(1, 7), ((3,), (2,), (4,), (2, 4), (5,), (3, 5))):
+            strip = gradients[4 * band + 1]
+            self.assertLess(strip[0].max(), 4)
+            self.assertGreater(strip[-1].min(), 251)
+            self.assertTrue((np.diff(strip, axis=0) >= 0).all(), f"band {band} is not a ramp")
+            self.assertGreater(np.ptp(strip[45]), 245)
+        self.oxel("render charts/gradients.png --panel p.lut -o f --size 90x36 --dither jjn")
+        self.assertEqual(pathlib.Path("f").read_bytes(), pathlib.Path("charts/gradients.bin").read_bytes())
+        self.oxel("view charts/gradients.bin --panel p.lut --size 90x36 -o v.png")
+        np.testing.assert_array_equal(Image.open("v.png"), Image.open("charts/gradients-preview.png"))
+        page = pathlib.Path("p.html").read_text()
+        for text in ("charted", "&lt;k &amp; co&gt;", "paper", "<td>200<", "<td>7<", *DITHERS):
+            self.assertIn(text, page)
+        self.assertNotIn("<k & co>", page)
+
+    def test_lab_and_rgb_describe_the_same_colour(self):
+        to_d50 = np.array([[0.4360747, 0.3850649, 0.1430804], [0.2225045, 0.7168786, 0.0606169],
+                           [0.0139322, 0.0971045, 0.7141733]])  # linear sRGB to XYZ
+        rgb = np.array([(0, 0, 0), (255, 255, 255), (9, 200, 90)])
+        channels = rgb / 255
+        light = np.where(channels <= 0.04045, channels / 12.92, ((channels + 0.055) / 1.055) ** 2.4)
+        ratio = light @ to_d50.T / to_d50.sum(1)
+        f = np.where(ratio > (6 / 29) ** 3, np.cbrt(ratio), ratio * (29 / 6) ** 2 / 3 + 4 / 29)
+        lab = np.stack([116 * f[:, 1] - 16, 500 * (f[:, 0] - f[:, 1]), 200 * (f[:, 1] - f[:, 2])], 1)
+        describe = lambda key, colours: oxel.Panel.from_json({"name": "p", "colours": [
+            {"name": str(i), key: list(c), "tcon": i} for i, c in enumerate(colours)]}).package
+        measured = describe("lab", np.clip(lab, [0, -128, -128], [100, 128, 128]).tolist())
+        self.assertEqual(measured, describe("rgb", rgb.tolist()))
+
+    def test_json_lines_tell_everything_and_exit_codes_are_right(self):
+        tell = lambda *arguments, **more: [json.loads(line) for line in self.oxel(
+            *arguments, "--panel poster.lut --json", **more).splitlines()]
+        pathlib.Path("poster.lut").write_bytes(poster_package())
+        done = {"photo": "photo.png", "status": "done", "frame": "f", "width": 48, "height": 8,
+                "bytes": 48 * 8 // 2}
+        self.assertEqual(tell("render photo.png -o f --layout 2 --frame packed4 --output index"), [done])
+        done |= {"preview": "p.png", "nominal": "n.png", "width": 24, "height": 16, "bytes": 24 * 16 * 3,
+                 "guard": {"threshold": 1e300, "verdict": "passed"}}
+        self.assertEqual(tell("render photo.png -o f --frame rgb --guard 1e300 --preview p.png",
+                              "--nominal n.png"), [done])
+        blanked = tell("render photo.png -o f --guard 0")[0]["guard"]
+        self.assertEqual(blanked, {"threshold": 0, "verdict": "blanked"})
+        self.assertEqual(set(np.fromfile("f", np.uint8)), {10})
+        os.mkdir("photos")
+        os.link("photo.png", "photos/1.png")
+        pathlib.Path("photos/2.png").write_text("none")
+        batch = subprocess.run([COMMAND, *"render photos -o o --panel poster.lut --json".split()],
+                               capture_output=True, env={**os.environ, "HOME": "/none"})
+        self.assertEqual(batch.returncode, 1)
+        lines = sorted(map(json.loads, batch.stdout.splitlines()), key=lambda line: line["photo"])
+        self.assertEqual(lines[0], {"photo": "photos/1.png", "status": "done", "frame": "o/1.png.bin",
+                                    "width": 24, "height": 16, "bytes": 24 * 16})
+        self.assertEqual((lines[1]["photo"], lines[1]["status"]), ("photos/2.png", "failed"))
+        self.assertEqual(set(lines[1]), {"photo", "status", "reason"})
+        os.remove("photos/2.png")
+        self.assertEqual(tell("render photos -o o --resume"), [
+            {"photo": "photos/1.png", "status": "skipped", "frame": "o/1.png.bin"}])
+        for arguments, code in (
+                ("render photo.png -o f --panel no.json", 1), ("render no.png -o f --panel panel.lut", 1),
+                ("render photo.png -o f --panel panel.lut --hue x", 2), ("package info no.lut", 1),
+                ("view no.bin --panel panel.lut --size 2x2 -o v.png", 1), ("chart --panel panel.lut", 2),
+                ("render photo.png -o f --panel panel.lut --guard 1 --dither 9", 2), ("guard", 2),
+                ("compare photo.png --panel panel.lut", 2), ("panels more", 2)):
+            self.assertTrue(self.oxel(arguments, code=code), arguments)
+
+    def test_the_nearer_default_wins_for_each_option_by_itself(self):
+        pathlib.Path(".config").mkdir()
+        pathlib.Path(".config/oxel.toml").write_text(
+            '[render]\npanel = "poster.lut"\nsize = "5x7"\nrotate = 90\n[compare]\nsize = "9x9"\n')
+        pathlib.Path("named.toml").write_text('[render]\npanel = "poster.lut"\nsize = "3x4"\n')
+        pathlib.Path("poster.lut").write_bytes(poster_package())
+        sizes = lambda arguments, **environment: self.oxel(
+            "render photo.png -o f", arguments, HOME=os.getcwd(), XDG_CONFIG_HOME="", **environment)
+        for expected, arguments, environment in (
+                ("5x7", "", {}), ("3x4", "", {"OXEL_CONFIG": "named.toml"}),
+                ("3x4", "--config named.toml", {"OXEL_CONFIG": "none.toml"}),
+                ("6x2", "", {"OXEL_SIZE": "6x2"}), ("6x2", "--config named.toml", {"OXEL_SIZE": "6x2"}),
+                ("8x1", "--size 8x1 --config named.toml", {"OXEL_SIZE": "6x2"})):
+            self.assertEqual(sizes(arguments, **environment).splitlines()[0].split()[:2],
+                             ["f:", expected + ","], (arguments, environment))
+        self.oxel("render photo.png -o f", HOME=os.getcwd(), OXEL_PANEL="none.lut", code=1)
 
     def test_bash_completes_choices_and_commands(self):
         ask = ("source $COMPLETION; COMP_WORDS=({}); COMP_CWORD={}; _oxel; echo ${{COMPREPLY[@]}}")

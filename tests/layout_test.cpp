@@ -40,7 +40,7 @@ void expect_layout(Random &random, int width, int height, int mode) {
     const std::size_t rest = random() % 100; // bytes behind the image, which are not its own
     const Bytes image = random_bytes(random, at(height, width, 0) + rest);
     Bytes expected = image;
-    const auto [columns, rows] = size_of(width, height, mode);
+    const std::pair size = size_of(width, height, mode);
     for (int row = 0; row < height; ++row)
         for (int column = 0; column < width; ++column) {
             Place place{column, row};
@@ -53,13 +53,13 @@ void expect_layout(Random &random, int width, int height, int mode) {
                                      : mode >= TFT_HSD_ODD_EVEN && column == width / 2 * 2;
             if (!dropped)
                 std::copy_n(&image[at(row, width, column)], 3,
-                            &expected[at(place.row, columns, place.column)]);
+                            &expected[at(place.row, size.first, place.column)]);
         }
     for_each_form([&] {
         const GuardedBytes data(image);
         int w = width, h = height;
         ASSERT_EQ(Oxel_TFT_format_transfer(data.get(), &w, &h, mode), OXEL_SUCCESS);
-        ASSERT_EQ(std::pair(w, h), std::pair(columns, rows));
+        ASSERT_EQ(std::pair(w, h), size);
         ASSERT_EQ(data.bytes(), expected)
             << width << " x " << height << ", mode " << mode << ", " << rest << " bytes behind";
     });

@@ -111,21 +111,6 @@ TEST(TftTransfer, WorkedLayouts) {
     EXPECT_EQ(std::pair(width, height), std::pair(0, 6));
 }
 
-TEST(TftTransfer, MergesAndSplitsUndoEachOther) {
-    Random random(1);
-    for (const auto &[first, second] : {std::pair{1, 4}, {2, 5}, {4, 1}, {5, 2}, {3, 3}})
-        for (int i = 0; i < 40; ++i) {
-            int width = 2 * random_below(random, 30), height = 2 * random_below(random, 8);
-            const std::pair size(width, height);
-            const Bytes image = random_bytes(random, 3U * static_cast<unsigned>(width * height));
-            const GuardedBytes data(image);
-            ASSERT_EQ(Oxel_TFT_format_transfer(data.get(), &width, &height, first), 0);
-            ASSERT_EQ(Oxel_TFT_format_transfer(data.get(), &width, &height, second), 0);
-            ASSERT_EQ(data.bytes(), image) << "modes " << first << ", " << second;
-            ASSERT_EQ(std::pair(width, height), size);
-        }
-}
-
 TEST(TftTransfer, Statuses) {
     std::uint8_t data[] = {1, 2, 3};
     for (const auto &row : worked("layout_statuses")) {

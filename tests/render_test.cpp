@@ -1,7 +1,6 @@
 #include "Oxel_Morvel6_render.h"
 
 #include "counted_heap.h"
-#include "library_state.h"
 #include "power_guard.h"
 #include "reference.h"
 
@@ -11,7 +10,6 @@
 #include <cmath>
 #include <functional>
 #include <limits>
-#include <utility>
 
 namespace {
 
@@ -126,61 +124,23 @@ TEST(PowerGuard, WorkedMeasures) {
 struct Call {
     std::int32_t status;
     bool writes_verdict;
-    std::uint32_t rgb_order = 0, output_order = 0, mode = 0;
-    int type = OUTPUT_TCON_CODE, width = 2, height = 2;
-    std::string nulls = "-";
+    int type = OUTPUT_TCON_CODE, width = 2;
 };
 
 // The plain and the guarded render return the status and write only on success.
 void expect_status(const Call &c) {
     const Bytes before(12, 0xEE);
-    const GuardedBytes input(before), output(before);
-    const auto *in = c.nulls.find('i') == std::string::npos ? input.get() : nullptr;
-    auto *out = c.nulls.find('o') == std::string::npos ? output.get() : nullptr;
+    const GuardedBytes image(before);
     std::int32_t verdict = no_verdict;
     const auto guarded = [&](std::int32_t *result) {
-        return Oxel_Morvel6_render_with_powerGuard(in, c.rgb_order, out, c.output_order, c.width,
-                                                   c.height, c.mode, c.type, infinity, result);
+        return Oxel_Morvel6_render_with_powerGuard(image.get(), 0, image.get(), 0, c.width, 2, 0,
+                                                   c.type, infinity, result);
     };
-    EXPECT_EQ(Oxel_Morvel6_render(in, c.rgb_order, out, c.output_order, c.width, c.height, c.mode,
-                                  c.type),
-              c.status);
+    EXPECT_EQ(Oxel_Morvel6_render(image.get(), 0, image.get(), 0, c.width, 2, 0, c.type), c.status);
     EXPECT_EQ(guarded(&verdict), c.status);
     EXPECT_EQ(guarded(nullptr), c.status);
     EXPECT_EQ(verdict, c.writes_verdict ? std::int32_t{GUARD_PASSED} : no_verdict);
-    EXPECT_TRUE(c.status == OXEL_SUCCESS || output.bytes() == before);
-}
-
-TEST(Render, Statuses) {
-    Random random(11);
-    adopt(random_tables(random, 6).package());
-    for (const auto &row : worked("statuses")) {
-        SCOPED_TRACE(testing::PrintToString(row));
-        const auto number = [&](std::size_t i) { return std::stoi(row[i]); };
-        const auto selector = [&](std::size_t i) { return static_cast<std::uint32_t>(number(i)); };
-        expect_status({number(0), row[1] == "yes", selector(2), selector(3), selector(4), number(5),
-                       number(6), number(7), row[8]});
-    }
-    const auto initialised = std::exchange(oxel::isInital, std::uint8_t{0});
-    expect_status({.status = 6, .writes_verdict = false, .rgb_order = 9, .mode = 9, .type = 9});
-    EXPECT_EQ(Oxel_Morvel6_render_All(nullptr, 9, nullptr, nullptr, nullptr, nullptr, 1, 1, 9), 6);
-    oxel::isInital = initialised;
-
-    adopt(random_tables(random, 8).package());
-    expect_status({.status = 14, .writes_verdict = true, .type = OUTPUT_NOMINAL_RGB});
-    expect_status({.status = 14, .writes_verdict = true, .type = OUTPUT_NOMINAL_RGB, .width = 0});
-    std::uint8_t pixel[3] = {1, 2, 3};
-    EXPECT_EQ(Oxel_Morvel6_render_All(pixel, 0, pixel, nullptr, nullptr, nullptr, 1, 1, 0), 15);
-    EXPECT_EQ(Oxel_Morvel6_render_All(pixel, 0, pixel, pixel, pixel, nullptr, 1, 1, 6), 13);
-    EXPECT_EQ(Oxel_Morvel6_render_All(pixel, 2, pixel, pixel, pixel, nullptr, 1, 1, 0), 13);
-    EXPECT_EQ(Oxel_Morvel6_render_All(nullptr, 0, nullptr, nullptr, nullptr, nullptr, 0, 1, 0), 0);
-    EXPECT_EQ(Bytes(pixel, pixel + 3), Bytes({1, 2, 3}));
-
-    std::int32_t verdict = no_verdict; // an image of no width has no measure
-    EXPECT_EQ(
-        Oxel_Morvel6_render_with_powerGuard(nullptr, 0, nullptr, 0, 0, 4, 0, 1, infinity, &verdict),
-        0);
-    EXPECT_EQ(verdict, GUARD_BLANKED);
+    EXPECT_TRUE(c.status == OXEL_SUCCESS || image.bytes() == before);
 }
 
 TEST(Package, ChecksLengthThenTrailerThenLengthField) {
