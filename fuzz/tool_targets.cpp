@@ -39,8 +39,8 @@ void fuzz_picture(std::string_view bytes) {
         std::abort();
     const std::string name = "/proc/self/fd/" + std::to_string(file);
     expect_success_or_failure(name, [&] {
-        picture_size(name, {});
-        load_picture(name, {24, 16}, {});
+        if (picture_size(name, {}).pixels() <= 1 << 20) // larger ones take time and memory
+            load_picture(name, {24, 16}, {});
     });
     close(file);
 }

@@ -8,6 +8,7 @@
 #include "vips_session.h"
 
 #include <algorithm>
+#include <cmath>
 #include <filesystem>
 #include <iostream>
 
@@ -169,7 +170,7 @@ Bytes draw_gradients(ImageSize size) {
         for (std::int32_t x = 0; x < size.width; ++x) {
             const int band = int(std::int64_t{y} * bands / size.height);
             for (const double channel : band_colour(band, (x + 0.5) / size.width))
-                picture.push_back(static_cast<std::uint8_t>(255 * channel + 0.5));
+                picture.push_back(static_cast<std::uint8_t>(std::lround(255 * channel)));
         }
     return picture;
 }
