@@ -116,24 +116,6 @@ TEST(Numbers, AgreeWithASecondFormulation) {
     }
 }
 
-TEST(Numbers, PowersOfManyAtOnceAreThoseOfEach) {
-    Random random(32);
-    for (int i = 0; i < 150; ++i) {
-        std::vector<double> bases(1 + random() % 70);
-        const double exponent = i % 3 ? any_number(random) : 2.0;
-        for (double &base : bases)
-            base = any_number(random);
-        for (const oxel::Form *form : oxel::all_forms()) {
-            std::vector<double> powers = bases;
-            if (form->runs_here())
-                form->power(powers.data(), powers.size(), exponent);
-            for (std::size_t k = 0; k < bases.size() && form->runs_here(); ++k)
-                ASSERT_EQ(bits_of(powers[k]), bits_of(long_pow(bases[k], exponent)))
-                    << form->name << ": " << bases[k] << " to " << exponent;
-        }
-    }
-}
-
 TEST(Numbers, AreAccurateWhereTheyAreSaidToBeUseful) {
     for (int i = 0; i <= 4000; ++i) {
         const double x = -10.0 + i / 100.0, y = 0.001 + i / 4000.0 * 49.0;
