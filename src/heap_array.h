@@ -15,7 +15,8 @@ class HeapArray {
         return HeapArray(static_cast<T *>(std::calloc(count, sizeof(T))));
     }
     static HeapArray uninitialised(std::size_t count) {
-        return HeapArray(static_cast<T *>(std::malloc(count * sizeof(T))));
+        // Some heaps have no block of no bytes.
+        return HeapArray(static_cast<T *>(std::malloc(count == 0 ? 1 : count * sizeof(T))));
     }
 
     HeapArray(const HeapArray &) = delete;

@@ -95,3 +95,5 @@ int32_t Oxel_image_adjustment(const uint8_t *input_image, uint32_t rgb_order, ui
     }
     return OXEL_SUCCESS;
 }
+
+#include "exact_double_end.h"

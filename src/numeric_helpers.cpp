@@ -91,3 +91,5 @@ double my_int_pow(double base, int32_t exponent) noexcept {
 double my_pow(double base, double exponent) noexcept {
     return oxel::my_pow(base, exponent);
 }
+
+#include "exact_double_end.h"

@@ -61,7 +61,8 @@ class SumOfSquares {
 
 double calculate_difference_of_central_tendency(const std::uint8_t *index_plane, std::int32_t width,
                                                 std::int32_t height) {
-    const std::int32_t pairs = height / 2;
+    // Pairs without pixels are all alike.
+    const std::int32_t pairs = width > 0 ? height / 2 : std::min(height / 2, 2);
     if (pairs <= 1)
         return 0.0;
     const int colours = std::min<int>(COLOR_NUMBER, index_count);
@@ -136,3 +137,5 @@ int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t
     }
     return output.status();
 }
+
+#include "exact_double_end.h"

@@ -8,7 +8,9 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
 cp examples/scene.svg tools/panels/six-colour.json "$folder"
-scripts/code-blocks.sh sh docs/tool.md >"$folder/commands"
+for page in tool measuring-a-panel; do
+    scripts/code-blocks.sh sh "docs/$page.md"
+done >"$folder/commands"
 (PATH=$(dirname "$1"):$PATH && cd "$folder" && sh -eu commands)
 scripts/code-blocks.sh c docs/host.md >"$folder/host.c"
 ${CC:-cc} -std=c99 -Wall -Wextra -Werror -Iinclude -fsyntax-only "$folder/host.c"

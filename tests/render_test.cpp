@@ -252,10 +252,6 @@ TEST(Package, TablesOutsideItCannotBeUsed) {
     expect_usable(package, false);
 }
 
-// The heap as the library's objects see it.
-int succeeding_allocations = -1; // until one fails; -1: all succeed
-int live_allocations = 0;
-
 TEST(Render, EveryAllocationMayFail) {
     constexpr int width = 5, height = 4;
     const Bytes picture(3 * width * height, 0x77), filled(picture.size(), 0xEE);
@@ -299,29 +295,4 @@ TEST(Render, EveryAllocationMayFail) {
         }
 }
 
-bool refuse_allocation() {
-    if (succeeding_allocations == 0)
-        return true;
-    succeeding_allocations -= succeeding_allocations > 0;
-    ++live_allocations;
-    return false;
-}
-
 } // namespace
-
-extern "C" {
-void *__real_malloc(std::size_t size);
-void *__real_calloc(std::size_t count, std::size_t size);
-void __real_free(void *memory);
-
-void *__wrap_malloc(std::size_t size) {
-    return refuse_allocation() ? nullptr : __real_malloc(size);
-}
-void *__wrap_calloc(std::size_t count, std::size_t size) {
-    return refuse_allocation() ? nullptr : __real_calloc(count, size);
-}
-void __wrap_free(void *memory) {
-    live_allocations -= memory != nullptr;
-    __real_free(memory);
-}
-}

@@ -1,9 +1,6 @@
 #include "support.h"
 
 #include "Oxel_Morvel6_render.h"
-#include "kernels/forms.h"
-
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <fstream>
@@ -112,21 +109,42 @@ Tables nearest_tables(Random &random, int colours) {
     return tables;
 }
 
-void for_each_form(const std::function<void()> &test) {
-    for (const oxel::Form *form : oxel::all_forms()) {
-        if (!form->runs_here() || testing::Test::HasFailure())
-            continue;
-        SCOPED_TRACE(form->name);
-        oxel::force_form(form);
-        test();
-    }
-    oxel::force_form(nullptr);
-}
-
 void adopt(const Bytes &package) {
     static std::unique_ptr<GuardedBytes> adopted;
     auto candidate = std::make_unique<GuardedBytes>(package);
     if (Oxel_Morvel6_render_init(candidate->get(), candidate->size()) != OXEL_SUCCESS)
         throw std::runtime_error("package not adopted");
     adopted = std::move(candidate);
+}
+
+int succeeding_allocations = -1;
+int live_allocations = 0;
+
+namespace {
+
+bool refuse_allocation() {
+    if (succeeding_allocations == 0)
+        return true;
+    succeeding_allocations -= succeeding_allocations > 0;
+    ++live_allocations;
+    return false;
+}
+
+} // namespace
+
+extern "C" {
+void *__real_malloc(std::size_t size);
+void *__real_calloc(std::size_t count, std::size_t size);
+void __real_free(void *memory);
+
+void *__wrap_malloc(std::size_t size) {
+    return refuse_allocation() ? nullptr : __real_malloc(size);
+}
+void *__wrap_calloc(std::size_t count, std::size_t size) {
+    return refuse_allocation() ? nullptr : __real_calloc(count, size);
+}
+void __wrap_free(void *memory) {
+    live_allocations -= memory != nullptr;
+    __real_free(memory);
+}
 }

@@ -66,4 +66,8 @@ void put_crc(Bytes &package);
 /// Adopts a guarded copy of the package, which lives until the next call.
 void adopt(const Bytes &package);
 
+/// The heap as the library's objects see it.
+extern int succeeding_allocations; // until one fails; -1: all succeed
+extern int live_allocations;
+
 #endif

@@ -1,129 +1,16 @@
-#include "Oxel_Morvel6_render.h"
-#include "package_builder/convex_hull.h"
-#include "package_builder/package_builder.h"
-#include "package_builder/package_file.h"
-
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <random>
 #include <sstream>
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace fs = std::filesystem;
-using namespace oxel::tools;
 
 namespace {
-
-// The package builder.
-
-using Palette = std::vector<RgbBytes>;
-
-Palette random_palette(std::size_t count) {
-    std::mt19937 random(1976);
-    Palette palette(count);
-    for (RgbBytes &rgb : palette)
-        for (std::uint8_t &channel : rgb)
-            channel = static_cast<std::uint8_t>(random() & 0xFF);
-    return palette;
-}
-
-const Palette palettes[] = {
-    {{33, 32, 37}, {165, 168, 162}, {172, 150, 30}, {118, 36, 32}, {56, 98, 62}, {40, 74, 120}},
-    {{0, 0, 0}, {255, 255, 255}},
-    {{200, 200, 200}, {200, 200, 200}},                                // one point
-    {{10, 20, 30}, {110, 120, 130}, {60, 70, 80}, {210, 220, 230}},    // one line
-    {{0, 0, 50}, {255, 0, 50}, {0, 255, 50}, {255, 255, 50}},          // one plane
-    {{0, 0, 0}, {255, 0, 0}, {255, 0, 0}, {0, 4, 0}, {255, 255, 255}}, // repeated, nearly flat
-    random_palette(256),
-};
-
-double squared_distance(const Vector3 &a, const Vector3 &b) {
-    return std::pow(a[0] - b[0], 2) + std::pow(a[1] - b[1], 2) + std::pow(a[2] - b[2], 2);
-}
-
-/// Another way to the nearest point: shifts weight between two colours at a time.
-Vector3 nearest_by_brute_force(const Palette &palette, const Vector3 &target) {
-    Vector3 point = to_vector(palette[0]);
-    std::vector<double> weights(palette.size(), 0);
-    weights[0] = 1;
-    for (int round = 0; round < 3000; ++round)
-        for (std::size_t i = 0; i < palette.size(); ++i)
-            for (std::size_t j = 0; j < palette.size(); ++j) {
-                double along = 0;
-                double length = 1e-30;
-                for (std::size_t axis = 0; axis < 3; ++axis) {
-                    const double edge = double(palette[j][axis]) - palette[i][axis];
-                    along += edge * (target[axis] - point[axis]);
-                    length += edge * edge;
-                }
-                const double step = std::clamp(along / length, 0.0, weights[i]);
-                weights[i] -= step;
-                weights[j] += step;
-                for (std::size_t axis = 0; axis < 3; ++axis)
-                    point[axis] += step * (double(palette[j][axis]) - palette[i][axis]);
-            }
-    return point;
-}
-
-TEST(ConvexHull, AgreesWithBruteForce) {
-    std::mt19937 random(1);
-    std::uniform_real_distribution<double> channel(0, 255);
-    for (const Palette &palette : palettes) {
-        if (palette.size() > 6)
-            continue;
-        for (int i = 0; i < 40; ++i) {
-            const Vector3 target{channel(random), channel(random), channel(random)};
-            const Vector3 nearest = ConvexHull(palette).nearest(target);
-            const Vector3 expected = nearest_by_brute_force(palette, target);
-            EXPECT_LT(squared_distance(nearest, expected), 1e-3) << palette.size() << " colours";
-        }
-    }
-}
-
-std::vector<PanelColour> panel_colours(const Palette &palette) {
-    std::vector<PanelColour> colours;
-    for (const RgbBytes &rgb : palette)
-        colours.push_back({rgb, static_cast<std::uint8_t>(200 - colours.size())});
-    return colours;
-}
-
-TEST(PackageBuilder, MakesPackagesThatRenderBlackAndWhiteInPureInk) {
-    for (const Palette &palette : palettes) {
-        const auto package = build_package(panel_colours(palette));
-        ASSERT_EQ(Oxel_Morvel6_render_init(package.data(), std::uint32_t(package.size())),
-                  OXEL_SUCCESS);
-        const auto lightness = [](const RgbBytes &rgb) { return lab_from_srgb(to_vector(rgb))[0]; };
-        const auto [darkest, lightest] =
-            std::minmax_element(palette.begin(), palette.end(),
-                                [&](auto &a, auto &b) { return lightness(a) < lightness(b); });
-        for (const auto &[input, ink] : {std::pair{0, *darkest}, std::pair{255, *lightest}}) {
-            std::vector<std::uint8_t> image(3 * 8 * 8, static_cast<std::uint8_t>(input));
-            ASSERT_EQ(Oxel_Morvel6_render(image.data(), ORDER_RGB, image.data(), ORDER_RGB, 8, 8,
-                                          DITHER_FLOYD_SERPENTINE, OUTPUT_EO_RGB),
-                      OXEL_SUCCESS);
-            for (std::size_t i = 0; i < image.size(); ++i)
-                ASSERT_EQ(image[i], ink[i % 3]) << palette.size() << " colours, input " << input;
-        }
-    }
-}
-
-TEST(PackageBuilder, QuantisesEachPaletteColourToItself) {
-    const auto package = build_package(panel_colours(palettes[0]));
-    const auto table =
-        package_table(package, read_package_fields(package)->quantisation, package_cells);
-    for (std::size_t i = 0; i < palettes[0].size(); ++i) {
-        const auto &[r, g, b] = palettes[0][i];
-        EXPECT_EQ(table[std::size_t((r >> 2) * 4096 + (g >> 2) * 64 + (b >> 2))], i);
-    }
-}
-
-// The command.
 
 const std::string two_colours = R"("colours": [{"name": "k", "rgb": [0, 0, 0], "tcon": 7},)"
                                 R"( {"name": "w", "lab": [100, 0, 0], "tcon": 9}]})";
@@ -212,6 +99,26 @@ TEST_F(Command, BuildsTheSamePackageEveryTimeAndRendersWithIt) {
     ASSERT_EQ(run("package info a.lut"), 0);
     ASSERT_EQ(render("photo.ppm", "a.lut"), 0);
     EXPECT_EQ(read("frame").size(), 8U);
+}
+
+TEST_F(Command, ReportsOnPackagesAndDrawsCharts) {
+    ASSERT_EQ(run("package build panel.json -o p.lut --intent vivid --report p.html"), 0);
+    EXPECT_NE(read("out").find("stucki-serpentine"), std::string::npos);
+    EXPECT_EQ(read("p.html").find("http"), std::string::npos); // needs nothing beside itself
+    EXPECT_EQ(run("package build panel.json -o frame --intent bright"), 2);
+    EXPECT_NE(read("err").find("--intent"), std::string::npos);
+    expect_failure(run("package build panel.json -o frame --report frame.svg"), "frame.svg: ");
+    expect_failure(run("chart scene --panel p.lut -o frames"), "p.lut: has no size");
+    ASSERT_EQ(run("chart patches --panel p.lut --size 3x2 -o charts"), 0) << read("err");
+    EXPECT_EQ(read("charts/colour-00.bin"), std::string(6, 7));
+    EXPECT_EQ(read("charts/colour-01.bin"), std::string(6, 9));
+    for (const std::string chart : {"scene", "gradients"}) {
+        ASSERT_EQ(run("chart " + chart + " --panel p.lut --size 40x30 -o charts"), 0)
+            << read("err");
+        ASSERT_EQ(render("charts/" + chart + ".png --size 40x30", "p.lut"), 0);
+        EXPECT_EQ(read("frame"), read("charts/" + chart + ".bin"));
+        fs::remove("frame");
+    }
 }
 
 TEST_F(Command, ExaminesDamagedPackages) {

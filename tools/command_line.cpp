@@ -1,5 +1,6 @@
 #include "command_line.h"
 
+#include "chart_command.h"
 #include "compare_command.h"
 #include "guard_command.h"
 #include "library.h"
@@ -11,7 +12,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
-#include <filesystem>
 #include <map>
 #include <sstream>
 
@@ -79,11 +79,8 @@ class Defaults : public CLI::ConfigTOML {
 };
 
 std::string configuration_file() {
-    if (const std::string named = variable("OXEL_CONFIG"); !named.empty()) {
-        if (!std::filesystem::exists(named))
-            throw CLI::FileError::Missing(named);
+    if (const std::string named = variable("OXEL_CONFIG"); !named.empty())
         return named;
-    }
     if (const std::string folder = variable("XDG_CONFIG_HOME"); !folder.empty())
         return folder + "/oxel.toml";
     const std::string home = variable("HOME");
@@ -133,12 +130,14 @@ std::unique_ptr<CLI::App> make_command_line() {
     app->fallthrough(); // --config may stand behind the subcommand
     app->config_formatter(std::make_shared<Defaults>());
     app->allow_config_extras(CLI::config_extras_mode::error);
-    app->set_config("--config", configuration_file(), "File of defaults")
+    app->set_config("--config", configuration_file(), "File of defaults",
+                    !variable("OXEL_CONFIG").empty())
         ->option_text("FILE")
         ->configurable(false);
     add_render_command(*app);
     add_compare_command(*app);
     add_view_command(*app);
+    add_chart_command(*app);
     add_guard_command(*app);
     add_package_command(*app);
     add_panels_command(*app);

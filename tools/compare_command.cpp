@@ -8,7 +8,6 @@
 namespace oxel::tools {
 
 using vips::VImage;
-using vips::VOption;
 
 namespace {
 

@@ -123,7 +123,9 @@ void remove_temporaries_when_interrupted() {
             sigaddset(&signals, signal);
     }
     pthread_sigmask(SIG_BLOCK, &signals, nullptr);
-    std::signal(SIGPIPE, SIG_IGN); // writing into a closed pipe fails, which the program tells
+    // Writing into a closed pipe or beyond a file-size limit fails, which the program tells.
+    std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGXFSZ, SIG_IGN);
     std::thread(end_when_interrupted, signals).detach();
 }
 

@@ -4,14 +4,17 @@
 #include "files.h"
 #include "library.h"
 #include "package_builder/package_file.h"
+#include "package_builder/patch_quality.h"
+#include "package_report.h"
 #include "panel.h"
+#include "picture_options.h"
+#include "progress.h"
 
 #include <array>
-#include <cstdlib>
+#include <functional>
 #include <iomanip>
 #include <iostream>
 #include <sstream>
-#include <unistd.h>
 
 namespace oxel::tools {
 
@@ -30,9 +33,19 @@ A panel description:
   }
 rgb is the measured colour in sRGB, 0 to 255; lab the same in absolute CIE L*a*b* of illuminant
 D50. A lab colour outside sRGB is clipped, with a warning. tcon is the timing controller's code,
-0 to 255. The same description gives the same bytes on every machine.
+0 to 255. The same description and options give the same bytes on every machine.
 
-Example: oxel package build panel.json -o panel.lut)";
+Intents: perceptual makes a picture's white the paper's and its black the ink's, and keeps hues;
+vivid keeps more chroma at the cost of lightness; absolute shows reachable colours as they are and
+others as the nearest, without regard to the paper.
+
+The table is right for flat areas under the diffusion that --tune names. One table cannot be
+right for all; "all" is a compromise that is nearest to floyd.
+
+Examples:
+  oxel package build panel.json -o panel.lut
+  oxel package build panel.json -o panel.lut --intent vivid --report panel.html
+  oxel package build panel.json -o panel.lut --tune stucki)";
 
 constexpr const char *info_explanation = R"(
 Shows the header, the palette, and how much of the colour space goes to each palette index. Of a
@@ -40,13 +53,46 @@ damaged package it shows what can be read, and exits with 1.
 
 Example: oxel package info panel.lut)";
 
-void build(const std::string &description, const std::string &output) {
-    check_outputs({output}, {description});
-    const Bytes package = build_package(read_panel_description(description).colours);
+struct BuildRequest {
+    std::string description;
+    std::string output;
+    std::string report;
+    BuildOptions options;
+};
+
+/// Calls back with the work done, which a bar on the terminal shows.
+std::function<void(double)> shown_on(Progress &bar) {
+    return [&bar, steps = 0](double share) mutable {
+        for (; steps < int(100 * share); ++steps)
+            bar.advance(true, false);
+    };
+}
+
+void build(BuildRequest request) {
+    if (!request.report.empty() && !request.report.ends_with(".html"))
+        throw Failure(request.report, "a report's name must end in .html");
+    check_outputs({request.output, request.report}, {request.description});
+    const PanelDescription description = read_panel_description(request.description);
+    const Characterisation panel(palette_of(description.colours));
+    BuiltTables tables;
+    {
+        Progress bar(100, true);
+        request.options.progress = shown_on(bar);
+        tables = build_tables(panel, request.options);
+    }
+    const PackageReport report{
+        description, panel, request.options, tables,
+        show_patches(panel, tables, reachable_cells(panel, tables.targets, 256))};
+    const Bytes package = assemble_package(description.colours, tables);
     OutputFiles outputs;
-    outputs.write(output, package);
+    outputs.write(request.output, package);
+    if (!request.report.empty()) {
+        const std::string page = html_report(report);
+        outputs.write(request.report,
+                      {reinterpret_cast<const std::uint8_t *>(page.data()), page.size()});
+    }
     outputs.publish();
-    std::cout << output << ": " << package.size() << " bytes\n";
+    std::cout << request.output << ": " << package.size() << " bytes\n" << text_report(report);
 }
 
 std::string hexadecimal(std::uint32_t number, int digits) {
@@ -64,15 +110,6 @@ void print_fields(const PackageFields &fields, std::uint32_t computed_crc) {
               << "\ngamut table   at " << fields.gamut << "\nquantisation  at "
               << fields.quantisation << "\nCRC-32        " << hexadecimal(fields.crc, 8)
               << ", computed " << hexadecimal(computed_crc, 8) << '\n';
-}
-
-/// A patch of the colour, where the standard output shows it.
-std::string swatch(std::span<const std::uint8_t> rgb) {
-    static const bool colours = isatty(STDOUT_FILENO) && !std::getenv("NO_COLOR");
-    if (!colours || rgb.empty())
-        return "";
-    return "  \x1b[48;2;" + std::to_string(rgb[0]) + ";" + std::to_string(rgb[1]) + ";" +
-           std::to_string(rgb[2]) + "m    \x1b[0m";
 }
 
 /// A byte of a table, or a dash if the table does not lie in the package.
@@ -99,7 +136,7 @@ void print_palette(std::span<const std::uint8_t> package, const PackageFields &f
             std::cout << '-';
         else
             std::cout << 100.0 * double(uses[i]) / package_cells << " %";
-        std::cout << swatch(rgb) << '\n';
+        std::cout << (rgb.empty() ? "" : swatch({rgb[0], rgb[1], rgb[2]})) << '\n';
     }
 }
 
@@ -121,15 +158,21 @@ void info(const std::string &path) {
 void add_package_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("package", "Build and examine LUT packages");
     command->require_subcommand(1);
-    const auto input = std::make_shared<std::string>();
-    const auto output = std::make_shared<std::string>();
-
+    const auto request = std::make_shared<BuildRequest>();
     CLI::App *builder = command->add_subcommand("build", "Build a package from a description");
     builder->footer(build_explanation);
-    builder->add_option("PANEL", *input, "The panel description, in JSON")->required();
-    builder->add_option("-o,--output", *output, "Where the package goes")->required();
-    builder->callback([input, output] { build(*input, *output); });
+    builder->add_option("PANEL", request->description, "The panel description, in JSON")
+        ->required();
+    builder->add_option("-o,--output", request->output, "Where the package goes")->required();
+    add_choice(*builder, "--intent", request->options.intent, intent_names(),
+               "What becomes of colours that the panel cannot show");
+    add_choice(*builder, "--tune", request->options.tuning, tuning_names(),
+               "The diffusion that the colours are right for");
+    builder->add_option("--report", request->report, "Also write a page for the engineer")
+        ->option_text("HTML");
+    builder->callback([request] { build(*request); });
 
+    const auto input = std::make_shared<std::string>();
     CLI::App *examiner = command->add_subcommand("info", "Show what a package holds");
     examiner->footer(info_explanation);
     examiner->add_option("PACKAGE", *input, "The package")->required();

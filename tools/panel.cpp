@@ -28,9 +28,17 @@ Panel build(const std::string &source, const PanelDescription &description) {
 } // namespace
 
 std::optional<Panel> built_in_panel(const std::string &name) {
-    for (const PanelDescription &description : built_in_panel_descriptions())
-        if (description.name == name)
+    const std::vector<PanelDescription> descriptions = built_in_panel_descriptions();
+    for (std::size_t i = 0; i < descriptions.size(); ++i) {
+        const PanelDescription &description = descriptions[i];
+        if (description.name != name)
+            continue;
+        const std::string_view package = built_in_packages[i];
+        if (package.empty())
             return build(name, description);
+        return Panel{name, description.name, Bytes(package.begin(), package.end()),
+                     description.size, description.layout};
+    }
     return std::nullopt;
 }
 

@@ -1,5 +1,6 @@
 #include "progress.h"
 
+#include <cmath>
 #include <cstdio>
 #include <string>
 #include <unistd.h>
@@ -11,7 +12,7 @@ namespace {
 constexpr const char *clear_line = "\r\x1b[K";
 
 std::string as_time(double seconds) {
-    const auto whole = static_cast<long>(seconds + 0.5);
+    const auto whole = std::lround(seconds);
     char text[32];
     std::snprintf(text, sizeof text, "%ld:%02ld:%02ld", whole / 3600, whole / 60 % 60, whole % 60);
     return text;

@@ -63,7 +63,8 @@ auto with_vips(const std::string &path, Work work) {
     try {
         return without_losses(work);
     } catch (const vips::VError &) {
-        throw Failure(path, take_vips_messages());
+        const std::string messages = take_vips_messages();
+        throw Failure(path, messages.empty() ? "libvips gives no reason" : messages);
     }
 }
 

@@ -112,3 +112,5 @@ void map_bytes(std::uint8_t *bytes, std::size_t count, const std::uint8_t (&curv
 }
 
 } // namespace oxel
+
+#include "../exact_double_end.h"

@@ -56,4 +56,6 @@ constinit const Form vector128_form = {"128-bit vectors",
 
 } // namespace oxel
 
+#include "../exact_double_end.h"
+
 #endif

@@ -7,53 +7,38 @@ namespace oxel::tools {
 
 namespace {
 
-using Matrix = std::array<Vector3, 3>;
-
 // Linear sRGB to XYZ and back, adapted from D65 to D50 by the Bradford transform.
-constexpr Matrix xyz_from_rgb = {{{0.4360747, 0.3850649, 0.1430804},
-                                  {0.2225045, 0.7168786, 0.0606169},
-                                  {0.0139322, 0.0971045, 0.7141733}}};
-constexpr Matrix rgb_from_xyz = {{{3.1338561, -1.6168667, -0.4906146},
-                                  {-0.9787684, 1.9161415, 0.0334540},
-                                  {0.0719453, -0.2289914, 1.4052427}}};
-constexpr Vector3 white = {0.9642200, 1.0, 0.8252100};
+constexpr Matrix3 xyz_from_rgb = {{{0.4360747, 0.3850649, 0.1430804},
+                                   {0.2225045, 0.7168786, 0.0606169},
+                                   {0.0139322, 0.0971045, 0.7141733}}};
+constexpr Matrix3 rgb_from_xyz = {{{3.1338561, -1.6168667, -0.4906146},
+                                   {-0.9787684, 1.9161415, 0.0334540},
+                                   {0.0719453, -0.2289914, 1.4052427}}};
+constexpr Vector3 d50 = {0.9642200, 1.0, 0.8252100};
 
 // The linear piece of CIE L*a*b*.
 constexpr double lab_kappa = 24389.0 / 27.0;
 constexpr double lab_knee = 6.0 / 29.0; // a cube root
 
-Vector3 multiply(const Matrix &matrix, const Vector3 &v) {
-    Vector3 product{};
-    for (std::size_t i = 0; i < 3; ++i)
-        product[i] = matrix[i][0] * v[0] + matrix[i][1] * v[1] + matrix[i][2] * v[2];
-    return product;
-}
+// OKLab: linear sRGB to cone responses, their cube roots to the opponent axes, and back.
+constexpr Matrix3 cones_from_rgb = {{{0.4122214708, 0.5363325363, 0.0514459929},
+                                     {0.2119034982, 0.6806995451, 0.1073969566},
+                                     {0.0883024619, 0.2817188376, 0.6299787005}}};
+constexpr Matrix3 opponents_from_cones = {{{0.2104542553, 0.7936177850, -0.0040720468},
+                                           {1.9779984951, -2.4285922050, 0.4505937099},
+                                           {0.0259040371, 0.7827717662, -0.8086757660}}};
+constexpr Matrix3 cones_from_opponents = {{{1, 0.3963377774, 0.2158037573},
+                                           {1, -0.1055613458, -0.0638541728},
+                                           {1, -0.0894841775, -1.2914855480}}};
+constexpr Matrix3 rgb_from_cones = {{{4.0767416621, -3.3077115913, 0.2309699292},
+                                     {-1.2684380046, 2.6097574011, -0.3413193965},
+                                     {-0.0041960863, -0.7034186147, 1.7076147010}}};
 
 Vector3 map(const Vector3 &v, double (*f)(double)) {
     return {f(v[0]), f(v[1]), f(v[2])};
 }
 
-double power(double base, int exponent) {
-    double product = 1;
-    for (int i = 0; i < exponent; ++i)
-        product *= base;
-    return product;
-}
-
-/// The root of a number in 0 to 8, by Newton's method; libm's pow and cbrt differ between machines.
-double root(int degree, double x) {
-    if (x <= 0)
-        return 0;
-    double y = std::max(1.0, x);
-    for (;;) { // falls to the root until rounding stops it
-        const double next = ((degree - 1) * y + x / power(y, degree - 1)) / degree;
-        if (next >= y)
-            return y;
-        y = next;
-    }
-}
-
-double linear_from_byte(double byte) {
+double light_from_byte(double byte) {
     const double v = byte / 255;
     if (v <= 0.04045)
         return v / 12.92;
@@ -61,7 +46,7 @@ double linear_from_byte(double byte) {
     return base * base * root(5, base * base); // base^2.4
 }
 
-double byte_from_linear(double v) {
+double byte_from_light(double v) {
     if (v <= 0.0031308)
         return 255 * 12.92 * v;
     return 255 * (1.055 * root(12, power(v, 5)) - 0.055);
@@ -75,7 +60,38 @@ double inverse_lab_curve(double f) {
     return f > lab_knee ? power(f, 3) : (116 * f - 16) / lab_kappa;
 }
 
+double cube_root(double v) {
+    return root(3, v);
+}
+
+double cube(double v) {
+    return v * v * v;
+}
+
 } // namespace
+
+double power(double base, int exponent) {
+    double product = 1;
+    for (int i = 0; i < exponent; ++i)
+        product *= base;
+    return product;
+}
+
+/// By Newton's method: libm's pow and cbrt differ between machines.
+double root(int degree, double x) {
+    if (x <= 0)
+        return 0;
+    int exponent = 0;
+    std::frexp(x, &exponent); // x < 2^exponent
+    const int above = exponent > 0 ? (exponent + degree - 1) / degree : exponent / degree;
+    double y = std::ldexp(1.0, above); // not below the root
+    for (;;) {                         // falls to the root until rounding stops it
+        const double next = ((degree - 1) * y + x / power(y, degree - 1)) / degree;
+        if (next >= y)
+            return y;
+        y = next;
+    }
+}
 
 RgbBytes to_bytes(const Vector3 &srgb) {
     RgbBytes bytes{};
@@ -84,20 +100,51 @@ RgbBytes to_bytes(const Vector3 &srgb) {
     return bytes;
 }
 
-Vector3 lab_from_srgb(const Vector3 &srgb) {
-    Vector3 xyz = multiply(xyz_from_rgb, map(srgb, linear_from_byte));
+Vector3 light_from_srgb(const Vector3 &srgb) {
+    return map(srgb, light_from_byte);
+}
+
+Vector3 srgb_from_light(const Vector3 &light) {
+    return map(light, byte_from_light);
+}
+
+Vector3 lab_from_light(const Vector3 &light, const Vector3 &white) {
+    const Vector3 xyz = xyz_from_rgb * light;
+    const Vector3 xyz_of_white = xyz_from_rgb * white;
+    Vector3 f{};
     for (std::size_t i = 0; i < 3; ++i)
-        xyz[i] /= white[i];
-    const auto [fx, fy, fz] = map(xyz, lab_curve);
-    return {116 * fy - 16, 500 * (fx - fy), 200 * (fy - fz)};
+        f[i] = lab_curve(xyz[i] / xyz_of_white[i]);
+    return {116 * f[1] - 16, 500 * (f[0] - f[1]), 200 * (f[1] - f[2])};
+}
+
+Vector3 lab_from_srgb(const Vector3 &srgb) {
+    return lab_from_light(light_from_srgb(srgb));
 }
 
 Vector3 srgb_from_lab(const Vector3 &lab) {
     const double fy = (lab[0] + 16) / 116;
     Vector3 xyz = map({fy + lab[1] / 500, fy, fy - lab[2] / 200}, inverse_lab_curve);
     for (std::size_t i = 0; i < 3; ++i)
-        xyz[i] *= white[i];
-    return map(multiply(rgb_from_xyz, xyz), byte_from_linear);
+        xyz[i] *= d50[i];
+    return srgb_from_light(rgb_from_xyz * xyz);
+}
+
+Vector3 oklab_from_light(const Vector3 &light) {
+    return opponents_from_cones * map(cones_from_rgb * light, cube_root);
+}
+
+Vector3 light_from_oklab(const Vector3 &oklab) {
+    return rgb_from_cones * map(cones_from_opponents * oklab, cube);
+}
+
+Matrix3 oklab_slopes(const Vector3 &light) {
+    const Vector3 roots = map(cones_from_rgb * light, cube_root);
+    Matrix3 slopes = cones_from_rgb;
+    for (std::size_t cone = 0; cone < 3; ++cone) {
+        const double root = std::max(roots[cone], 0.01);
+        slopes[cone] = 1 / (3 * root * root) * slopes[cone];
+    }
+    return opponents_from_cones * slopes;
 }
 
 } // namespace oxel::tools

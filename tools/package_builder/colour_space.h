@@ -1,12 +1,13 @@
 #ifndef OXEL_TOOLS_COLOUR_SPACE_H
 #define OXEL_TOOLS_COLOUR_SPACE_H
 
+#include "package_builder/vector3.h"
+
 #include <array>
 #include <cstdint>
 
 namespace oxel::tools {
 
-using Vector3 = std::array<double, 3>;
 using RgbBytes = std::array<std::uint8_t, 3>;
 
 inline Vector3 to_vector(const RgbBytes &rgb) {
@@ -16,13 +17,35 @@ inline Vector3 to_vector(const RgbBytes &rgb) {
 /// Rounds sRGB to bytes; what lies outside 0 to 255 is clipped.
 RgbBytes to_bytes(const Vector3 &srgb);
 
-// Conversions between sRGB, on the scale 0 to 255, and CIE L*a*b* of illuminant D50. They use only
-// operations that IEEE 754 rounds exactly, so that tables come out alike on every machine.
+// Conversions between sRGB, on the scale 0 to 255, linear light in the same primaries, on the scale
+// 0 to 1, and perceptual spaces. They use only operations that IEEE 754 rounds exactly, so that
+// tables come out alike on every machine.
+
+Vector3 light_from_srgb(const Vector3 &srgb);
+
+/// Negative light gives negative sRGB, on the straight part of its curve.
+Vector3 srgb_from_light(const Vector3 &light);
+
+/// CIE L*a*b* of illuminant D50 (adapted by the Bradford transform), relative to a white.
+Vector3 lab_from_light(const Vector3 &light, const Vector3 &white = {1, 1, 1});
 
 Vector3 lab_from_srgb(const Vector3 &srgb);
 
 /// The result lies outside 0 to 255 for colours that sRGB does not hold.
 Vector3 srgb_from_lab(const Vector3 &lab);
+
+/// Ottosson, "A perceptual color space for image processing", 2020. The light must not be negative.
+Vector3 oklab_from_light(const Vector3 &light);
+
+Vector3 light_from_oklab(const Vector3 &oklab);
+
+/// The derivatives of oklab_from_light by each channel, as columns; finite also for black.
+Matrix3 oklab_slopes(const Vector3 &light);
+
+/// The positive root of a number in 0 to 8.
+double root(int degree, double x);
+
+double power(double base, int exponent);
 
 } // namespace oxel::tools
 

@@ -1,24 +1,20 @@
 #ifndef OXEL_TOOLS_CONVEX_HULL_H
 #define OXEL_TOOLS_CONVEX_HULL_H
 
-#include "package_builder/colour_space.h"
+#include "package_builder/vector3.h"
 
+#include <array>
+#include <cstddef>
 #include <vector>
 
 namespace oxel::tools {
 
-/// The convex hull of colours: all averages that a dithering can make of them. The colours may be
-/// any, also repeated, on one line or in one plane.
-class ConvexHull {
-  public:
-    explicit ConvexHull(const std::vector<RgbBytes> &colours); // at least one
+/// The places in `points` of three corners, in rising order.
+using HullTriangle = std::array<std::size_t, 3>;
 
-    /// The point of the hull that is nearest to `target`, which is `target` itself inside.
-    Vector3 nearest(const Vector3 &target) const;
-
-  private:
-    std::vector<Vector3> points_;
-};
+/// The surface of the convex hull, as triangles in rising order, by qhull. The points must span a
+/// body.
+std::vector<HullTriangle> hull_triangles(const std::vector<Vector3> &points);
 
 } // namespace oxel::tools
 

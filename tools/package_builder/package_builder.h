@@ -1,9 +1,12 @@
 #ifndef OXEL_TOOLS_PACKAGE_BUILDER_H
 #define OXEL_TOOLS_PACKAGE_BUILDER_H
 
-#include "package_builder/colour_space.h"
+#include "package_builder/characterisation.h"
+#include "package_builder/gamut_mapping.h"
 
 #include <cstdint>
+#include <functional>
+#include <string>
 #include <vector>
 
 namespace oxel::tools {
@@ -14,9 +17,43 @@ struct PanelColour {
     std::uint8_t tcon;
 };
 
+std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours);
+
+/// For which diffusions a package's colours are right.
+enum class Tuning {
+    all, // a compromise, nearest to Floyd and Steinberg's, the default of a rendering
+    floyd,
+    jjn,
+    stucki,
+};
+
+/// Each at the place of its value.
+const std::vector<std::string> &tuning_names();
+
+struct BuildOptions {
+    Intent intent = Intent::perceptual;
+    Tuning tuning = Tuning::all;
+    /// Called with a share of the work from 0 to 1, which never falls.
+    std::function<void(double)> progress = [](double) {};
+};
+
+/// A package's tables, with what they aim at.
+struct BuiltTables {
+    std::vector<Vector3> targets; // the light that each cell should be shown in
+    std::vector<std::uint8_t> gamut;
+    std::vector<std::uint8_t> quantisation;
+};
+
+/// The same palette and options give the same bytes on every machine. Does not touch the state of
+/// the rendering library, so it may run while a package is adopted, and on any thread.
+BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options = {});
+
+std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colours,
+                                           const BuiltTables &tables);
+
 /// Builds the LUT package of a panel of 2 to 256 colours, in the order of their palette indices.
-/// The same colours give the same bytes on every machine.
-std::vector<std::uint8_t> build_package(const std::vector<PanelColour> &colours);
+std::vector<std::uint8_t> build_package(const std::vector<PanelColour> &colours,
+                                        const BuildOptions &options = {});
 
 } // namespace oxel::tools
 

@@ -1,6 +1,8 @@
 #ifndef OXEL_TOOLS_PACKAGE_FILE_H
 #define OXEL_TOOLS_PACKAGE_FILE_H
 
+#include "package_builder/cells.h"
+
 #include <array>
 #include <cstddef>
 #include <cstdint>
@@ -9,8 +11,6 @@
 #include <vector>
 
 namespace oxel::tools {
-
-constexpr std::size_t package_cells = 64 * 64 * 64;
 
 /// A LUT package's header and trailer, as they stand in the bytes: nothing in them is checked.
 struct PackageFields {

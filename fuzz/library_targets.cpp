@@ -1,0 +1,152 @@
+// What bytes can do to the library. Buffers have just the size that a call may use and end at
+// unreadable pages; a call that fails must leave its outputs alone.
+#include "Oxel_Morvel6_render.h"
+#include "choices.h"
+#include "kernels/forms.h"
+#include "support.h"
+
+#include <algorithm>
+#include <bit>
+#include <cstdlib>
+#include <memory>
+#include <zlib.h>
+
+namespace {
+
+void expect(bool holds) {
+    if (!holds)
+        std::abort();
+}
+
+void choose_form(Choices &choices) {
+    const auto forms = oxel::all_forms();
+    const auto *form = forms.begin()[choices.byte() % forms.count];
+    oxel::force_form(form->runs_here() ? form : nullptr);
+}
+
+struct Image {
+    std::int32_t width, height;
+    bool usable; // small enough to be there
+
+    explicit Image(Choices &choices)
+        : width(choices.dimension()), height(choices.dimension()),
+          usable(width < 1 || height < 1 || std::int64_t{width} * height <= 1 << 16) {}
+
+    GuardedBytes pixels(std::uint8_t value) const {
+        const bool any = usable && width > 0 && height > 0;
+        return GuardedBytes(Bytes(any ? 3U * unsigned(width) * unsigned(height) : 0U, value));
+    }
+};
+
+/// One call of any of the entries that take pictures, with buffers that are missing, shared, or
+/// each for itself.
+void call_any(Choices &choices) {
+    const Image image(choices);
+    const GuardedBytes buffers[] = {image.pixels(0x3C), image.pixels(0xE1), image.pixels(0x77)};
+    for (std::size_t i = 0; i < buffers[0].size(); ++i)
+        buffers[0].get()[i] =
+            choices.rest.empty() ? std::uint8_t(i * 7) : choices.rest[i % choices.rest.size()];
+    const Bytes before[] = {buffers[0].bytes(), buffers[1].bytes(), buffers[2].bytes()};
+    std::uint8_t *pointers[4];
+    for (auto &pointer : pointers) {
+        const std::uint8_t choice = choices.byte() % 8;
+        const std::size_t own = std::min<std::size_t>(std::size_t(&pointer - pointers), 2);
+        pointer =
+            choice == 7 || !image.usable ? nullptr : buffers[choice < 4 ? own : choice % 3].get();
+    }
+    const auto [input, first, second, third] = pointers;
+    const std::uint32_t order = choices.selector(), output_order = choices.selector();
+    const std::uint32_t mode = choices.selector();
+    const auto type = static_cast<std::int32_t>(choices.selector());
+    std::int32_t verdict = -7, status = 0;
+    const auto amount = [&] { return static_cast<std::int32_t>(choices.number()); };
+    const std::int32_t amounts[] = {amount(), amount(), amount(), amount()};
+    const auto any_double = std::bit_cast<double>(std::uint64_t{choices.number()} << 32 | order);
+    switch (choices.byte() % 4) {
+    case 0:
+        status = Oxel_Morvel6_render(input, order, first, output_order, image.width, image.height,
+                                     mode, type);
+        break;
+    case 1:
+        status = Oxel_Morvel6_render_All(input, order, first, second, third, nullptr, image.width,
+                                         image.height, mode);
+        break;
+    case 2:
+        status = Oxel_Morvel6_render_with_powerGuard(input, order, first, output_order, image.width,
+                                                     image.height, mode, type, any_double,
+                                                     choices.flag() ? &verdict : nullptr);
+        break;
+    default:
+        status = Oxel_image_adjustment(input, order, first, output_order, image.width, image.height,
+                                       amounts[0], amounts[1], amounts[2], amounts[3], any_double);
+    }
+    for (std::size_t i = 0; i < 3; ++i)
+        expect(status == OXEL_SUCCESS || buffers[i].bytes() == before[i]);
+    expect(status == OXEL_SUCCESS || verdict == -7 || status == OXEL_BAD_SELECTOR ||
+           status == OXEL_NOT_SIX_COLOURS);
+}
+
+} // namespace
+
+void fuzz_calls(Choices choices) {
+    static const bool adopted = [] {
+        Random random(6);
+        adopt(random_tables(random, 6).package());
+        return true;
+    }();
+    expect(adopted);
+    choose_form(choices);
+    call_any(choices);
+}
+
+void fuzz_package(Choices choices) {
+    choose_form(choices);
+    constexpr std::uint32_t whole = 28 + 3 * 256 + 256 + 4 * cell_count + 4;
+    Bytes package(choices.flag() ? whole - choices.byte() : 28U + choices.number() % 2000);
+    for (std::size_t i = 0; i < 28; ++i)
+        package[i] = choices.byte();
+    put_u32(package, 6, static_cast<std::uint32_t>(package.size()) + (choices.byte() == 1));
+    const std::uint32_t offsets[] = {28, 28 + 768, 28 + 1024, 28 + 1024 + 3 * cell_count};
+    for (std::size_t table = 0; table < 4; ++table)
+        if (const std::uint8_t choice = choices.byte(); choice % 4 != 0)
+            put_u32(package, 12 + 4 * table, offsets[table] - choice / 4 % 3);
+    const auto content = choices.rest.first(std::min<std::size_t>(choices.rest.size(), 64));
+    for (std::size_t i = 28; i < package.size() && !content.empty(); ++i)
+        package[i] = content[i % content.size()];
+    const std::size_t trailer = package.size() - 4;
+    const auto crc = crc32(0, package.data(), static_cast<unsigned>(trailer));
+    put_u32(package, trailer, static_cast<std::uint32_t>(crc) + (choices.byte() == 1));
+
+    static std::unique_ptr<GuardedBytes> adopted;
+    auto candidate = std::make_unique<GuardedBytes>(package);
+    const auto status = Oxel_Morvel6_render_init(candidate->get(), candidate->size());
+    expect(status == OXEL_SUCCESS || status == OXEL_BAD_PACKAGE_LENGTH ||
+           status == OXEL_BAD_PACKAGE_CRC);
+    if (status == OXEL_SUCCESS)
+        adopted = std::move(candidate);
+    for (int i = 0; i < 3; ++i)
+        call_any(choices);
+}
+
+void fuzz_transfer(Choices choices) {
+    const Image image(choices);
+    const GuardedBytes data = image.pixels(0x5A);
+    std::copy_n(choices.rest.begin(), std::min<std::size_t>(choices.rest.size(), data.size()),
+                data.get());
+    const Bytes before = data.bytes();
+    std::int32_t width = image.width, height = image.height;
+    const auto mode = static_cast<std::int32_t>(choices.selector());
+    const auto status = Oxel_TFT_format_transfer(image.usable ? data.get() : nullptr,
+                                                 choices.byte() == 1 ? nullptr : &width,
+                                                 choices.byte() == 1 ? nullptr : &height, mode);
+    if (status != OXEL_SUCCESS)
+        expect(data.bytes() == before && width == image.width && height == image.height);
+    else
+        expect(width >= 0 && height >= 0 &&
+               std::int64_t{width} * height <= std::int64_t{image.width} * image.height);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t count) {
+    OXEL_FUZZ_TARGET(Choices({bytes, count}));
+    return 0;
+}

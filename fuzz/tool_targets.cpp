@@ -1,0 +1,51 @@
+// What the bytes of a file can do to the oxel command. A file that is refused is told on one line
+// that begins with its name.
+#include "failure.h"
+#include "panel_description.h"
+#include "picture.h"
+
+#include <cstdlib>
+#include <iostream>
+#include <string_view>
+#include <sys/mman.h>
+#include <unistd.h>
+
+using namespace oxel::tools;
+
+namespace {
+
+template <class Work>
+void expect_success_or_failure(const std::string &name, Work work) {
+    try {
+        work();
+    } catch (const Failure &failure) {
+        const std::string_view message = failure.what();
+        if (!message.starts_with(name + ": ") || message.size() < name.size() + 3 ||
+            message.find('\n') != message.npos)
+            std::abort();
+    }
+}
+
+} // namespace
+
+void fuzz_panel(std::string_view bytes) {
+    std::cerr.rdbuf(nullptr); // warnings
+    expect_success_or_failure("panel", [&] { parse_panel_description("panel", bytes); });
+}
+
+void fuzz_picture(std::string_view bytes) {
+    const int file = memfd_create("picture", 0);
+    if (write(file, bytes.data(), bytes.size()) != static_cast<ssize_t>(bytes.size()))
+        std::abort();
+    const std::string name = "/proc/self/fd/" + std::to_string(file);
+    expect_success_or_failure(name, [&] {
+        picture_size(name, {});
+        load_picture(name, {24, 16}, {});
+    });
+    close(file);
+}
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t count) {
+    OXEL_FUZZ_TARGET({reinterpret_cast<const char *>(bytes), count});
+    return 0;
+}

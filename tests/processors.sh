@@ -1,0 +1,55 @@
+#!/bin/bash
+# Builds the digest of the library's results for other processors, with other compilers and flags,
+# and runs it, emulated where need be: processors.sh [NAME ...]
+#
+# Sources are compiled as those do who take them into a build of their own.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+
+# name | compiler and flags | emulator, if any
+targets='
+x86_64-O0           | g++ -O0
+x86_64-O2           | g++ -O2
+x86_64-native       | g++ -O3 -march=native
+x86_64-unsafe-math  | g++ -O3 -march=native -funsafe-math-optimizations -ffp-contract=fast
+x86_64-clang-O0     | clang++ -O0
+x86_64-clang-native | clang++ -O3 -march=native
+i386                | i686-linux-gnu-g++ -O2
+i386-sse2           | i686-linux-gnu-g++ -O2 -msse2 -mfpmath=sse
+i386-x87-O0         | i686-linux-gnu-g++ -O0 -march=i686 -mfpmath=387
+i386-clang          | clang++ --target=i686-linux-gnu -O2
+aarch64             | aarch64-linux-gnu-g++ -O2 | qemu-aarch64
+aarch64-O0          | aarch64-linux-gnu-g++ -O0 | qemu-aarch64
+aarch64-O3          | aarch64-linux-gnu-g++ -O3 -mcpu=cortex-a76 | qemu-aarch64
+aarch64-clang       | clang++ --target=aarch64-linux-gnu -O3 | qemu-aarch64
+armhf-neon          | arm-linux-gnueabihf-g++ -O2 -mfpu=neon | qemu-arm
+armhf-fma           | arm-linux-gnueabihf-g++ -O3 -mcpu=cortex-a15 -mfpu=neon-vfpv4 | qemu-arm
+armhf               | arm-linux-gnueabihf-g++ -O2 | qemu-arm
+armhf-clang         | clang++ --target=arm-linux-gnueabihf -mfpu=neon -O2 | qemu-arm
+s390x               | s390x-linux-gnu-g++ -O2 | qemu-s390x
+s390x-O3            | s390x-linux-gnu-g++ -O3 -march=z13 | qemu-s390x
+s390x-clang         | clang++ --target=s390x-linux-gnu -O2 | qemu-s390x
+x86_64-threads      | clang++ -O1 -g -fsanitize=thread
+'
+mapfile -t sources < <(find "$PWD"/src "$PWD"/tests/{digest,support}.cpp -name '*.cpp')
+
+run() { # NAME COMPILER EMULATOR
+    local folder=build/processors/$1 static=-static threads=0
+    [[ $2 != *=thread* ]] || { static='' && threads=4; } # what ThreadSanitizer needs
+    mkdir -p "$folder"
+    # shellcheck disable=SC2086 # words
+    (cd "$folder" && $2 -std=c++20 -I"$OLDPWD"/include -I"$OLDPWD"/src \
+        -DOXEL_TESTS_DIR='""' -c "${sources[@]}")
+    # A program linked for unsafe maths would take subnormal numbers for 0.
+    # shellcheck disable=SC2086
+    $2 -fno-unsafe-math-optimizations $static -pthread "$folder"/*.o -o "$folder/digest"
+    # shellcheck disable=SC2086
+    $3 "$folder/digest" tests/digest.txt $threads | sed "s/^/$1, /"
+}
+
+wanted=" $* "
+while IFS='|' read -r name compiler emulator; do
+    read -r name <<<"$name"
+    [ -z "$name" ] || { [ $# -gt 0 ] && [[ $wanted != *" $name "* ]]; } ||
+        run "$name" "$compiler" "$emulator"
+done <<<"$targets"

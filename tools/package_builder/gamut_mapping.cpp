@@ -1,0 +1,169 @@
+#include "package_builder/gamut_mapping.h"
+
+#include "package_builder/cells.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace oxel::tools {
+
+namespace {
+
+constexpr IntentRule rules[] = {
+    {true, 1, 1, 1.5},
+    {true, 0.5, 1, 1.5},
+    {false, 1, 1, 1},
+};
+
+/// Below this OKLab lightness, colours go over to the black ink alone, whatever its cast, so that
+/// black is as black as it can be.
+constexpr double ink_lightness = 0.12;
+
+/// As far from neutral, in OKLab, as a grey may be; less than one CIEDE2000.
+constexpr double neutral_tolerance = 0.003;
+
+Vector3 divide(const Vector3 &a, const Vector3 &b) {
+    return {a[0] / b[0], a[1] / b[1], a[2] / b[2]};
+}
+
+Vector3 multiply(const Vector3 &a, const Vector3 &b) {
+    return {a[0] * b[0], a[1] * b[1], a[2] * b[2]};
+}
+
+double chroma(const Vector3 &oklab) {
+    return std::sqrt(oklab[1] * oklab[1] + oklab[2] * oklab[2]);
+}
+
+} // namespace
+
+const std::vector<std::string> &intent_names() {
+    static const std::vector<std::string> names = {"perceptual", "vivid", "absolute"};
+    return names;
+}
+
+GamutMapping::GamutMapping(const Characterisation &panel, Intent intent)
+    : panel_(panel), rule_(rules[static_cast<std::size_t>(intent)]), white_{1, 1, 1} {
+    // A white as dark as this is none to be relative to.
+    const Vector3 paper = panel.lights()[panel.white()];
+    if (rule_.relative_to_paper && *std::min_element(paper.begin(), paper.end()) > 0.01)
+        white_ = paper;
+    for (const Vector3 &light : panel.corner_lights()) {
+        corners_.push_back(divide(light, white_));
+        largest_chroma_ = std::max(largest_chroma_, chroma(oklab_from_light(corners_.back())));
+    }
+    black_lightness_ = std::min(darkest_neutral(), 0.99);
+}
+
+/// The lightness of the darkest mixture that has no cast, or of the black ink if that cannot be
+/// balanced or the balance would lift it much.
+double GamutMapping::darkest_neutral() const {
+    const double ink = oklab_from_light(divide(panel_.lights()[panel_.black()], white_))[0];
+    const auto neutral_at = [&](double lightness) {
+        const Vector3 grey = {lightness, 0, 0};
+        const Vector3 nearest = oklab_from_light(clip(grey, light_from_oklab(grey)));
+        return squared_distance(nearest, grey) < neutral_tolerance * neutral_tolerance;
+    };
+    constexpr double lift = 0.08;
+    if (panel_.dimension() < 3 || !neutral_at(ink + lift))
+        return ink;
+    double low = ink;
+    double high = ink + lift;
+    for (int i = 0; i < 20; ++i) {
+        const double middle = (low + high) / 2;
+        (neutral_at(middle) ? high : low) = middle;
+    }
+    return high;
+}
+
+Vector3 GamutMapping::from_paper(const Vector3 &relative) const {
+    return multiply(relative, white_);
+}
+
+Vector3 GamutMapping::compress(const Vector3 &oklab) const {
+    constexpr int toe = 5;
+    constexpr double knee_end = 1.6; // in largest chromas; the knee starts at the largest
+    const double black = power(black_lightness_, toe);
+    const double lightness = root(toe, black + (1 - black) * power(oklab[0], toe));
+    double scale = 1;
+    if (const double c = chroma(oklab); c > largest_chroma_) {
+        const double room = (knee_end - 1) * largest_chroma_;
+        const double excess = (c - largest_chroma_) / (room + 1e-9);
+        scale = (largest_chroma_ + room * excess / (1 + excess)) / c;
+    }
+    return {lightness, scale * oklab[1], scale * oklab[2]};
+}
+
+/// Gauss and Newton's method: the nearest mixture in a space that OKLab is flattened to at the
+/// place found last.
+Vector3 GamutMapping::clip(const Vector3 &target, Vector3 near) const {
+    const double c = chroma(target);
+    const double along = c > 0 ? target[1] / c : 1;
+    const double across = c > 0 ? target[2] / c : 0;
+    const Matrix3 weigh = {{{rule_.lightness_weight, 0, 0},
+                            {0, rule_.chroma_weight * along, rule_.chroma_weight * across},
+                            {0, -rule_.hue_weight * across, rule_.hue_weight * along}}};
+    const auto miss_at = [&](const Vector3 &place) {
+        return weigh * (oklab_from_light(place) - target);
+    };
+    std::vector<Vector3> flattened(corners_.size());
+    for (double &channel : near)
+        channel = std::max(channel, 0.0);
+    Vector3 miss = miss_at(near);
+    for (int round = 0; round < 12; ++round) {
+        const Matrix3 slopes = weigh * oklab_slopes(near);
+        const Vector3 origin = miss - slopes * near;
+        for (std::size_t i = 0; i < corners_.size(); ++i)
+            flattened[i] = origin + slopes * corners_[i];
+        Vector3 next = nearest_mixture(flattened, {0, 0, 0}).of(corners_);
+        Vector3 next_miss = miss_at(next);
+        const auto worse = [&] {
+            return round > 0 && dot(next_miss, next_miss) > dot(miss, miss); // the start is any
+        };
+        for (int halvings = 0; worse() && halvings < 5; ++halvings) {
+            next = 0.5 * (next + near);
+            next_miss = miss_at(next);
+        }
+        if (worse()) // only rounding is left
+            break;
+        const double moved = squared_distance(next, near);
+        near = next;
+        miss = next_miss;
+        if (moved < 1e-8)
+            break;
+    }
+    return near;
+}
+
+Vector3 GamutMapping::map(const Vector3 &source, Vector3 &near) const {
+    const Vector3 oklab = oklab_from_light(source);
+    const Vector3 target = rule_.relative_to_paper ? compress(oklab) : oklab;
+    const Vector3 light = from_paper(rule_.relative_to_paper ? light_from_oklab(target) : source);
+    if (panel_.holds(light)) {
+        near = divide(light, white_);
+        return light;
+    }
+    near = clip(target, near);
+    const Vector3 ink = panel_.lights()[panel_.black()];
+    const double rest = rule_.relative_to_paper ? std::min(1.0, oklab[0] / ink_lightness) : 1;
+    return ink + rest * (from_paper(near) - ink);
+}
+
+std::vector<Vector3> GamutMapping::map_cells() const {
+    std::array<double, cell_steps> channel_light{};
+    for (std::size_t step = 0; step < cell_steps; ++step) {
+        // Relative to paper, the outermost cells are exactly black and white.
+        const double byte = rule_.relative_to_paper ? 255.0 * double(step) / 63 : middle_byte(step);
+        channel_light[step] = light_from_srgb({byte, byte, byte})[0];
+    }
+    std::vector<Vector3> lights;
+    lights.reserve(package_cells);
+    Vector3 near = start();
+    for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
+        lights.push_back(
+            map({channel_light[red], channel_light[green], channel_light[blue]}, near));
+    });
+    return lights;
+}
+
+} // namespace oxel::tools
