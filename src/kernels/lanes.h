@@ -15,6 +15,7 @@
 //
 // The unnamed namespace gives every instruction set a copy of its own of all this, so that the
 // linker cannot put the code for one in the place of another's.
+
 // A step of the diffusion keeps all that it has in hand in registers, so it must be one function.
 #define OXEL_INLINE [[gnu::always_inline]] inline
 #define OXEL_UNROLL _Pragma("GCC unroll 8")
@@ -215,6 +216,7 @@ OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables
     constexpr Words<Target> least{}, most = Words<Target>{} + std::int16_t{255};
     value = value > least ? value : least;
     value = value < most ? value : most;
+    // Six bits of R, G and B from bits 0, 16 and 32 on; in the cell's number from 12, 6 and 0 on.
     const Quads<Target> channels = (Quads<Target>)(value >> 2);
     const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
     return value -
