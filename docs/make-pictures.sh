@@ -7,21 +7,25 @@ scripts/install-packages.sh libvips-tools
 folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
-# The README's: the whole scene and a detail, each beside its rendering in the panel's measured
-# colours. The rendering is reduced in linear light, as an eye at some distance mixes its pixels.
-vips thumbnail examples/scene.svg "$folder/whole.v" 390
-vips thumbnail demo-output/preview.png "$folder/whole_rendered.v" 390 --linear
+# The README's: the whole scene, beside its rendering in the panel's measured colours and in pure
+# ones, and a detail of the first two. Renderings are reduced in linear light, as an eye at some
+# distance mixes their pixels.
+vips thumbnail examples/scene.svg "$folder/whole.v" 257
+vips thumbnail demo-output/preview.png "$folder/whole_measured.v" 257 --linear
+vips thumbnail demo-output/nominal.png "$folder/whole_pure.v" 257 --linear
 vips thumbnail examples/scene.svg "$folder/original.v" 1600
 vips crop "$folder/original.v" "$folder/detail.v" 384 708 390 230
-vips crop demo-output/preview.png "$folder/detail_rendered.v" 384 708 390 230
+vips crop demo-output/preview.png "$folder/detail_measured.v" 384 708 390 230
 
 # Libvips' drawings have a fourth band, of opacity.
 for drawing in whole detail; do
-    vips extract_band "$folder/$drawing.v" "$folder/left.v" 0 --n 3
-    vips arrayjoin "$folder/left.v $folder/${drawing}_rendered.v" "$folder/$drawing-pair.v" \
-        --across 2 --shim 8 --background 255
+    vips extract_band "$folder/$drawing.v" "$folder/${drawing}_opaque.v" 0 --n 3
 done
-vips join "$folder/whole-pair.v" "$folder/detail-pair.v" \
+vips arrayjoin "$folder/whole_opaque.v $folder/whole_measured.v $folder/whole_pure.v" \
+    "$folder/wholes.v" --across 3 --shim 8 --background 255
+vips arrayjoin "$folder/detail_opaque.v $folder/detail_measured.v" "$folder/details.v" \
+    --across 2 --shim 8 --background 255
+vips join "$folder/wholes.v" "$folder/details.v" \
     "docs/pictures/scene.png[compression=9,filter=all,strip]" vertical \
     --shim 8 --background 255 --expand
 
