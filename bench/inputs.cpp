@@ -44,7 +44,9 @@ void read_ppm(const std::string &path, Scene &scene) {
         fail(path + ": not a binary PPM of 8 bits");
     scene.width = numbers[0];
     scene.height = numbers[1];
-    if (numbers[0] * std::size_t{3} * static_cast<std::size_t>(numbers[1]) + i != file.size())
+    const std::size_t pixels =
+        static_cast<std::size_t>(numbers[0]) * static_cast<std::size_t>(numbers[1]);
+    if (pixels == 0 || file.size() - i != 3 * pixels)
         fail(path + ": not as long as its header says");
     scene.pixels.assign(file.begin() + static_cast<std::ptrdiff_t>(i), file.end());
     const std::size_t start = path.find_last_of('/') + 1;
