@@ -119,9 +119,8 @@ Bytes draw_scene(ImageSize size) {
     return with_vips("the built-in scene", [&] {
         using vips::VImage;
         const auto open = [](double scale) {
-            return VImage::svgload_buffer(
-                vips_blob_new(nullptr, built_in_scene.data(), built_in_scene.size()),
-                VImage::option()->set("scale", scale));
+            return VImage::new_from_buffer(built_in_scene.data(), built_in_scene.size(), "",
+                                           VImage::option()->set("scale", scale));
         };
         const VImage small = open(1);
         const double scale =
