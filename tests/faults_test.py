@@ -45,7 +45,7 @@ class Faults(unittest.TestCase):
     def test_outputs_that_cannot_be_written(self):
         limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (1000, 1000))
         self.refused("photo.png --panel p.lut -o frame", "frame", preexec_fn=limit)
-        self.refused("photo.png --panel p.lut -o /sys/frame", "/sys/frame")
+        self.refused("photo.png --panel p.lut -o /proc/self/frame", "/proc/self/frame")
         self.refused("photo.png --panel p.lut -o none/frame", "none/frame")
         with open("/dev/full", "w") as full:
             done = subprocess.run([COMMAND, "panels"], stdout=full, stderr=subprocess.PIPE)
