@@ -1,7 +1,18 @@
 # Debian packages by "cpack -G DEB", one for each component that is built. Configure with
-# -DCMAKE_INSTALL_PREFIX=/usr, so that the libraries go where Debian has them.
+# -DCMAKE_INSTALL_PREFIX=/usr, so that the libraries go where Debian has them. Their maintainer is
+# whom DEBFULLNAME and DEBEMAIL name, as for Debian's own tools.
 set(CPACK_PACKAGE_VENDOR "Oxel")
-set(CPACK_PACKAGE_CONTACT "Oxel developers <oxel@localhost>")
+set(maintainer "Oxel developers")
+set(address oxel@localhost)
+if(DEFINED ENV{DEBFULLNAME})
+  set(maintainer $ENV{DEBFULLNAME})
+endif()
+if(DEFINED ENV{DEBEMAIL})
+  set(address $ENV{DEBEMAIL})
+endif()
+set(CPACK_PACKAGE_CONTACT "${maintainer} <${address}>")
+set(CPACK_PRE_BUILD_SCRIPTS ${CMAKE_CURRENT_LIST_DIR}/debian_documents.cmake)
+set(CPACK_OXEL_COPYRIGHT ${CMAKE_CURRENT_LIST_DIR}/copyright)
 set(CPACK_PACKAGING_INSTALL_PREFIX ${CMAKE_INSTALL_PREFIX})
 set(CPACK_VERBATIM_VARIABLES ON)
 set(CPACK_STRIP_FILES ON)
