@@ -132,31 +132,30 @@ class Diffusion {
             shares_[weight][place + kernel.reach * pixels_.size()] = share<kernel>(error, weight);
     }
 
-    /// What a place of a row of the kernel gets from the pixels scanned.
+    /// What the pixels just scanned hand to a place that many rows below.
     template <int direction, int row>
     Words shares(std::size_t place) const {
         return [&]<int... column>(std::integer_sequence<int, column...>) {
-            return (share_from<kernel.weights[row][column], direction *(kernel.centre - column)>(
-                        place) +
-                    ...);
+            return (share_of<direction, row, column>(place) + ...);
         }
         (std::make_integer_sequence<int, DiffusionKernel::columns>());
     }
 
-    template <int weight, int distance>
-    Words share_from(std::size_t place) const {
+    template <int direction, int row, int column>
+    Words share_of(std::size_t place) const {
+        constexpr int weight = kernel.weights[row][column];
+        constexpr int giver = kernel.reach + direction * (kernel.centre - column);
         if constexpr (weight == 0)
             return Words{};
         else
-            return shares_[weight][place + std::size_t(kernel.reach + distance) * pixels_.size()];
+            return shares_[weight][place + std::size_t(giver) * pixels_.size()];
     }
 
     const Tables &tables_;
     const std::vector<Quads> &pixels_;
     std::size_t width_;
-    std::vector<Words> received_[2]; // by the row about to be scanned and the next one
-    std::vector<Words>
-        shares_[most_weight + 1]; // of the row last scanned, by weight; its sides are 0
+    std::vector<Words> received_[2];             // by the next row to be scanned and the one below
+    std::vector<Words> shares_[most_weight + 1]; // of the last row, by weight; 0 at its sides
 };
 
 using Counts = std::vector<std::array<std::uint32_t, 256>>; // by patch and palette index
