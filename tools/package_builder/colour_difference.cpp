@@ -1,5 +1,6 @@
 #include "package_builder/colour_difference.h"
 
+#include <algorithm>
 #include <cmath>
 #include <numbers>
 
@@ -55,6 +56,16 @@ double ciede2000(const Vector3 &lab, const Vector3 &other) {
         -2 * chroma_onset(c) * std::sin(60 * std::exp(-square((h - 275) / 25)) * degree);
     return std::sqrt(square(lightness) + square(chroma) + square(hue_term) +
                      rotation * chroma * hue_term);
+}
+
+double cie94(const Vector3 &lab, const Vector3 &other) {
+    const double c1 = std::sqrt(square(lab[1]) + square(lab[2]));
+    const double c2 = std::sqrt(square(other[1]) + square(other[2]));
+    const double c = std::sqrt(c1 * c2);
+    const double squared_hue_term =
+        square(lab[1] - other[1]) + square(lab[2] - other[2]) - square(c1 - c2);
+    return std::sqrt(square(lab[0] - other[0]) + square((c1 - c2) / (1 + 0.045 * c)) +
+                     std::max(0.0, squared_hue_term) / square(1 + 0.015 * c));
 }
 
 } // namespace oxel::tools

@@ -10,6 +10,10 @@ namespace oxel::tools {
 /// in the last bits, so no table depends on it.
 double ciede2000(const Vector3 &lab, const Vector3 &other);
 
+/// CIE94 with the weights of graphic arts (CIE publication 116, 1995), by the geometric mean of the
+/// chromas. It uses only operations that IEEE 754 rounds exactly, so tables may depend on it.
+double cie94(const Vector3 &lab, const Vector3 &other);
+
 } // namespace oxel::tools
 
 #endif

@@ -1,20 +1,12 @@
 #ifndef OXEL_TOOLS_COMPENSATION_H
 #define OXEL_TOOLS_COMPENSATION_H
 
-#include "package_builder/patch_simulation.h"
+#include "package_builder/patch_solver.h"
 
 #include <functional>
 #include <vector>
 
 namespace oxel::tools {
-
-/// How much each diffusion counts; the sum is 1. Plain and serpentine order make the same flat
-/// patches.
-struct DiffusionWeights {
-    double floyd;
-    double jjn;
-    double stucki;
-};
 
 /// The fourth stage. A diffusion keeps the mean of the bytes that it is given, roughly, but dots
 /// average in light; and the roundings of its shares make light and dark of their own. So a
@@ -25,11 +17,10 @@ struct DiffusionWeights {
 /// palette colour itself get bytes that every diffusion renders in that colour alone.
 ///
 /// Returns 3 bytes a target. `progress` is called with a share of the work from 0 to 1.
-std::vector<std::uint8_t> compensate(const Characterisation &panel,
-                                     const std::vector<Vector3> &targets,
-                                     const PatchSimulation &simulation,
-                                     const DiffusionWeights &weights,
-                                     const std::function<void(double)> &progress);
+std::vector<std::uint8_t>
+compensate(const Characterisation &panel, const std::vector<Vector3> &targets,
+           const PatchSimulation &simulation, const DiffusionWeights &weights,
+           const DiffusionWeights &grey_weights, const std::function<void(double)> &progress);
 
 } // namespace oxel::tools
 

@@ -1,6 +1,7 @@
 #include "package_builder/package_builder.h"
 
 #include "package_builder/compensation.h"
+#include "package_builder/kernel_agreement.h"
 #include "package_builder/package_file.h"
 #include "package_builder/quantisation.h"
 
@@ -10,13 +11,18 @@ namespace oxel::tools {
 
 namespace {
 
-/// Each at the place of its Tuning. No table serves all: errors that the wide kernels round away
-/// are up to seven bytes of light tones that Floyd and Steinberg's keeps.
-constexpr DiffusionWeights diffusion_weights[] = {
-    {0.75, 0.125, 0.125},
-    {1, 0, 0},
-    {0, 1, 0},
-    {0, 0, 1},
+struct TuningWeights {
+    DiffusionWeights colours;
+    DiffusionWeights greys;
+};
+
+/// Each at the place of its Tuning. Of all, a rendering's default diffusion counts most, and more
+/// yet for greys, whose casts strike the eye first.
+constexpr TuningWeights tuning_weights[] = {
+    {{0.62, 0.19, 0.19}, {0.8, 0.1, 0.1}},
+    {{1, 0, 0}, {1, 0, 0}},
+    {{0, 1, 0}, {0, 1, 0}},
+    {{0, 0, 1}, {0, 0, 1}},
 };
 
 } // namespace
@@ -34,15 +40,21 @@ std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours) {
 }
 
 BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options) {
+    const TuningWeights &weights = tuning_weights[static_cast<std::size_t>(options.tuning)];
     BuiltTables tables;
     options.progress(0);
     tables.targets = GamutMapping(panel, options.intent).map_cells();
-    options.progress(0.3);
-    tables.quantisation = quantisation_table(panel);
-    options.progress(0.4);
+    options.progress(0.2);
+    const Quantiser quantiser(panel);
+    std::vector<Vector3> sites = quantiser.own_sites();
+    if (options.tuning == Tuning::all)
+        sites = agreeing_sites(panel, quantiser,
+                               [&](double share) { options.progress(0.2 + 0.3 * share); });
+    options.progress(0.5);
+    tables.quantisation = quantiser.table(sites);
     tables.gamut = compensate(panel, tables.targets, PatchSimulation(panel, tables.quantisation),
-                              diffusion_weights[static_cast<std::size_t>(options.tuning)],
-                              [&](double share) { options.progress(0.4 + 0.6 * share); });
+                              weights.colours, weights.greys,
+                              [&](double share) { options.progress(0.5 + 0.5 * share); });
     return tables;
 }
 

@@ -21,7 +21,7 @@ std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours);
 
 /// For which diffusions a package's colours are right.
 enum class Tuning {
-    all, // a compromise, nearest to Floyd and Steinberg's, the default of a rendering
+    all, // a compromise, leaning to Floyd and Steinberg's, the default of a rendering
     floyd,
     jjn,
     stucki,

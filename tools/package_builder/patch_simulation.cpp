@@ -158,19 +158,27 @@ class Diffusion {
     std::vector<Words> shares_[most_weight + 1]; // of the last row, by weight; 0 at its sides
 };
 
-using Counts = std::vector<std::array<std::uint32_t, 256>>; // by patch and palette index
+/// By patch, block and palette index.
+using Counts = std::vector<std::uint32_t>;
 
 template <const DiffusionKernel &kernel>
 Counts simulate(const Tables &tables, const std::vector<Quads> &pixels, bool serpentine,
-                PatchSimulation::Area area) {
-    Counts counts(patches_a_pair * pixels.size());
+                PatchSimulation::Area area, std::size_t colours) {
+    const std::size_t blocks = std::size_t(area.blocks);
+    const std::size_t block_size = std::size_t(area.size - 2 * area.border) / blocks;
+    Counts counts(patches_a_pair * pixels.size() * blocks * blocks * colours);
     const auto inside = [&](int i) { return i >= area.border && i < area.size - area.border; };
     Diffusion<kernel> diffusion(tables, pixels, area.size);
     for (int y = 0; y < area.size - area.border; ++y) {
         const auto count = [&](std::size_t x, std::size_t pair, const Indices &indices) {
-            if (inside(int(x)) && inside(y))
-                for (std::size_t i = 0; i < indices.size(); ++i)
-                    ++counts[patches_a_pair * pair + i][indices[i]];
+            if (!inside(int(x)) || !inside(y))
+                return;
+            const std::size_t row = std::size_t(y - area.border) / block_size;
+            const std::size_t column = (x - std::size_t(area.border)) / block_size;
+            for (std::size_t i = 0; i < indices.size(); ++i) {
+                const std::size_t patch = patches_a_pair * pair + i;
+                ++counts[((patch * blocks + row) * blocks + column) * colours + indices[i]];
+            }
         };
         if (serpentine && y % 2 != 0)
             diffusion.template scan<-1>(count);
@@ -182,27 +190,47 @@ Counts simulate(const Tables &tables, const std::vector<Quads> &pixels, bool ser
 
 } // namespace
 
+Vector3 mean(std::span<const Vector3> vectors) {
+    Vector3 sum{};
+    for (const Vector3 &vector : vectors)
+        sum = sum + vector;
+    return 1 / double(vectors.size()) * sum;
+}
+
 PatchSimulation::PatchSimulation(const Characterisation &panel,
                                  std::span<const std::uint8_t> quantisation)
     : quantisation_(quantisation), lights_(panel.lights()) {
     std::transform(panel.palette().begin(), panel.palette().end(), palette_.begin(), quad);
 }
 
-std::vector<Vector3> PatchSimulation::mean_light(int dithering_mode,
-                                                 std::span<const RgbBytes> bytes, Area area) const {
+std::vector<std::vector<Vector3>> PatchSimulation::block_lights(int dithering_mode,
+                                                                std::span<const RgbBytes> bytes,
+                                                                Area area) const {
     std::vector<Quads> pixels((bytes.size() + 1) / patches_a_pair);
     for (std::size_t i = 0; i < bytes.size(); ++i)
         pixels[i / patches_a_pair][i % patches_a_pair] = quad(bytes[i]);
     constexpr auto simulations =
         std::array{simulate<floyd_steinberg>, simulate<jarvis_judice_ninke>, simulate<stucki>};
     const Counts counts = simulations[std::size_t(dithering_mode / 2)](
-        {quantisation_.data(), palette_.data()}, pixels, dithering_mode % 2 != 0, area);
-    std::vector<Vector3> lights(bytes.size());
-    const double pixel_count = double(area.size - 2 * area.border) * (area.size - 2 * area.border);
-    for (std::size_t i = 0; i < bytes.size(); ++i)
-        for (std::size_t index = 0; index < lights_.size(); ++index)
-            if (const std::uint32_t count = counts[i][index])
-                lights[i] = lights[i] + (double(count) / pixel_count) * lights_[index];
+        {quantisation_.data(), palette_.data()}, pixels, dithering_mode % 2 != 0, area,
+        lights_.size());
+    const std::size_t blocks = std::size_t(area.blocks * area.blocks);
+    const double block_side = double(area.size - 2 * area.border) / area.blocks;
+    std::vector<std::vector<Vector3>> patches(bytes.size(), std::vector<Vector3>(blocks));
+    auto count = counts.begin();
+    for (std::vector<Vector3> &patch : patches)
+        for (Vector3 &block : patch)
+            for (const Vector3 &light : lights_)
+                if (const std::uint32_t pixel_count = *count++)
+                    block = block + (double(pixel_count) / (block_side * block_side)) * light;
+    return patches;
+}
+
+std::vector<Vector3> PatchSimulation::mean_light(int dithering_mode,
+                                                 std::span<const RgbBytes> bytes, Area area) const {
+    std::vector<Vector3> lights;
+    for (const std::vector<Vector3> &blocks : block_lights(dithering_mode, bytes, area))
+        lights.push_back(mean(blocks));
     return lights;
 }
 

@@ -10,6 +10,8 @@
 
 namespace oxel::tools {
 
+Vector3 mean(std::span<const Vector3> vectors);
+
 /// Diffuses flat patches as the library does (its kernels, its arithmetic), but with tables of its
 /// own, since the library can adopt only one package at a time, and with many patches side by side.
 class PatchSimulation {
@@ -17,15 +19,20 @@ class PatchSimulation {
     static constexpr std::size_t lanes = 16; // patches at a time
 
     struct Area {
-        int size;   // pixels each way
-        int border; // pixels at each side that are left out of the mean
+        int size;       // pixels each way
+        int border;     // pixels at each side that are left out of the mean
+        int blocks = 1; // each way, that the rest is divided into
     };
 
     /// `quantisation` is a package's table of palette indices; it must outlive the simulation.
     PatchSimulation(const Characterisation &panel, std::span<const std::uint8_t> quantisation);
 
-    /// The mean light of patches whose pixels the gamut table has mapped to `bytes`, 1 to `lanes`
-    /// of them. `dithering_mode` is an enum Oxel_dithering_mode.
+    /// The mean light of each block, row by row, of patches whose pixels the gamut table has mapped
+    /// to `bytes`, 1 to `lanes` of them. `dithering_mode` is an enum Oxel_dithering_mode.
+    std::vector<std::vector<Vector3>>
+    block_lights(int dithering_mode, std::span<const RgbBytes> bytes, Area area) const;
+
+    /// The mean of all blocks.
     std::vector<Vector3> mean_light(int dithering_mode, std::span<const RgbBytes> bytes,
                                     Area area) const;
 

@@ -5,6 +5,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <map>
 
 namespace oxel::tools {
 
@@ -44,79 +45,70 @@ std::vector<ByteTriangle> byte_triangles(const Characterisation &panel) {
     return triangles;
 }
 
-class Quantiser {
-  public:
-    explicit Quantiser(const Characterisation &panel)
-        : panel_(panel), triangles_(byte_triangles(panel)) {
-        for (const Vector3 &light : panel.lights())
-            palette_.push_back(weighted_lab(light));
+/// The palette indices that the place of a surface nearest to a colour is mixed of: one, two or
+/// three; none if it is not nearer than `limit`.
+std::vector<std::size_t> nearest_on_surface(const std::vector<ByteTriangle> &triangles,
+                                            const Vector3 &srgb, double limit) {
+    std::vector<std::size_t> indices;
+    double least = limit * limit;
+    for (const ByteTriangle &triangle : triangles) {
+        const double height = dot(triangle.normal, srgb - triangle.corners[0]);
+        if (height * height >= least) // its plane is further away already
+            continue;
+        const Mixture mixture = nearest_mixture(triangle.corners, srgb);
+        const double d = squared_distance(mixture.of(triangle.corners), srgb);
+        if (d >= least)
+            continue;
+        least = d;
+        indices.clear();
+        for (std::size_t i = 0; i < mixture.count; ++i)
+            indices.push_back(triangle.indices[mixture.points[i]]);
     }
-
-    std::uint8_t index(const Vector3 &srgb, const Vector3 &light) const {
-        const Vector3 place = weighted_lab(light);
-        const double thickness =
-            panel_.holds(light) ? surface_thickness : std::numeric_limits<double>::infinity();
-        Choice choice;
-        if (const Mixture surface = nearest_on_surface(srgb, thickness); surface.count > 0)
-            for (std::size_t i = 0; i < surface.count; ++i)
-                consider(surface.points[i], place, choice);
-        else
-            for (std::size_t index = 0; index < palette_.size(); ++index)
-                consider(index, place, choice);
-        return choice.index;
-    }
-
-  private:
-    struct Choice {
-        std::uint8_t index = 0;
-        double distance = std::numeric_limits<double>::infinity();
-    };
-
-    void consider(std::size_t index, const Vector3 &place, Choice &choice) const {
-        if (const double d = squared_distance(palette_[index], place); d < choice.distance)
-            choice = {static_cast<std::uint8_t>(index), d};
-    }
-
-    /// The mixture of palette indices nearest to a colour on the surface, of one, two or three
-    /// colours; of none if it is not nearer than `limit`.
-    Mixture nearest_on_surface(const Vector3 &srgb, double limit) const {
-        Mixture nearest;
-        double least = limit * limit;
-        for (const ByteTriangle &triangle : triangles_) {
-            const double height = dot(triangle.normal, srgb - triangle.corners[0]);
-            if (height * height >= least) // its plane is further away already
-                continue;
-            Mixture mixture = nearest_mixture(triangle.corners, srgb);
-            const double d = squared_distance(mixture.of(triangle.corners), srgb);
-            if (d >= least)
-                continue;
-            least = d;
-            for (std::size_t i = 0; i < mixture.count; ++i)
-                mixture.points[i] = triangle.indices[mixture.points[i]];
-            nearest = mixture;
-        }
-        return nearest;
-    }
-
-    const Characterisation &panel_;
-    std::vector<ByteTriangle> triangles_;
-    std::vector<Vector3> palette_;
-};
+    return indices;
+}
 
 } // namespace
 
-std::vector<std::uint8_t> quantisation_table(const Characterisation &panel) {
+Quantiser::Quantiser(const Characterisation &panel) {
+    std::vector<std::size_t> all;
+    for (const Vector3 &light : panel.lights()) {
+        all.push_back(own_sites_.size());
+        own_sites_.push_back(weighted_lab(light));
+    }
+    choices_.push_back(all);
+    std::map<std::vector<std::size_t>, std::size_t> known = {{{}, 0}}; // inside, any will do
+    const std::vector<ByteTriangle> triangles = byte_triangles(panel);
     std::array<double, cell_steps> channel_light{};
     for (std::size_t step = 0; step < cell_steps; ++step)
         channel_light[step] = light_from_srgb({middle_byte(step), 0, 0})[0];
-    const Quantiser quantiser(panel);
-    std::vector<std::uint8_t> table;
-    table.reserve(package_cells);
+    cells_.reserve(package_cells);
     for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
-        table.push_back(
-            quantiser.index({middle_byte(red), middle_byte(green), middle_byte(blue)},
-                            {channel_light[red], channel_light[green], channel_light[blue]}));
+        const Vector3 light = {channel_light[red], channel_light[green], channel_light[blue]};
+        const double thickness =
+            panel.holds(light) ? surface_thickness : std::numeric_limits<double>::infinity();
+        const std::vector<std::size_t> surface = nearest_on_surface(
+            triangles, {middle_byte(red), middle_byte(green), middle_byte(blue)}, thickness);
+        const auto [choice, is_new] = known.try_emplace(surface, choices_.size());
+        if (is_new)
+            choices_.push_back(surface);
+        cells_.push_back({weighted_lab(light), choice->second});
     });
+}
+
+std::vector<std::uint8_t> Quantiser::table(const std::vector<Vector3> &sites) const {
+    std::vector<std::uint8_t> table;
+    table.reserve(cells_.size());
+    for (const Cell &cell : cells_) {
+        const std::vector<std::size_t> &choice = choices_[cell.choice];
+        std::size_t nearest = choice.front();
+        double least = std::numeric_limits<double>::infinity();
+        for (std::size_t i = 0; i < choice.size() && choice.size() > 1; ++i)
+            if (const double d = squared_distance(sites[choice[i]], cell.place); d < least) {
+                least = d;
+                nearest = choice[i];
+            }
+        table.push_back(static_cast<std::uint8_t>(nearest));
+    }
     return table;
 }
 

@@ -8,15 +8,35 @@
 
 namespace oxel::tools {
 
-/// The third stage: the palette index that each cell takes, in the order of a package's tables.
+/// The third stage: the palette index that each cell takes.
 ///
-/// It is the nearest to the cell's middle in CIE L*a*b*, where lightness counts most, as in minimal
-/// brightness variation (Shaked, Arad, Fitzhugh and Sobel, "Color diffusion: error-diffusion for
-/// color halftones", 1996): that keeps grain low. On the gamut's surface and beyond, only those
-/// colours can be taken that the nearest place on the surface is mixed of. Else a diffusion that
-/// is asked for a colour of the surface balances its errors with other colours and misses it; to
-/// force it there the compensation would have to ask for colours far outside, whose errors smear.
-std::vector<std::uint8_t> quantisation_table(const Characterisation &panel);
+/// Each palette colour has a site in CIE L*a*b*, and a cell takes the colour of the site nearest to
+/// its middle. Lightness counts most, as in minimal brightness variation (Shaked, Arad, Fitzhugh
+/// and Sobel, "Color diffusion: error-diffusion for color halftones", 1996): that keeps grain low.
+/// On the gamut's surface and beyond, only those colours can be taken that the nearest place on the
+/// surface is mixed of. Else a diffusion that is asked for a colour of the surface balances its
+/// errors with other colours and misses it; to force it there the compensation would have to ask
+/// for colours far outside, whose errors smear.
+class Quantiser {
+  public:
+    explicit Quantiser(const Characterisation &panel);
+
+    /// The colours' own places, in a CIE L*a*b* whose axes are stretched by their weights.
+    const std::vector<Vector3> &own_sites() const { return own_sites_; }
+
+    /// In the order of a package's tables. `sites` has one site for each palette colour.
+    std::vector<std::uint8_t> table(const std::vector<Vector3> &sites) const;
+
+  private:
+    struct Cell {
+        Vector3 place;
+        std::size_t choice; // which of choices_
+    };
+
+    std::vector<Vector3> own_sites_;
+    std::vector<std::vector<std::size_t>> choices_; // sets of palette indices; the first has all
+    std::vector<Cell> cells_;
+};
 
 } // namespace oxel::tools
 

@@ -1,0 +1,69 @@
+#ifndef OXEL_TOOLS_PATCH_SOLVER_H
+#define OXEL_TOOLS_PATCH_SOLVER_H
+
+#include "package_builder/patch_simulation.h"
+
+#include <array>
+#include <vector>
+
+namespace oxel::tools {
+
+/// How much each diffusion counts; the sum is 1. Plain and serpentine order make the same flat
+/// patches.
+struct DiffusionWeights {
+    double floyd;
+    double jjn;
+    double stucki;
+};
+
+/// A colour to be shown, and a guess at what has to be given for it, both in sRGB bytes.
+struct PatchGoal {
+    Vector3 wanted;
+    Vector3 guess;
+};
+
+/// Adds what a Floyd-Steinberg diffusion loses of each channel, about, as it rounds every share of
+/// an error down. A palette colour with so much added is still rendered pure, by every diffusion,
+/// and swallows small errors that come in from the neighbourhood: with less, the errors of dark
+/// detail would grow into dots all over the white paper.
+Vector3 add_rounding_loss(const Vector3 &srgb);
+
+/// What has to be given for a flat patch to be shown in a colour.
+class PatchSolver {
+  public:
+    /// The panel and the simulation must outlive the solver.
+    PatchSolver(const Characterisation &panel, const PatchSimulation &simulation,
+                const DiffusionWeights &weights);
+
+    /// The reachable colour nearest to `srgb`. A colour on the surface has one mixture only, so
+    /// the mean of its bytes is known.
+    PatchGoal goal(const Vector3 &srgb) const;
+
+    /// The sRGB bytes, not rounded, whose patches come out in the colours wanted, by fixed-point
+    /// iteration; 1 to PatchSimulation::lanes of them.
+    std::vector<Vector3> solve(const std::vector<PatchGoal> &goals) const;
+
+    /// Bytes within one of `start` whose patches come nearest to a light, relative to `white`.
+    RgbBytes refine(const RgbBytes &start, const Vector3 &wanted, const Vector3 &white) const;
+
+  private:
+    struct WeightedMode {
+        int mode;
+        double weight;
+    };
+
+    /// Calls `f` with the place of each patch, its light in a mode, and the weight of the mode.
+    template <class F>
+    void for_each_mode(const std::vector<RgbBytes> &bytes, PatchSimulation::Area area, F f) const;
+
+    Vector3 confine(const Vector3 &given) const;
+
+    const Characterisation &panel_;
+    const PatchSimulation &simulation_;
+    std::array<WeightedMode, 3> modes_;
+    std::vector<Vector3> corner_bytes_;
+};
+
+} // namespace oxel::tools
+
+#endif
