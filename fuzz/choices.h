@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
+#include <vector>
 
 /// Takes decisions from the bytes of a fuzzer; zeros when they are used up.
 class Choices {
@@ -23,6 +24,12 @@ class Choices {
             number |= std::uint32_t{byte()} << shift;
         return number;
     }
+    std::vector<std::uint8_t> bytes(std::size_t count) {
+        std::vector<std::uint8_t> bytes(count);
+        for (auto &value : bytes)
+            value = byte();
+        return bytes;
+    }
     bool flag() { return byte() & 1; }
     /// Mostly near the values that mean something.
     std::uint32_t selector() {
@@ -31,7 +38,9 @@ class Choices {
     }
     std::int32_t dimension() {
         const std::uint8_t choice = byte();
-        return choice < 240 ? choice % 60 - 2 : static_cast<std::int32_t>(number());
+        return choice < 200   ? choice % 60 - 2
+               : choice < 240 ? 40 * (choice - 195) // wider than a segment
+                              : static_cast<std::int32_t>(number());
     }
 
     std::span<const std::uint8_t> rest;
