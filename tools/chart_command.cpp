@@ -16,7 +16,7 @@ namespace oxel::tools {
 
 namespace {
 
-constexpr const char *explanation = R"(
+constexpr const char *chart_explanation = R"(
 All charts go into FOLDER, which is made if it is missing, at the panel's size or at --size. Frames
 hold the timing controller's codes in the panel's driving layout, one byte a pixel.
 
@@ -186,7 +186,7 @@ void draw_rendered(const ChartOptions &options, const std::string &name, Bytes (
 CLI::App *add_chart(CLI::App &command, const std::string &name, const std::string &description,
                     ChartOptions &options) {
     CLI::App *chart = command.add_subcommand(name, description);
-    chart->footer(explanation);
+    chart->footer(chart_explanation);
     add_panel_option(*chart, options.panel);
     chart->add_option("-o", options.folder, "Where the charts go")
         ->option_text("FOLDER")

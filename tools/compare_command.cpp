@@ -11,7 +11,7 @@ using vips::VImage;
 
 namespace {
 
-const std::string explanation = picture_explanation + R"(
+const std::string compare_explanation = picture_explanation + R"(
 SHEET shows the picture as it goes into the renderer and its renderings with the six diffusions in
 the panel's measured colours, each under its name and pixel by pixel: look at it without scaling.
 
@@ -80,7 +80,7 @@ void add_compare_command(CLI::App &app) {
     const auto options = std::make_shared<CompareOptions>();
     CLI::App *command =
         app.add_subcommand("compare", "Show all diffusions side by side, to choose one");
-    command->footer(explanation);
+    command->footer(compare_explanation);
     command->add_option("PHOTO", options->photo, "The picture")->required();
     command->add_option("-o", options->sheet, "Where the sheet goes")
         ->option_text("SHEET.png")

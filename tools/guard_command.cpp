@@ -14,7 +14,7 @@ namespace oxel::tools {
 
 namespace {
 
-const std::string explanation = picture_explanation + R"(
+const std::string guard_explanation = picture_explanation + R"(
 Shows the power guard's measure of each diffusion, for the picture as it is (first) and moved down
 by one row (shifted): the sum, over successive line pairs and over the colours, of the squared
 change of each colour's share of the pair. With oxel render --guard THRESHOLD a measure below the
@@ -94,7 +94,7 @@ void add_guard_command(CLI::App &app) {
     const auto options = std::make_shared<GuardOptions>();
     CLI::App *command = app.add_subcommand(
         "guard", "Measure what the power guard of render looks at, to choose its threshold");
-    command->footer(explanation);
+    command->footer(guard_explanation);
     command->add_option("PHOTO", options->photo, "The picture")->required();
     command->add_option("-o", options->plot, "Where a plot goes")->option_text("PLOT");
     add_picture_options(*command, options->picture);

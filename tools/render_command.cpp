@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string explanation = picture_explanation + frame_explanation + R"(
+const std::string render_explanation = picture_explanation + frame_explanation + R"(
 The PNGs show the picture before the driving layout, in measured and in pure colours.
 
 --guard rejects a rendering whose mix of colours changes too strongly between line pairs: it passed,
@@ -111,7 +111,7 @@ void add_render_command(CLI::App &app) {
     const auto options = std::make_shared<RenderOptions>();
     RenderSettings &settings = options->settings;
     CLI::App *command = app.add_subcommand("render", "Render pictures for a panel");
-    command->footer(explanation);
+    command->footer(render_explanation);
     command->add_option("PHOTO", options->photos, "Pictures, folders of pictures, or - for a list")
         ->required();
     command->add_option("-o", options->frame, "Where the frame or the frames go")

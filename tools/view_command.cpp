@@ -11,7 +11,7 @@ namespace oxel::tools {
 
 namespace {
 
-const std::string explanation = frame_explanation + R"(
+const std::string view_explanation = frame_explanation + R"(
 PNG shows what a frame's file holds, in the panel's measured colours and with the driving layout
 undone. The options must be those that the frame was rendered with; the size is that of the picture
 and is the panel's unless --size gives another.
@@ -91,7 +91,7 @@ void run(const ViewOptions &options) {
 void add_view_command(CLI::App &app) {
     const auto options = std::make_shared<ViewOptions>();
     CLI::App *command = app.add_subcommand("view", "Turn a frame back into a picture");
-    command->footer(explanation);
+    command->footer(view_explanation);
     command->add_option("FRAME", options->frame, "The frame's file")->required();
     add_panel_option(*command, options->panel);
     command->add_option("-o", options->png, "Where the picture goes")
