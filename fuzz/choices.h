@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 /// Takes decisions from the bytes of a fuzzer; zeros when they are used up.
 class Choices {
@@ -23,12 +22,6 @@ class Choices {
         for (int shift = 8; shift < 32; shift += 8)
             number |= std::uint32_t{byte()} << shift;
         return number;
-    }
-    std::vector<std::uint8_t> bytes(std::size_t count) {
-        std::vector<std::uint8_t> bytes(count);
-        for (auto &value : bytes)
-            value = byte();
-        return bytes;
     }
     bool flag() { return byte() & 1; }
     /// Mostly near the values that mean something.

@@ -8,9 +8,6 @@
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
-#include <memory>
-#include <utility>
-#include <vector>
 #include <zlib.h>
 
 namespace {
@@ -102,97 +99,50 @@ void fuzz_calls(Choices choices) {
     call_any(choices);
 }
 
-namespace {
-
-constexpr std::uint32_t whole = 28 + 64 + 3 * cell_count + 4;
-
-/// The last bytes of a package whose tables lie in one another, so that it is as short as can be.
-/// Patches carry its CRC over rather than read it all again, and end with the object.
-class Package {
-  public:
-    explicit Package(std::uint32_t length) : size(length), bytes(prepared().get() + whole - size) {
-        static const auto crc_of_all = crc32(0, prepared().get(), whole - 4);
-        const auto before = whole - size;
-        crc = size < before
-                  ? crc32(0, bytes, size - 4)
-                  : crc_of_all ^ crc32_combine(crc32(0, prepared().get(), before), 0, size - 4);
-    }
-    Package(const Package &) = delete;
-    ~Package() {
-        for (; !patches_.empty(); patches_.pop_back())
-            std::ranges::copy(patches_.back().second, bytes + patches_.back().first);
-    }
-    void patch(std::uint32_t position, const Bytes &content) {
-        const auto count = static_cast<unsigned>(content.size());
-        std::uint8_t *const place = bytes + position;
-        const auto change = crc32(0, place, count) ^ crc32(0, content.data(), count);
-        crc ^= crc32_combine(change, 0, size - 4 - position - count);
-        patches_.emplace_back(position, Bytes(place, place + count));
-        std::ranges::copy(content, place);
-    }
-
-    const std::uint32_t size;
-    std::uint8_t *const bytes;
-    unsigned long crc;
-
-  private:
-    static const GuardedBytes &prepared() {
-        static const GuardedBytes all = [] {
-            Random random(6);
-            Bytes content = random_bytes(random, whole - cell_count);
-            const Bytes indices = random_bytes(random, cell_count, 5);
-            content.insert(content.end() - 4, indices.begin(), indices.end());
-            return GuardedBytes(content);
-        }();
-        return all;
-    }
-    std::vector<std::pair<std::uint32_t, Bytes>> patches_;
-};
-
-} // namespace
-
 void fuzz_package(Choices choices) {
-    static const Bytes nothing = [] { // in force where an init fails
-        Bytes package(32);
-        put_u32(package, 6, 32);
-        put_crc(package);
-        return package;
+    // Its tables lie in one another, so that it is as short as it can be.
+    static const Bytes prepared = [] {
+        Random random(6);
+        Bytes bytes = random_bytes(random, 28 + 64 + 2 * cell_count);
+        const Bytes indices = random_bytes(random, cell_count + 4, 5);
+        bytes.insert(bytes.end(), indices.begin(), indices.end());
+        return bytes;
     }();
-    adopt(nothing);
-    Package package(choices.flag() ? whole - choices.byte() : 32U + choices.number() % 2000);
-    const std::uint32_t end = package.size - 4;
-    Bytes header = choices.bytes(28);
+    static const GuardedBytes buffer(prepared);
+    std::ranges::copy(prepared, buffer.get());
+    const std::uint32_t size =
+        choices.flag() ? buffer.size() - choices.byte() : 32U + choices.number() % 2000;
+    std::uint8_t *const package = buffer.get() + buffer.size() - size;
+    Bytes header(28), trailer(4);
+    for (auto &byte : header)
+        byte = choices.byte();
     const bool wrong_size = choices.byte() == 1, wrong_crc = choices.byte() == 1;
-    put_u32(header, 6, package.size + wrong_size);
+    put_u32(header, 6, size + wrong_size);
+    const std::size_t end = size - 4;
     const std::size_t offsets[] = {29, 29 + 18, end - 3 * cell_count, end - cell_count};
     for (std::size_t table = 0; table < 4; ++table)
         if (const std::uint8_t choice = choices.byte(); choice % 4 != 0)
             put_u32(header, 12 + 4 * table,
                     static_cast<std::uint32_t>(offsets[table] + choice / 4 % 5 - 3));
-    package.patch(0, header);
-    for (int i = choices.byte() % 4; i > 0; --i) {
-        const Bytes content = choices.bytes(choices.byte() % 32U);
-        const auto room = end - 28 - std::min(end - 28, static_cast<unsigned>(content.size()));
-        if (room > 0)
-            package.patch(28 + choices.number() % room, content);
-    }
-    Bytes trailer(4);
-    put_u32(trailer, 0, static_cast<std::uint32_t>(package.crc) + wrong_crc);
-    std::ranges::copy(trailer, package.bytes + end);
+    std::ranges::copy(header, package);
+    for (int i = choices.byte() % 4; i > 0; --i)
+        package[28 + choices.number() % (size - 28)] = choices.byte();
 
     choose_form(choices);
-    static std::uint32_t known_crc;
-    known_crc = static_cast<std::uint32_t>(package.crc);
-    oxel::Form knowing = oxel::chosen_form(); // with sanitizers a whole package takes 4 ms to read
-    knowing.crc32 = [](auto...) { return ~known_crc; };
-    if (package.size > 4096)
+    static std::uint32_t crc;
+    crc = size < 4096 ? static_cast<std::uint32_t>(crc32(0, package, size - 4)) : 0;
+    put_u32(trailer, 0, crc + wrong_crc);
+    std::ranges::copy(trailer, package + end);
+    oxel::Form knowing = oxel::chosen_form(); // with sanitizers the whole takes 4 ms to read
+    knowing.crc32 = [](auto...) { return ~crc; };
+    if (size >= 4096)
         oxel::force_form(&knowing);
-    expect(Oxel_Morvel6_render_init(package.bytes, package.size) ==
-           (wrong_crc    ? OXEL_BAD_PACKAGE_CRC
-            : wrong_size ? OXEL_BAD_PACKAGE_LENGTH
-                         : OXEL_SUCCESS));
+    const auto status = Oxel_Morvel6_render_init(package, size);
+    expect(status == (wrong_crc    ? OXEL_BAD_PACKAGE_CRC
+                      : wrong_size ? OXEL_BAD_PACKAGE_LENGTH
+                                   : OXEL_SUCCESS));
     choose_form(choices);
-    for (int i = 0; i < 3; ++i)
+    for (int i = 0; i < 3 && status == OXEL_SUCCESS; ++i)
         call_any(choices);
 }
 

@@ -13,7 +13,7 @@ rm -f "$build"/report.*
 result=0
 PYTHONMALLOC=malloc valgrind --quiet --trace-children=yes --error-exitcode=99 --leak-check=full \
     --show-leak-kinds=definite --errors-for-leak-kinds=definite --num-callers=40 \
-    --suppressions=tests/valgrind.supp --log-file="$build/report.%p" \
+    --suppressions="$PWD/tests/valgrind.supp" --log-file="$build/report.%p" \
     ctest --test-dir "$build" --output-on-failure --parallel "$(nproc)" "$@" || result=$?
 # Not every test looks at how what it starts ends.
 find "$build" -name 'report.*' -size +0 -exec cat {} + | tee "$build/reports"

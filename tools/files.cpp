@@ -111,8 +111,11 @@ Bytes read_file(const std::string &path) {
         fail_with_errno(path);
     Bytes bytes;
     std::uint8_t block[65536];
-    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get()))
+    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get())) {
         bytes.insert(bytes.end(), block, block + count);
+        if (bytes.size() > INT32_MAX)
+            throw Failure(path, "is 2 GiB or larger, which no input can be");
+    }
     if (std::ferror(file.get()))
         fail_with_errno(path);
     return bytes;
