@@ -109,7 +109,7 @@ void fuzz_package(Choices choices) {
         return bytes;
     }();
     static const GuardedBytes buffer(prepared);
-    std::ranges::copy(prepared, buffer.get());
+    std::copy_n(prepared.data(), prepared.size(), buffer.get());
     const std::uint32_t size =
         choices.flag() ? buffer.size() - choices.byte() : 32U + choices.number() % 2000;
     std::uint8_t *const package = buffer.get() + buffer.size() - size;
@@ -124,7 +124,7 @@ void fuzz_package(Choices choices) {
         if (const std::uint8_t choice = choices.byte(); choice % 4 != 0)
             put_u32(header, 12 + 4 * table,
                     static_cast<std::uint32_t>(offsets[table] + choice / 4 % 5 - 3));
-    std::ranges::copy(header, package);
+    std::copy_n(header.data(), header.size(), package);
     for (int i = choices.byte() % 4; i > 0; --i)
         package[28 + choices.number() % (size - 28)] = choices.byte();
 
@@ -132,7 +132,7 @@ void fuzz_package(Choices choices) {
     static std::uint32_t crc;
     crc = size < 4096 ? static_cast<std::uint32_t>(crc32(0, package, size - 4)) : 0;
     put_u32(trailer, 0, crc + wrong_crc);
-    std::ranges::copy(trailer, package + end);
+    std::copy_n(trailer.data(), trailer.size(), package + end);
     oxel::Form knowing = oxel::chosen_form(); // with sanitizers the whole takes 4 ms to read
     knowing.crc32 = [](auto...) { return ~crc; };
     if (size >= 4096)
