@@ -1,7 +1,7 @@
 #!/bin/bash
-# Runs the tests under Valgrind, with all processes that they start: tests/valgrind.sh [CTEST_ARGUMENT ...]
+# Runs the tests and all processes that they start under Valgrind:  valgrind.sh [CTEST_ARGUMENT ...]
 #
-# It takes half an hour. Valgrind shows no AVX-512, so the forms of that do not run.
+# It takes hours. Valgrind has no AVX-512, so that form does not run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$PWD/build/valgrind
@@ -11,8 +11,9 @@ cmake -S . -B "$build" -DCMAKE_BUILD_TYPE=RelWithDebInfo -DOXEL_BUILD_TESTS=ON \
 cmake --build "$build" --parallel "$(nproc)" >/dev/null
 rm -f "$build"/report.*
 result=0
-PYTHONMALLOC=malloc valgrind --quiet --trace-children=yes --error-exitcode=99 --leak-check=full \
-    --show-leak-kinds=definite --errors-for-leak-kinds=definite --num-callers=40 \
+PYTHONMALLOC=malloc valgrind --quiet --error-exitcode=99 --trace-children=yes \
+    --trace-children-skip='*/cc,*/mktemp,*/nm,*/sort' --leak-check=full --num-callers=40 \
+    --show-leak-kinds=definite --errors-for-leak-kinds=definite \
     --suppressions="$PWD/tests/valgrind.supp" --log-file="$build/report.%p" \
     ctest --test-dir "$build" --output-on-failure --parallel "$(nproc)" "$@" || result=$?
 # Not every test looks at how what it starts ends.
