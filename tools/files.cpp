@@ -34,7 +34,7 @@ fs::path real_target(const std::string &path) {
     return target;
 }
 
-/// Of all threads.
+/// What the files of all threads leave to be done.
 struct Register {
     std::mutex mutex;
     std::set<fs::path> temporaries; // for an interruption

@@ -64,9 +64,6 @@ class OutputFiles {
     void publish();
 
   private:
-    struct Closer {
-        void operator()(std::FILE *file) const { std::fclose(file); }
-    };
     struct File {
         std::string path; // as the user wrote it
         std::filesystem::path temporary;
