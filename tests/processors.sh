@@ -1,6 +1,6 @@
 #!/bin/bash
 # Builds the digest of the library's results for other processors, with other compilers and flags,
-# and runs it, emulated where need be: processors.sh [NAME ...]
+# and runs it, emulated where need be, one on each core: processors.sh [NAME ...]
 #
 # Sources are compiled as those do who take them into a build of their own.
 set -euo pipefail
@@ -47,9 +47,11 @@ run() { # NAME COMPILER EMULATOR
     $3 "$folder/digest" tests/digest.txt $threads | sed "s/^/$1, /"
 }
 
-wanted=" $* "
-while IFS='|' read -r name compiler emulator; do
-    read -r name <<<"$name"
-    [ -z "$name" ] || { [ $# -gt 0 ] && [[ $wanted != *" $name "* ]]; } ||
-        run "$name" "$compiler" "$emulator"
-done <<<"$targets"
+if [ $# -ne 1 ]; then
+    { [ $# -eq 0 ] && sed -n 's/ *|.*//p' <<<"$targets" || printf '%s\n' "$@"; } |
+        xargs -n 1 -P "$(nproc)" tests/processors.sh
+    exit
+fi
+IFS='|' read -r name compiler emulator < <(grep "^$1 " <<<"$targets") ||
+    { echo "$0: $1: no such target" >&2 && exit 1; }
+run "${name// /}" "$compiler" "$emulator"

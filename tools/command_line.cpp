@@ -19,7 +19,7 @@ namespace oxel::tools {
 
 namespace {
 
-constexpr const char *general_explanation = R"(
+constexpr const char *configuration_explanation = R"(
 Defaults of options: the command line goes before the environment, and that before the configuration
 file. OXEL_NAME in the environment stands for the option --name of every command, with _ for -. The
 configuration file, TOML or INI, has a section for each command:
@@ -122,7 +122,7 @@ class Formatter : public CLI::Formatter {
 
 std::unique_ptr<CLI::App> make_command_line() {
     auto app = std::make_unique<CLI::App>("Renders pictures for colour e-paper panels.", "oxel");
-    app->footer(general_explanation);
+    app->footer(configuration_explanation);
     app->formatter(std::make_shared<Formatter>());
     app->set_version_flag("--version", library_version)->configurable(false);
     app->get_help_ptr()->configurable(false);

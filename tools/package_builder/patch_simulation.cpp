@@ -10,141 +10,175 @@ namespace oxel::tools {
 
 namespace {
 
-constexpr std::size_t lanes = PatchSimulation::lanes;
-constexpr std::size_t pixel_values = 3 * lanes; // channel by channel
+/// A pixel of two patches: red, green, blue and an idle 0 of each, in two's complement. Compilers
+/// make vector instructions of this, for whatever processor has some.
+typedef std::uint16_t Words __attribute__((vector_size(16)));
+typedef std::int16_t SignedWords __attribute__((vector_size(16)));
+/// The same, a patch a number, with red in the lowest bits.
+typedef std::uint64_t Quads __attribute__((vector_size(16)));
 
-/// A share in 16 bits, which compilers turn into vector instructions; the kernel's own if `exact`
-/// holds.
-template <const DiffusionKernel &kernel>
-constexpr std::int16_t share(int weight, int error) {
-    const auto weighted = static_cast<std::int16_t>(weight * error);
-    if constexpr (kernel.floors)
-        return static_cast<std::int16_t>(weighted >> std::countr_zero(unsigned(kernel.divisor)));
-    constexpr std::int16_t reciprocal = 65536 / kernel.divisor + 1;
-    const auto quotient = static_cast<std::int16_t>(weighted * reciprocal >> 16);
-    return static_cast<std::int16_t>(quotient + (weighted < 0 ? 1 : 0));
+constexpr std::size_t patches_a_pair = 2;
+
+std::uint64_t quad(const RgbBytes &rgb) {
+    return std::uint64_t{rgb[2]} << 32 | std::uint64_t{rgb[1]} << 16 | rgb[0];
+}
+
+/// A share of an error is the upper half of its product with this, and one more if it is below 0
+/// and rounded toward 0.
+constexpr int share_factor(const DiffusionKernel &kernel, int weight) {
+    return 65536 * weight / kernel.divisor + (kernel.floors ? 0 : 1);
+}
+
+/// All signed: GCC 12 vectorises an unsigned product of sign-extended words wrongly.
+constexpr std::int16_t high_product(std::int16_t word, int factor) {
+    return static_cast<std::int16_t>(word * factor >> 16);
+}
+
+template <std::size_t... word>
+SignedWords high_product(SignedWords words, int factor, std::index_sequence<word...>) {
+    return SignedWords{high_product(words[word], factor)...};
 }
 
 template <const DiffusionKernel &kernel>
-constexpr bool exact() {
+Words share(Words error, int weight) {
+    const auto product = std::bit_cast<Words>(high_product(std::bit_cast<SignedWords>(error),
+                                                           share_factor(kernel, weight),
+                                                           std::make_index_sequence<8>()));
+    return kernel.floors ? product : product + (error >> 15);
+}
+
+constexpr bool factors_are_exact(const DiffusionKernel &kernel) {
     for (int row = 0; row < kernel.rows; ++row)
         for (int column = 0; column < DiffusionKernel::columns; ++column)
-            for (int error = -255; error <= 255; ++error)
-                if (share<kernel>(kernel.weights[row][column], error) !=
-                    kernel.share(row, column, error))
+            for (std::int16_t error = -255; error <= 255; ++error) {
+                const int weight = kernel.weights[row][column];
+                const int rounded_up = !kernel.floors && error < 0;
+                if (weight != 0 && high_product(error, share_factor(kernel, weight)) + rounded_up !=
+                                       kernel.share(row, column, error))
                     return false;
+            }
     return true;
 }
+static_assert(factors_are_exact(floyd_steinberg) && factors_are_exact(jarvis_judice_ninke) &&
+              factors_are_exact(stucki));
 
+struct Tables {
+    const std::uint8_t *quantisation;
+    const std::uint64_t *palette;
+};
+
+using Indices = std::array<std::uint8_t, patches_a_pair>;
+
+/// Chooses the palette indices of accumulated values. Returns the errors.
+Words quantise(Words value, const Tables &tables, Indices &indices) {
+    auto clamped = std::bit_cast<SignedWords>(value);
+    constexpr SignedWords least{}, most = SignedWords{} + std::int16_t{255};
+    clamped = clamped > least ? clamped : least;
+    clamped = clamped < most ? clamped : most;
+    const auto channels = std::bit_cast<Quads>(clamped >> 2);
+    const Quads cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
+    indices = {tables.quantisation[cells[0]], tables.quantisation[cells[1]]};
+    const Quads chosen = {tables.palette[indices[0]], tables.palette[indices[1]]};
+    return std::bit_cast<Words>(clamped) - std::bit_cast<Words>(chosen);
+}
+
+/// Diffuses flat patches, row by row.
 template <const DiffusionKernel &kernel>
 class Diffusion {
   public:
-    Diffusion(std::span<const std::uint8_t> quantisation,
-              const std::vector<std::array<std::int16_t, 3>> &palette, int width)
-        : quantisation_(quantisation), palette_(palette), width_(width),
-          row_values_(pixel_values * std::size_t(width + 2 * kernel.reach)),
-          values_(std::size_t(kernel.rows) * row_values_) {
-        for (int row = 0; row < kernel.rows; ++row)
-            rows_[row] = values_.data() + std::size_t(row) * row_values_;
+    /// `pixels` are the patches' colours, two by two.
+    Diffusion(const Tables &tables, const std::vector<Quads> &pixels, int width)
+        : tables_(tables), pixels_(pixels), width_(std::size_t(width)) {
+        for (std::vector<Words> &received : received_)
+            received.resize(width_ * pixels.size());
+        for (int weight = 1; weight <= most_weight; ++weight)
+            if (kernel.has_weight(weight))
+                shares_[weight].resize((width_ + 2 * kernel.reach) * pixels.size());
     }
 
-    /// Adds the image to the row about to be scanned: one pixel, everywhere.
-    void load(const std::int16_t (&pixel)[pixel_values]) {
-        for (int x = 0; x < width_; ++x)
-            for (std::size_t i = 0; i < pixel_values; ++i)
-                at(0, x)[i] = static_cast<std::int16_t>(at(0, x)[i] + pixel[i]);
-    }
-
-    /// Calls `chosen` with the column and the lanes' palette indices of each pixel of the row.
+    /// Calls `chosen` with the column, the pair and the palette indices of each pixel of the next
+    /// row. A scan to the left (`direction` -1) has the kernel mirrored.
     template <int direction, class Chosen>
     void scan(Chosen chosen) {
-        for (int step = 0; step < width_; ++step) {
-            const int x = direction > 0 ? step : width_ - 1 - step;
-            std::int16_t error[pixel_values];
-            std::uint8_t indices[lanes];
-            quantise(at(0, x), error, indices);
-            chosen(x, indices);
-            spread<direction>(x, error);
+        for (std::size_t step = 0; step < width_; ++step) {
+            const std::size_t x = direction > 0 ? step : width_ - 1 - step;
+            for (std::size_t pair = 0; pair < pixels_.size(); ++pair) {
+                const std::size_t place = x * pixels_.size() + pair;
+                Indices indices;
+                const Words value = std::bit_cast<Words>(pixels_[pair]) + received_[0][place] +
+                                    shares<direction, 0>(place);
+                hand_out(quantise(value, tables_, indices), place);
+                chosen(x, pair, indices);
+            }
         }
-    }
-
-    void advance() {
-        std::rotate(rows_, rows_ + 1, rows_ + kernel.rows);
-        std::fill_n(rows_[kernel.rows - 1], row_values_, std::int16_t{0});
+        for (std::size_t place = 0; place < received_[0].size(); ++place) {
+            received_[0][place] = received_[1][place] + shares<direction, 1>(place);
+            received_[1][place] = shares<direction, 2>(place);
+        }
     }
 
   private:
-    std::int16_t *at(int row, int x) {
-        return rows_[row] + pixel_values * std::size_t(x + kernel.reach);
+    static constexpr int most_weight = 8;
+
+    void hand_out(Words error, std::size_t place) {
+        [&]<int... i>(std::integer_sequence<int, i...>) {
+            (hand_out_by<i + 1>(error, place), ...);
+        }
+        (std::make_integer_sequence<int, most_weight>());
     }
 
-    void quantise(const std::int16_t *values, std::int16_t (&error)[pixel_values],
-                  std::uint8_t (&indices)[lanes]) const {
-        std::int16_t clamped[pixel_values];
-        for (std::size_t i = 0; i < pixel_values; ++i)
-            clamped[i] = std::min<std::int16_t>(std::max<std::int16_t>(values[i], 0), 255);
-        for (std::size_t lane = 0; lane < lanes; ++lane) {
-            const auto cell = static_cast<std::size_t>(clamped[lane] >> 2 << 12 |
-                                                       clamped[lanes + lane] >> 2 << 6 |
-                                                       clamped[2 * lanes + lane] >> 2);
-            indices[lane] = quantisation_[cell];
-            for (std::size_t channel = 0; channel < 3; ++channel)
-                error[channel * lanes + lane] = palette_[indices[lane]][channel];
-        }
-        for (std::size_t i = 0; i < pixel_values; ++i)
-            error[i] = static_cast<std::int16_t>(clamped[i] - error[i]);
+    template <int weight>
+    void hand_out_by(Words error, std::size_t place) {
+        if constexpr (kernel.has_weight(weight))
+            shares_[weight][place + kernel.reach * pixels_.size()] = share<kernel>(error, weight);
     }
 
-    /// Each share on its own, with its weight known to the compiler.
-    template <int direction>
-    void spread(int x, const std::int16_t (&error)[pixel_values]) {
-        constexpr int columns = DiffusionKernel::columns;
-        [&]<int... place>(std::integer_sequence<int, place...>) {
-            (add_share<direction, place / columns, place % columns>(x, error), ...);
+    /// What the pixels just scanned hand to a place that many rows below.
+    template <int direction, int row>
+    Words shares(std::size_t place) const {
+        return [&]<int... column>(std::integer_sequence<int, column...>) {
+            return (share_of<direction, row, column>(place) + ...);
         }
-        (std::make_integer_sequence<int, kernel.rows * columns>());
+        (std::make_integer_sequence<int, DiffusionKernel::columns>());
     }
 
     template <int direction, int row, int column>
-    void add_share(int x, const std::int16_t (&error)[pixel_values]) {
+    Words share_of(std::size_t place) const {
         constexpr int weight = kernel.weights[row][column];
-        if constexpr (weight != 0) {
-            std::int16_t *const neighbour = at(row, x + direction * (column - kernel.centre));
-            for (std::size_t i = 0; i < pixel_values; ++i)
-                neighbour[i] =
-                    static_cast<std::int16_t>(neighbour[i] + share<kernel>(weight, error[i]));
-        }
+        constexpr int giver = kernel.reach + direction * (kernel.centre - column);
+        if constexpr (weight == 0)
+            return Words{};
+        else
+            return shares_[weight][place + std::size_t(giver) * pixels_.size()];
     }
 
-    std::span<const std::uint8_t> quantisation_;
-    const std::vector<std::array<std::int16_t, 3>> &palette_;
-    int width_;
-    std::size_t row_values_;
-    std::vector<std::int16_t> values_;
-    std::int16_t *rows_[kernel.rows] = {};
+    const Tables &tables_;
+    const std::vector<Quads> &pixels_;
+    std::size_t width_;
+    std::vector<Words> received_[2];             // by the next row to be scanned and the one below
+    std::vector<Words> shares_[most_weight + 1]; // of the last row, by weight; 0 at its sides
 };
 
-using Counts = std::vector<std::array<std::uint32_t, lanes>>; // by palette index
+using Counts = std::vector<std::array<std::uint32_t, 256>>; // by patch and palette index
 
 template <const DiffusionKernel &kernel>
-void simulate(Diffusion<kernel> diffusion, bool serpentine,
-              const std::int16_t (&pixel)[pixel_values], PatchSimulation::Area area,
-              Counts &counts) {
-    static_assert(exact<kernel>());
+Counts simulate(const Tables &tables, const std::vector<Quads> &pixels, bool serpentine,
+                PatchSimulation::Area area) {
+    Counts counts(patches_a_pair * pixels.size());
     const auto inside = [&](int i) { return i >= area.border && i < area.size - area.border; };
-    for (int y = 0; y < area.size; ++y) {
-        const auto count = [&](int x, const std::uint8_t(&indices)[lanes]) {
-            if (inside(x) && inside(y))
-                for (std::size_t lane = 0; lane < lanes; ++lane)
-                    ++counts[indices[lane]][lane];
+    Diffusion<kernel> diffusion(tables, pixels, area.size);
+    for (int y = 0; y < area.size - area.border; ++y) {
+        const auto count = [&](std::size_t x, std::size_t pair, const Indices &indices) {
+            if (inside(int(x)) && inside(y))
+                for (std::size_t i = 0; i < indices.size(); ++i)
+                    ++counts[patches_a_pair * pair + i][indices[i]];
         };
-        diffusion.load(pixel);
         if (serpentine && y % 2 != 0)
             diffusion.template scan<-1>(count);
         else
             diffusion.template scan<1>(count);
-        diffusion.advance();
     }
+    return counts;
 }
 
 } // namespace
@@ -152,35 +186,24 @@ void simulate(Diffusion<kernel> diffusion, bool serpentine,
 PatchSimulation::PatchSimulation(const Characterisation &panel,
                                  std::span<const std::uint8_t> quantisation)
     : quantisation_(quantisation), lights_(panel.lights()) {
-    for (const RgbBytes &rgb : panel.palette())
-        palette_.push_back({rgb[0], rgb[1], rgb[2]});
+    std::transform(panel.palette().begin(), panel.palette().end(), palette_.begin(), quad);
 }
 
 std::vector<Vector3> PatchSimulation::mean_light(int dithering_mode,
                                                  std::span<const RgbBytes> bytes, Area area) const {
-    std::int16_t pixel[pixel_values];
-    for (std::size_t i = 0; i < pixel_values; ++i)
-        pixel[i] = bytes[std::min(i % lanes, bytes.size() - 1)][i / lanes];
-    Counts counts(palette_.size());
-    const bool serpentine = dithering_mode % 2 != 0;
-    switch (dithering_mode / 2) {
-    case 0:
-        simulate<floyd_steinberg>({quantisation_, palette_, area.size}, serpentine, pixel, area,
-                                  counts);
-        break;
-    case 1:
-        simulate<jarvis_judice_ninke>({quantisation_, palette_, area.size}, serpentine, pixel, area,
-                                      counts);
-        break;
-    default:
-        simulate<stucki>({quantisation_, palette_, area.size}, serpentine, pixel, area, counts);
-    }
+    std::vector<Quads> pixels((bytes.size() + 1) / patches_a_pair);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        pixels[i / patches_a_pair][i % patches_a_pair] = quad(bytes[i]);
+    constexpr auto simulations =
+        std::array{simulate<floyd_steinberg>, simulate<jarvis_judice_ninke>, simulate<stucki>};
+    const Counts counts = simulations[std::size_t(dithering_mode / 2)](
+        {quantisation_.data(), palette_.data()}, pixels, dithering_mode % 2 != 0, area);
     std::vector<Vector3> lights(bytes.size());
-    const double pixels = double(area.size - 2 * area.border) * (area.size - 2 * area.border);
-    for (std::size_t lane = 0; lane < bytes.size(); ++lane)
-        for (std::size_t index = 0; index < palette_.size(); ++index)
-            if (const std::uint32_t count = counts[index][lane])
-                lights[lane] = lights[lane] + (double(count) / pixels) * lights_[index];
+    const double pixel_count = double(area.size - 2 * area.border) * (area.size - 2 * area.border);
+    for (std::size_t i = 0; i < bytes.size(); ++i)
+        for (std::size_t index = 0; index < lights_.size(); ++index)
+            if (const std::uint32_t count = counts[i][index])
+                lights[i] = lights[i] + (double(count) / pixel_count) * lights_[index];
     return lights;
 }
 

@@ -3,6 +3,7 @@
 
 #include "package_builder/characterisation.h"
 
+#include <array>
 #include <cstdint>
 #include <span>
 #include <vector>
@@ -31,7 +32,7 @@ class PatchSimulation {
   private:
     std::span<const std::uint8_t> quantisation_;
     std::vector<Vector3> lights_;
-    std::vector<std::array<std::int16_t, 3>> palette_;
+    std::array<std::uint64_t, 256> palette_{}; // a word of 16 bits a channel
 };
 
 } // namespace oxel::tools
