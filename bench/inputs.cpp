@@ -78,7 +78,7 @@ Scene read_scene(const std::string &path, const yardstick::Package &package) {
         yardstick::dither(package, scene.mapped.data(), w, h, DITHER_FLOYD, scene.indices.data());
     };
     scene.striped = scene.pixels;
-    const auto pair_bytes = static_cast<std::size_t>(6 * w);
+    const auto pair_bytes = 6 * static_cast<std::size_t>(w);
     for (std::size_t i = 0; i < scene.striped.size(); ++i)
         if (i / pair_bytes % 2 != 0)
             scene.striped[i] /= 2;

@@ -130,7 +130,7 @@ void add_init(std::vector<Job> &jobs, const Bytes &file) {
         {"init", [=, &file](Bytes &out) { keep(out, Oxel_Morvel6_render_init(file.data(), size)); },
          [=, &file](Bytes &out) {
              const std::uint32_t crc = yardstick::crc32(file.data(), size - 4);
-             keep(out, std::memcmp(&crc, &file[size - 4], 4));
+             keep(out, std::memcmp(&crc, &file[size - 4], 4) != 0);
          },
          ""});
 }

@@ -72,8 +72,11 @@ Bytes random_package(RandomBytes &random) {
 } // namespace
 
 int main(int argc, char **argv) {
-    const int width = argc == 4 ? std::atoi(argv[1]) : 0;
-    const int height = argc == 4 ? std::atoi(argv[2]) : 0;
+    const auto number = [](const char *text) {
+        return static_cast<int>(std::strtol(text, nullptr, 10));
+    };
+    const int width = argc == 4 ? number(argv[1]) : 0;
+    const int height = argc == 4 ? number(argv[2]) : 0;
     if (width <= 0 || height <= 0) {
         std::fprintf(stderr, "usage: worst_cases WIDTH HEIGHT FOLDER\n");
         return 2;

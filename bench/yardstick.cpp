@@ -17,7 +17,7 @@ struct Errors {
 
     Errors(int width, int margin) {
         for (auto &row : rows)
-            row.resize(static_cast<std::size_t>(3 * (width + 2 * margin)));
+            row.resize(3 * static_cast<std::size_t>(width + 2 * margin));
     }
     void advance() {
         rows[0].swap(rows[1]);

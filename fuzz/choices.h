@@ -31,7 +31,9 @@ class Choices {
     }
     std::int32_t dimension() {
         const std::uint8_t choice = byte();
-        return choice < 240 ? choice % 60 - 2 : static_cast<std::int32_t>(number());
+        return choice < 200   ? choice % 60 - 2
+               : choice < 240 ? 40 * (choice - 195) // wider than a segment
+                              : static_cast<std::int32_t>(number());
     }
 
     std::span<const std::uint8_t> rest;

@@ -152,7 +152,7 @@ class Command(unittest.TestCase):
             batch.send_signal(sent)
             self.assertIn(batch.wait(), (-sent, 0))
             for path in pathlib.Path("out").iterdir():
-                self.assertNotIn(".part", path.name)
+                self.assertNotIn("-part", path.name)
                 self.assertTrue(path.suffix == ".json" or path.stat().st_size == 24 * 16)
 
     def test_defaults_come_in_their_order_and_are_named_when_wrong(self):

@@ -48,10 +48,7 @@ class Charts {
   public:
     Charts(const ChartOptions &options, const Panel &panel)
         : folder_(options.folder), panel_(panel), size_(chart_size(options, panel)) {
-        std::error_code error;
-        std::filesystem::create_directories(folder_, error);
-        if (error)
-            throw Failure(options.folder, error.message());
+        make_folder(folder_);
         taken_.add_input(options.panel);
     }
 

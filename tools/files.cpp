@@ -9,18 +9,17 @@
 #include <memory>
 #include <mutex>
 #include <set>
+#include <sys/file.h>
+#include <sys/stat.h>
 #include <thread>
+#include <unistd.h>
+#include <utility>
 
 namespace oxel::tools {
 
 namespace fs = std::filesystem;
 
 namespace {
-
-struct FileCloser {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
 [[noreturn]] void fail_with_errno(const std::string &path) {
     throw Failure(path, std::strerror(errno));
@@ -35,38 +34,69 @@ fs::path real_target(const std::string &path) {
     return target;
 }
 
-/// The temporary files of all threads, for an interruption.
-struct Temporaries {
+/// What the files of all threads leave to be done.
+struct Register {
     std::mutex mutex;
-    std::set<fs::path> paths;
+    std::set<fs::path> temporaries; // for an interruption
+    std::set<fs::path> changed_folders;
 };
 
-Temporaries &temporaries() {
-    static auto *const all = new Temporaries; // outlives the threads
+Register &all_threads() {
+    static auto *const all = new Register; // outlives the threads
     return *all;
 }
 
-/// Creates a file of its own beside `target`.
+/// Some file systems have nothing to do for folders, and say so.
+bool force_out(int file) {
+    return fsync(file) == 0 || errno == EINVAL;
+}
+
+bool is_named(std::FILE *file, const fs::path &path) {
+    struct stat opened;
+    struct stat named;
+    return fstat(fileno(file), &opened) == 0 && lstat(path.c_str(), &named) == 0 &&
+           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+}
+
+bool lock_file(std::FILE *file) {
+    return flock(fileno(file), LOCK_EX | LOCK_NB) == 0;
+}
+
+/// Removes a temporary file whose process has ended: nobody else can lock it.
+bool remove_abandoned(const fs::path &temporary) {
+    const FileHandle file(std::fopen(temporary.c_str(), "r+b"));
+    return file && lock_file(file.get()) && is_named(file.get(), temporary) &&
+           std::remove(temporary.c_str()) == 0;
+}
+
+/// Creates a file of its own beside `target` and locks it, where the file system has locks.
 FileHandle create_temporary(const fs::path &target, fs::path &temporary) {
-    const std::lock_guard lock(temporaries().mutex);
+    const std::lock_guard guard(all_threads().mutex);
     for (int number = 0; number < 100; ++number) {
         temporary = target;
-        temporary += ".part" + std::to_string(number);
+        temporary += ".oxel-part" + std::to_string(number);
         FileHandle file(std::fopen(temporary.c_str(), "wbx"));
-        if (file)
-            temporaries().paths.insert(temporary);
-        if (file || errno != EEXIST)
+        if (!file && errno != EEXIST)
+            return nullptr;
+        if (!file && remove_abandoned(temporary))
+            file.reset(std::fopen(temporary.c_str(), "wbx"));
+        // Another process may have found it before it was locked.
+        if (file && (lock_file(file.get()) || errno != EWOULDBLOCK) &&
+            is_named(file.get(), temporary)) {
+            all_threads().temporaries.insert(temporary);
             return file;
+        }
     }
+    errno = EEXIST;
     return nullptr;
 }
 
 void end_when_interrupted(const sigset_t &signals) {
     int signal = 0;
     sigwait(&signals, &signal);
-    temporaries().mutex.lock(); // for good: from here on nothing is created or published
+    all_threads().mutex.lock(); // for good: from here on nothing is created or published
     std::error_code ignored;
-    for (const fs::path &path : temporaries().paths)
+    for (const fs::path &path : all_threads().temporaries)
         fs::remove(path, ignored);
     std::signal(signal, SIG_DFL);
     pthread_sigmask(SIG_UNBLOCK, &signals, nullptr);
@@ -81,8 +111,11 @@ Bytes read_file(const std::string &path) {
         fail_with_errno(path);
     Bytes bytes;
     std::uint8_t block[65536];
-    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get()))
+    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get())) {
         bytes.insert(bytes.end(), block, block + count);
+        if (bytes.size() > INT32_MAX)
+            throw Failure(path, "is 2 GiB or larger, which no input can be");
+    }
     if (std::ferror(file.get()))
         fail_with_errno(path);
     return bytes;
@@ -114,6 +147,28 @@ void check_outputs(const std::vector<std::string> &outputs,
         files.add_output(output);
 }
 
+void make_folder(const fs::path &folder) {
+    std::error_code error;
+    for (fs::path path = fs::absolute(folder);
+         !fs::exists(path, error) && path != path.parent_path(); path = path.parent_path()) {
+        const std::lock_guard lock(all_threads().mutex);
+        all_threads().changed_folders.insert(path.parent_path());
+    }
+    fs::create_directories(folder, error);
+    std::error_code unknown;
+    if (!fs::is_directory(folder, unknown))
+        throw Failure(folder, error ? error.message() : "is not a folder");
+}
+
+void sync_folders() {
+    const std::lock_guard lock(all_threads().mutex);
+    for (const fs::path &path : std::exchange(all_threads().changed_folders, {}))
+        // A folder that may be written but not read cannot be forced out, either.
+        if (const FileHandle folder{std::fopen(path.c_str(), "r")};
+            folder && !force_out(fileno(folder.get())))
+            fail_with_errno(path);
+}
+
 void remove_temporaries_when_interrupted() {
     sigset_t signals;
     sigemptyset(&signals);
@@ -130,33 +185,35 @@ void remove_temporaries_when_interrupted() {
 }
 
 OutputFiles::~OutputFiles() {
-    const std::lock_guard lock(temporaries().mutex);
+    const std::lock_guard lock(all_threads().mutex);
     std::error_code ignored;
     for (const File &file : files_) {
         fs::remove(file.temporary, ignored);
-        temporaries().paths.erase(file.temporary);
+        all_threads().temporaries.erase(file.temporary);
     }
 }
 
 void OutputFiles::write(const std::string &path, std::span<const std::uint8_t> bytes) {
-    File output{path, {}, real_target(path)};
-    FileHandle file = create_temporary(output.target, output.temporary);
-    if (!file)
+    File output{path, {}, real_target(path), nullptr};
+    output.handle = create_temporary(output.target, output.temporary);
+    if (!output.handle)
         fail_with_errno(path);
     files_.push_back(std::move(output));
-    const bool written = std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
-    if (!written || std::fclose(file.release()) != 0)
+    std::FILE *const file = files_.back().handle.get();
+    if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() ||
+        std::fflush(file) != 0 || !force_out(fileno(file)))
         fail_with_errno(path);
 }
 
 void OutputFiles::publish() {
-    const std::lock_guard lock(temporaries().mutex);
+    const std::lock_guard lock(all_threads().mutex);
     while (!files_.empty()) {
         std::error_code error;
         fs::rename(files_.front().temporary, files_.front().target, error);
         if (error)
             throw Failure(files_.front().path, error.message());
-        temporaries().paths.erase(files_.front().temporary);
+        all_threads().temporaries.erase(files_.front().temporary);
+        all_threads().changed_folders.insert(files_.front().target.parent_path());
         files_.erase(files_.begin());
     }
 }

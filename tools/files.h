@@ -2,8 +2,10 @@
 #define OXEL_TOOLS_FILES_H
 
 #include <cstdint>
+#include <cstdio>
 #include <filesystem>
 #include <map>
+#include <memory>
 #include <span>
 #include <string>
 #include <vector>
@@ -11,6 +13,11 @@
 namespace oxel::tools {
 
 using Bytes = std::vector<std::uint8_t>;
+
+struct FileCloser {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 
 /// Throws Failure if the file cannot be read to its end.
 Bytes read_file(const std::string &path);
@@ -30,14 +37,22 @@ class TakenFiles {
 
 void check_outputs(const std::vector<std::string> &outputs, const std::vector<std::string> &inputs);
 
+/// Makes the folder and those above it. Throws Failure if there is none afterwards.
+void make_folder(const std::filesystem::path &folder);
+
+/// Forces onto the disk where the files published and the folders made since the last call are:
+/// what they hold is there already. Throws Failure.
+void sync_folders();
+
 /// From now on an interruption (SIGINT, SIGTERM, SIGHUP) removes what OutputFiles has not
 /// published before it ends the process; a publication under way is completed first. Must be called
 /// before any thread is started.
 void remove_temporaries_when_interrupted();
 
 /// The output files of one job, which appear together: each is written beside its target under a
-/// temporary name, and takes the target's place only when all are whole. Temporary files that are
-/// left, after a failure, disappear with the object.
+/// temporary name, forced onto the disk, and takes the target's place only when all are whole.
+/// Temporary files that are left, after a failure, disappear with the object; those of a process
+/// that was killed, when the same output is written again.
 class OutputFiles {
   public:
     OutputFiles() = default;
@@ -53,6 +68,7 @@ class OutputFiles {
         std::string path; // as the user wrote it
         std::filesystem::path temporary;
         std::filesystem::path target;
+        FileHandle handle; // holds the lock on the temporary file
     };
     std::vector<File> files_;
 };

@@ -29,6 +29,7 @@ int main(int argc, char **argv) {
     try {
         oxel::tools::remove_temporaries_when_interrupted();
         parse_and_run(argc, argv);
+        oxel::tools::sync_folders();
         if (!std::cout.flush())
             return fail(job_failed, "standard output: cannot be written");
         return done;

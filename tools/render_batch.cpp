@@ -46,6 +46,7 @@ fs::file_time_type note_settings(const std::string &frames, const RenderSettings
         OutputFiles output;
         output.write(path, bytes);
         output.publish();
+        sync_folders(); // the frames of other settings must not outlast this note
     }
     return fs::last_write_time(path);
 }
@@ -91,19 +92,11 @@ class Batch {
                 }
             });
         }
+        sync_folders();
         report();
     }
 
   private:
-    static void make_folder(const fs::path &folder) {
-        std::error_code error;
-        fs::create_directories(folder, error);
-        std::error_code unknown;
-        if (!fs::is_directory(folder, unknown))
-            throw Failure(folder, error ? error.message()
-                                        : "is not a folder, which a batch of photographs needs");
-    }
-
     /// Lays down the outputs of each photograph. What cannot be rendered for sure fails now.
     void plan() {
         const std::vector<BatchPhoto> photos = collect_photos(options_.photos);

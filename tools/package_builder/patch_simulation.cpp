@@ -29,6 +29,7 @@ constexpr int share_factor(const DiffusionKernel &kernel, int weight) {
     return 65536 * weight / kernel.divisor + (kernel.floors ? 0 : 1);
 }
 
+/// All signed: GCC 12 vectorises an unsigned product of sign-extended words wrongly.
 constexpr std::int16_t high_product(std::int16_t word, int factor) {
     return static_cast<std::int16_t>(word * factor >> 16);
 }
