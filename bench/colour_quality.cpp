@@ -183,7 +183,7 @@ void print_grey_ramp(const Characterisation &panel, const Bytes &package) {
     const Vector3 white = panel.lights()[panel.white()];
     std::printf("\nGrey ramp, relative to paper: byte, L*, CIEDE2000 to neutral\n ");
     double largest = 0;
-    for (int grey = 0; grey < 256; grey += grey < 16 ? 4 : 16) {
+    for (int grey = 0; grey < 256; grey += 4) {
         const auto byte = static_cast<std::uint8_t>(grey);
         const Vector3 lab = lab_from_light(
             show_patch(package, {byte, byte, byte}, DITHER_FLOYD_SERPENTINE).mean, white);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 namespace oxel::tools {
 
@@ -77,20 +78,39 @@ double power(double base, int exponent) {
     return product;
 }
 
-/// By Newton's method: libm's pow and cbrt differ between machines.
-double root(int degree, double x) {
-    if (x <= 0)
-        return 0;
-    int exponent = 0;
-    std::frexp(x, &exponent); // x < 2^exponent
-    const int above = exponent > 0 ? (exponent + degree - 1) / degree : exponent / degree;
-    double y = std::ldexp(1.0, above); // not below the root
-    for (;;) {                         // falls to the root until rounding stops it
+namespace {
+
+/// Newton's method, from a place not below the root: falls to it until rounding stops it.
+double fall_to_root(int degree, double x, double y) {
+    for (;;) {
         const double next = ((degree - 1) * y + x / power(y, degree - 1)) / degree;
         if (next >= y)
             return y;
         y = next;
     }
+}
+
+/// The roots of 2^0 to 2^(degree - 1), a little too large.
+std::vector<double> roots_above(int degree) {
+    std::vector<double> roots;
+    for (int exponent = 0; exponent < degree; ++exponent)
+        roots.push_back(1.000001 * fall_to_root(degree, std::ldexp(1.0, exponent), 2));
+    return roots;
+}
+
+} // namespace
+
+/// By Newton's method: libm's pow and cbrt differ between machines.
+double root(int degree, double x) {
+    static const std::vector<double> starts[] = {roots_above(3), roots_above(5), roots_above(12)};
+    if (x <= 0)
+        return 0;
+    int exponent = 0;
+    const double mantissa = std::frexp(x, &exponent);
+    const int whole = (exponent - (exponent < 0 ? degree - 1 : 0)) / degree; // rounded down
+    const double start = starts[degree / 5][std::size_t(exponent - degree * whole)];
+    return fall_to_root(degree, x,
+                        std::ldexp(start * (1 + (mantissa - 1) / degree), whole)); // Bernoulli
 }
 
 RgbBytes to_bytes(const Vector3 &srgb) {

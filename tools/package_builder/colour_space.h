@@ -42,7 +42,7 @@ Vector3 light_from_oklab(const Vector3 &oklab);
 /// The derivatives of oklab_from_light by each channel, as columns; finite also for black.
 Matrix3 oklab_slopes(const Vector3 &light);
 
-/// The positive root of a number in 0 to 8.
+/// The positive root, of degree 3, 5 or 12.
 double root(int degree, double x);
 
 double power(double base, int exponent);

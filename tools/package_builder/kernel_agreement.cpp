@@ -15,7 +15,7 @@ namespace oxel::tools {
 
 namespace {
 
-constexpr int trials = 350;
+constexpr int trials = 250;
 constexpr double first_step = 12; // of each coordinate, in the sites' space, at most
 constexpr double step_growth = 1.3;
 constexpr double step_decay = 0.985;
