@@ -308,6 +308,38 @@ void print_photos(const std::string &name, const std::vector<Photo> &photos, boo
                 mean.detail, each ? list.c_str() : "");
 }
 
+/// Three stripes of flat colours from dark to light for each tuning: what Floyd and Steinberg's
+/// diffusion shows, what was wanted, what Jarvis, Judice and Ninke's shows.
+Bytes tuning_sheet(const std::string &file, const std::vector<PanelColour> &colours) {
+    constexpr int columns = 16;
+    constexpr int stripe = 22, column_width = 40, gap = 14;
+    std::vector<Request> requests = requests_at_cells(Characterisation(palette_of(colours)));
+    std::sort(requests.begin(), requests.end(), [](const Request &a, const Request &b) {
+        return lab_from_light(a.light)[0] < lab_from_light(b.light)[0];
+    });
+    const int tunings = int(tuning_names().size());
+    const ImageSize size{columns * column_width, tunings * (3 * stripe + gap) - gap};
+    Bytes sheet(3 * size.pixels(), 255);
+    for (int tuning = 0; tuning < tunings; ++tuning) {
+        const Bytes package =
+            build_package(colours, {.intent = Intent::absolute, .tuning = Tuning(tuning)});
+        for (int column = 0; column < columns; ++column) {
+            const Request &request = requests[requests.size() * std::size_t(column) / columns];
+            const Vector3 lights[] = {show_patch(package, request.bytes, DITHER_FLOYD).mean,
+                                      request.light,
+                                      show_patch(package, request.bytes, DITHER_JJN).mean};
+            for (int y = 0; y < 3 * stripe; ++y) {
+                const RgbBytes rgb = to_bytes(srgb_from_light(lights[y / stripe]));
+                const int row = tuning * (3 * stripe + gap) + y;
+                for (int x = column * column_width; x < (column + 1) * column_width; ++x)
+                    std::copy(rgb.begin(), rgb.end(),
+                              sheet.begin() + 3 * (std::ptrdiff_t(row) * size.width + x));
+            }
+        }
+    }
+    return encode_png(file, sheet, size);
+}
+
 void write_pictures(const std::string &folder, const std::vector<PanelColour> &colours,
                     const std::string &path) {
     constexpr ImageSize size{400, 300};
@@ -324,6 +356,8 @@ void write_pictures(const std::string &folder, const std::vector<PanelColour> &c
     for (std::size_t intent = 0; intent < intent_names().size(); ++intent)
         write("colour-" + intent_names()[intent],
               build_package(colours, {.intent = Intent(intent)}));
+    const std::string sheet = folder + "/colour-tunings.png";
+    outputs.write(sheet, tuning_sheet(sheet, colours));
     outputs.publish();
 }
 

@@ -118,17 +118,19 @@ compensate(const Characterisation &panel, const std::vector<Vector3> &targets,
     table.reserve(3 * targets.size());
     for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
         const std::size_t cell = table.size() / 3;
-        Vector3 given = colours[cell];
         RgbBytes bytes{};
         if (is_palette_colour(panel, targets[cell])) {
-            bytes = to_bytes(add_rounding_loss(given));
+            bytes = to_bytes(add_rounding_loss(colours[cell]));
+        } else if (red == green && green == blue) { // the eye sees a cast of greys first
+            const Vector3 given = grey_solver.solve({grey_solver.goal(colours[cell])})[0];
+            bytes =
+                grey_solver.refine(to_bytes(given), targets[cell], panel.lights()[panel.white()]);
         } else {
+            Vector3 given = colours[cell];
             lattice.for_each_node_about(colours[cell], [&](std::size_t node, double weight) {
                 given = given + weight * lattice.correction(node);
             });
             bytes = to_bytes(given);
-            if (red == green && green == blue) // the eye sees a cast of greys first
-                bytes = grey_solver.refine(bytes, targets[cell], panel.lights()[panel.white()]);
         }
         table.insert(table.end(), bytes.begin(), bytes.end());
     });

@@ -13,8 +13,9 @@ namespace oxel::tools {
 /// package's gamut table does not hold the colours wanted, but the bytes whose diffusion gives
 /// them: for each target the fixed point at which a simulated patch has the light wanted.
 ///
-/// The fixed points are found on a lattice of colours and interpolated between. Targets that are a
-/// palette colour itself get bytes that every diffusion renders in that colour alone.
+/// The fixed points of greys are found one by one, those of other colours on a lattice of colours,
+/// and interpolated between. Targets that are a palette colour itself get bytes that every
+/// diffusion renders in that colour alone.
 ///
 /// Returns 3 bytes a target. `progress` is called with a share of the work from 0 to 1.
 std::vector<std::uint8_t>

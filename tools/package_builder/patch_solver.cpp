@@ -91,6 +91,12 @@ std::vector<Vector3> PatchSolver::solve(const std::vector<PatchGoal> &goals) con
 
 RgbBytes PatchSolver::refine(const RgbBytes &start, const Vector3 &wanted,
                              const Vector3 &white) const {
+    const RgbBytes next = refine_by_one(start, wanted, white);
+    return next == start ? start : refine_by_one(next, wanted, white);
+}
+
+RgbBytes PatchSolver::refine_by_one(const RgbBytes &start, const Vector3 &wanted,
+                                    const Vector3 &white) const {
     std::vector<RgbBytes> candidates = {start}; // wins if others are as good
     for (int offset = 0; offset < 27; ++offset) {
         const Vector3 step = {double(offset / 9 - 1), double(offset / 3 % 3 - 1),

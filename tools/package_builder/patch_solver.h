@@ -43,10 +43,14 @@ class PatchSolver {
     /// iteration; 1 to PatchSimulation::lanes of them.
     std::vector<Vector3> solve(const std::vector<PatchGoal> &goals) const;
 
-    /// Bytes within one of `start` whose patches come nearest to a light, relative to `white`.
+    /// Bytes within two of `start` whose patches come nearer to a light, relative to `white`.
     RgbBytes refine(const RgbBytes &start, const Vector3 &wanted, const Vector3 &white) const;
 
   private:
+    /// The best of `start` and its neighbours.
+    RgbBytes refine_by_one(const RgbBytes &start, const Vector3 &wanted,
+                           const Vector3 &white) const;
+
     struct WeightedMode {
         int mode;
         double weight;
