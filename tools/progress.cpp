@@ -49,7 +49,7 @@ void Progress::draw(Clock::time_point now) {
                        std::string(width - filled, '.') + "] " + std::to_string(done_) + "/" +
                        std::to_string(total_);
     const double seconds = std::chrono::duration<double>(now - start_).count();
-    if (worked_ > 0 && seconds > 0) {
+    if (worked_ > 0 && seconds >= 1) { // sooner, it would be a guess
         const double rate = static_cast<double>(worked_) / seconds;
         char text[32];
         std::snprintf(text, sizeof text, "  %.2f/s  ", rate);

@@ -24,7 +24,7 @@ constexpr std::size_t sample_size = 96;          // colours
 constexpr std::size_t most_palette_colours = 16; // what a search of a second can take
 
 /// The deviation of blocks of 4 x 4 pixels is what blurring eyes see as grain.
-constexpr PatchSimulation::Area patch = {.size = 40, .border = 8, .blocks = 6};
+constexpr PatchSimulation::Area judged_patch = {.size = 40, .border = 8, .blocks = 6};
 
 class Random {
   public:
@@ -81,9 +81,10 @@ class Judge {
         const PatchSimulation simulation(panel_, table);
         double sum = 0;
         for_each_part([&](const std::vector<RgbBytes> &part) {
-            const std::vector<Vector3> floyd = simulation.mean_light(DITHER_FLOYD, part, patch);
+            const std::vector<Vector3> floyd =
+                simulation.mean_light(DITHER_FLOYD, part, judged_patch);
             for (const int mode : {DITHER_JJN, DITHER_STUCKI}) {
-                const std::vector<Vector3> wide = simulation.mean_light(mode, part, patch);
+                const std::vector<Vector3> wide = simulation.mean_light(mode, part, judged_patch);
                 for (std::size_t i = 0; i < part.size(); ++i)
                     sum += cie94(lab_from_light(floyd[i]), lab_from_light(wide[i]));
             }
@@ -97,7 +98,7 @@ class Judge {
         const PatchSimulation simulation(panel_, table);
         double sum = 0;
         for_each_part([&](const std::vector<RgbBytes> &part) {
-            for (const auto &blocks : simulation.block_lights(DITHER_FLOYD, part, patch)) {
+            for (const auto &blocks : simulation.block_lights(DITHER_FLOYD, part, judged_patch)) {
                 const Vector3 whole = lab_from_light(mean(blocks));
                 for (const Vector3 &block : blocks)
                     sum += cie94(lab_from_light(block), whole);

@@ -215,7 +215,7 @@ std::vector<std::vector<Vector3>> PatchSimulation::block_lights(int dithering_mo
     const Counts counts = simulations[std::size_t(dithering_mode / 2)](
         {quantisation_.data(), palette_.data()}, pixels, dithering_mode % 2 != 0, area,
         lights_.size());
-    const std::size_t blocks = std::size_t(area.blocks * area.blocks);
+    const std::size_t blocks = std::size_t(area.blocks) * std::size_t(area.blocks);
     const double block_side = double(area.size - 2 * area.border) / area.blocks;
     std::vector<std::vector<Vector3>> patches(bytes.size(), std::vector<Vector3>(blocks));
     auto count = counts.begin();
