@@ -1,7 +1,6 @@
 #include "package_builder/kernel_agreement.h"
 
 #include "Oxel_Morvel6_render.h"
-#include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
 #include "package_builder/patch_solver.h"
 
@@ -32,15 +31,11 @@ class Random {
         return least + (most - least) * double(engine_()) / 4294967296.0;
     }
 
+    Vector3 colour() { return {between(0, 255), between(0, 255), between(0, 255)}; }
+
   private:
     std::mt19937 engine_{12}; // good for the built-in panel
 };
-
-Vector3 random_colour(Random &random) {
-    const double red = random.between(0, 255);
-    const double green = random.between(0, 255);
-    return {red, green, random.between(0, 255)};
-}
 
 /// Judges quantisation tables by what they make of flat patches.
 class Judge {
@@ -52,7 +47,7 @@ class Judge {
         while (requests_.size() < sample_size) {
             std::vector<PatchGoal> goals;
             for (int tries = 0; goals.size() < PatchSimulation::lanes; ++tries) {
-                const Vector3 srgb = random_colour(random);
+                const Vector3 srgb = random.colour();
                 if (panel.holds(light_from_srgb(srgb)))
                     goals.push_back(solver.goal(srgb));
                 else if (tries == 100000) // hardly a body
