@@ -2,7 +2,9 @@
 # Builds the digest of the library's results for other processors, with other compilers and flags,
 # and runs it, emulated where need be, one on each core: processors.sh [NAME ...]
 #
-# Sources are compiled as those do who take them into a build of their own.
+# Sources are compiled as those do who take them into a build of their own. A NAME that ends with
+# "-packages" builds the packages of the package builder's test, in minutes, with Debian's Qhull for
+# that processor.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 
@@ -30,6 +32,9 @@ s390x               | s390x-linux-gnu-g++ -O2 | qemu-s390x
 s390x-O3            | s390x-linux-gnu-g++ -O3 -march=z13 | qemu-s390x
 s390x-clang         | clang++ --target=s390x-linux-gnu -O2 | qemu-s390x
 x86_64-threads      | clang++ -O1 -g -fsanitize=thread
+i386-packages       | i686-linux-gnu-g++ -O2 -msse2 -mfpmath=sse
+arm64-packages      | aarch64-linux-gnu-g++ -O2 -ffp-contract=off | qemu-aarch64
+s390x-packages      | s390x-linux-gnu-g++ -O2 -ffp-contract=off | qemu-s390x
 '
 mapfile -t sources < <(find "$PWD"/src "$PWD"/tests/{digest,support}.cpp -name '*.cpp')
 
@@ -47,6 +52,30 @@ run() { # NAME COMPILER EMULATOR
     $3 "$folder/digest" tests/digest.txt $threads | sed "s/^/$1, /"
 }
 
+qhull() { # ARCHITECTURE FOLDER
+    local apt=(-qq -o "Dir::State=$2/apt" -o "Dir::State::status=$2/apt/status" -o "Dir::Cache=$2/apt"
+        -o "APT::Architecture=$1" -o "APT::Architectures=$1" -o "APT::Sandbox::User=$(id -un)")
+    mkdir -p "$2"/apt/{lists,archives}/partial
+    touch "$2/apt/status" # as if nothing was installed
+    apt-get "${apt[@]}" update || true # what is missing then is missing below
+    (cd "$2" && apt-get "${apt[@]}" download libqhull-dev && dpkg-deb -x libqhull-dev_*.deb .)
+}
+
+run_packages() { # NAME COMPILER EMULATOR
+    local folder=$PWD/build/processors/$1 gtest=/usr/src/googletest/googletest
+    mkdir -p "$folder"
+    qhull "${1%-packages}" "$folder/qhull"
+    # shellcheck disable=SC2086 # words
+    (cd "$folder" && $2 -std=c++20 -w -I"$OLDPWD"/{include,src,tools} -I$gtest{,/include} \
+        -DGTEST_HAS_PTHREAD=0 -c "$OLDPWD"/{src,src/kernels,tools/package_builder}/*.cpp \
+        "$OLDPWD/tests/package_builder_test.cpp" $gtest/src/gtest{-all,_main}.cc)
+    # shellcheck disable=SC2086
+    $2 -static -Wl,--no-warnings "$folder"/*.o "$folder"/qhull/usr/lib/*/libqhullstatic_r.a -o "$folder/tests"
+    # shellcheck disable=SC2086
+    $3 "$folder/tests" --gtest_brief --gtest_filter=PackageBuilder.MakesTheSameBytesEverywhere |
+        sed "s/^/$1, /"
+}
+
 if [ $# -ne 1 ]; then
     { [ $# -eq 0 ] && sed -n 's/ *|.*//p' <<<"$targets" || printf '%s\n' "$@"; } |
         xargs -n 1 -P "$(nproc)" tests/processors.sh
@@ -54,4 +83,8 @@ if [ $# -ne 1 ]; then
 fi
 IFS='|' read -r name compiler emulator < <(grep "^$1 " <<<"$targets") ||
     { echo "$0: $1: no such target" >&2 && exit 1; }
-run "${name// /}" "$compiler" "$emulator"
+name=${name// /}
+case $name in
+*-packages) run_packages "$name" "$compiler" "$emulator" ;;
+*) run "$name" "$compiler" "$emulator" ;;
+esac

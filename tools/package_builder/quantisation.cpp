@@ -2,6 +2,7 @@
 
 #include "package_builder/cells.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
@@ -76,7 +77,12 @@ Quantiser::Quantiser(const Characterisation &panel) {
         own_sites_.push_back(weighted_lab(light));
     }
     choices_.push_back(all);
-    std::map<std::vector<std::size_t>, std::size_t> known = {{{}, 0}}; // inside, any will do
+    // GCC 12's own order of such vectors is none on a big-endian processor.
+    const auto precedes = [](const auto &one, const auto &other) {
+        return std::ranges::lexicographical_compare(one, other);
+    };
+    std::map<std::vector<std::size_t>, std::size_t, decltype(precedes)> known;
+    known[{}] = 0; // inside, any will do
     const std::vector<ByteTriangle> triangles = byte_triangles(panel);
     std::array<double, cell_steps> channel_light{};
     for (std::size_t step = 0; step < cell_steps; ++step)
