@@ -1,7 +1,7 @@
 #!/bin/bash
 # Runs the tests and all processes that they start under Valgrind:  valgrind.sh [CTEST_ARGUMENT ...]
 #
-# It takes hours. Valgrind has no AVX-512, so that form does not run.
+# It takes an hour. Valgrind has no AVX-512, so that form does not run.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=$PWD/build/valgrind
@@ -12,7 +12,7 @@ cmake --build "$build" --parallel "$(nproc)" >/dev/null
 rm -f "$build"/report.*
 result=0
 PYTHONMALLOC=malloc valgrind --quiet --error-exitcode=99 --trace-children=yes \
-    --trace-children-skip='*/cc,*/cp,*/mktemp,*/nm,*/sort' --leak-check=full --num-callers=40 \
+    --trace-children-skip='*/cc,*/cp,*/mktemp,*/nm,*/sed,*/sort' --leak-check=full --num-callers=40 \
     --show-leak-kinds=definite --errors-for-leak-kinds=definite \
     --suppressions="$PWD/tests/valgrind.supp" --log-file="$build/report.%p" \
     ctest --test-dir "$build" --output-on-failure --parallel "$(nproc)" "$@" || result=$?
