@@ -46,6 +46,20 @@ void expect_reference(const Tables &tables, const Case &c, std::uint32_t output_
               OXEL_SUCCESS);
     ASSERT_EQ(shared.bytes(), eo.bytes());
 
+    // Overlapping images: the input is read first, then one output written after the other.
+    const std::size_t bytes = c.input.size();
+    Bytes memory;
+    for (const bool apart : {false, true}) {
+        memory = c.input;
+        memory.resize(bytes + 4);
+        ASSERT_EQ(Oxel_Morvel6_render_All(apart ? c.input.data() : memory.data(), c.rgb_order,
+                                          &memory[4], nominal.get(), &memory[1], nullptr, c.width,
+                                          c.height, c.mode),
+                  OXEL_SUCCESS);
+        ASSERT_EQ(Bytes(&memory[1], &memory[1] + bytes), eo.bytes());
+        ASSERT_EQ(Bytes(&memory[1] + bytes, &memory[4] + bytes), Bytes(3, tcon.bytes().back()));
+    }
+
     double measures[2];
     for (int shift = 0; shift < 2; ++shift) {
         measures[shift] = measure(renderings[shift], c.width, c.height);
@@ -223,6 +237,7 @@ TEST(Render, EveryAllocationMayFail) {
         std::function<int()> call;
     } entries[] = {
         {1, [&] { return Oxel_Morvel6_render(input.data(), 0, output.data(), 0, w, h, 5, 3); }},
+        {2, [&] { return Oxel_Morvel6_render(input.data(), 0, &input[3], 0, w, h - 1, 5, 3); }},
         {1,
          [&] {
              return Oxel_Morvel6_render_All(input.data(), 0, output.data(), preview.data(),
