@@ -220,7 +220,8 @@ OXEL_EXPORT int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_ima
  *
  *   output_image  as many bytes as the input; may be the input's own buffer
  *   output_order  byte order of the output; with any other value nothing is read or written
- *   hue           degrees added to the hue; any value, taken modulo 360
+ *   hue           degrees added to the hue; any value. The sum is truncated toward zero, then taken
+ *                 modulo 360: where it is negative, 360 degrees more may give a degree less
  *   saturation    hundredths added to a saturation of at least 0.1
  *   brightness    hundredths added to the lightness
  *   contrast      lightness is stretched about one half by the factor 1 + contrast / 50
