@@ -11,7 +11,7 @@
  *           and may be null.
  * Buffers   belong to the caller, before, during and after a call. Outputs are written only when
  *           the status is OXEL_SUCCESS. No alignment is needed. Buffers must not overlap except
- *           where a function says that they may be one and the same buffer.
+ *           where a function says so.
  * Memory    Work memory comes from malloc and is released before the call returns.
  * Threads   Oxel_Morvel6_render_init writes the library's state and must not overlap any other
  *           call. All other calls only read that state and may run at once on any number of
@@ -145,7 +145,7 @@ OXEL_EXPORT int32_t Oxel_Morvel6_render_init(const uint8_t *package,
  * Renders an image to one form.
  *
  *   input_image     the image, in `rgb_order`; only read
- *   output_image    as many bytes as the input; may be the input's own buffer
+ *   output_image    as many bytes as the input, which it may overlap: that is read first
  *   output_order    byte order of OUTPUT_NOMINAL_RGB and OUTPUT_EO_RGB; ignored by
  *                   OUTPUT_TCON_CODE
  *   dithering_mode  enum Oxel_dithering_mode
@@ -178,8 +178,8 @@ OXEL_EXPORT int32_t Oxel_Morvel6_render(const uint8_t *input_image, uint32_t rgb
  *   eo_image       receives OUTPUT_EO_RGB in `rgb_order`
  *   reserved       never read
  *
- * The outputs are written in this order, after the input has been read: any of them may be the
- * input's own buffer, and where outputs are one buffer the last one prevails.
+ * The outputs are written one after the other, in this order, after the input has been read: any of
+ * them may overlap it, and where outputs overlap the last one prevails.
  *
  * Returns, outputs untouched except on success, the first that applies of OXEL_NOT_INITIALISED,
  * OXEL_BAD_SELECTOR (dithering_mode, rgb_order), OXEL_BAD_ARGUMENT, OXEL_UNUSABLE_TABLES,
@@ -220,7 +220,8 @@ OXEL_EXPORT int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_ima
  *
  *   output_image  as many bytes as the input; may be the input's own buffer
  *   output_order  byte order of the output; with any other value nothing is read or written
- *   hue           degrees added to the hue; any value, taken modulo 360
+ *   hue           degrees added to the hue; any value. The sum is truncated toward zero, then taken
+ *                 modulo 360: where it is negative, 360 degrees more may give a degree less
  *   saturation    hundredths added to a saturation of at least 0.1
  *   brightness    hundredths added to the lightness
  *   contrast      lightness is stretched about one half by the factor 1 + contrast / 50

@@ -1,6 +1,7 @@
 #include "Oxel_Morvel6_render.h"
 
 #include "dithering.h"
+#include "heap_array.h"
 #include "library_state.h"
 #include "render_pipeline.h"
 
@@ -175,6 +176,10 @@ void OutputWriter::write(IndexSink &self, std::int32_t row, std::int32_t column,
                                    writer.images_[i] + start);
 }
 
+void OutputWriter::write_image(const std::uint8_t *index_plane, ImageSize size) {
+    write(*this, 0, 0, index_plane, static_cast<std::int32_t>(size.pixels()));
+}
+
 namespace {
 
 char updateLogMsg[] = "Version Updates:\n"
@@ -218,12 +223,42 @@ using namespace oxel;
 
 namespace {
 
+/// Whether images of one size share some of their bytes, not all.
+bool overlap_partly(const std::uint8_t *image, const std::uint8_t *other, ImageSize size) {
+    const auto a = reinterpret_cast<std::uintptr_t>(image);
+    const auto b = reinterpret_cast<std::uintptr_t>(other);
+    return a != b && (a < b ? b - a : a - b) < 3 * size.pixels();
+}
+
+/// Whether outputs can be written piece by piece while the input is being read: no piece falls on
+/// input that is still to be read, or on a later output's.
+bool can_stream(const Input &input, const Output *outputs, std::size_t output_count) {
+    for (std::size_t i = 0; i < output_count; ++i) {
+        if (overlap_partly(outputs[i].pixels, input.pixels, input.size))
+            return false;
+        for (std::size_t k = 0; k < i; ++k)
+            if (overlap_partly(outputs[i].pixels, outputs[k].pixels, input.size))
+                return false;
+    }
+    return true;
+}
+
 std::int32_t render(const Input &input, std::uint32_t dithering_mode, const Output *outputs,
                     std::size_t output_count) {
     if (input.size.empty())
         return OXEL_SUCCESS;
     OutputWriter writer(outputs, output_count, input.size.width);
-    return diffuse(render_job(input, dithering_mode, writer));
+    if (can_stream(input, outputs, output_count))
+        return diffuse(render_job(input, dithering_mode, writer));
+
+    const auto indices = HeapArray<std::uint8_t>::uninitialised(input.size.pixels());
+    if (!indices)
+        return OXEL_OUT_OF_MEMORY;
+    IndexPlane plane(indices.get(), input.size.width);
+    if (const auto failure = diffuse(render_job(input, dithering_mode, plane)))
+        return failure;
+    writer.write_image(indices.get(), input.size);
+    return OXEL_SUCCESS;
 }
 
 } // namespace

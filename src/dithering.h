@@ -7,8 +7,8 @@
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
-/// How a picture that `dithering_mode` names the diffusion of (0 to 5) is reduced to palette
-/// indices through the adopted tables.
+/// The diffusion of a picture to palette indices, through the adopted tables, that `dithering_mode`
+/// (0 to 5) names.
 DiffusionJob diffusion_job(const PixelRows &picture, std::uint32_t dithering_mode, IndexSink &sink);
 
 /// Runs the job in the form that suits the processor. Returns OXEL_SUCCESS, or OXEL_OUT_OF_MEMORY

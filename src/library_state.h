@@ -13,7 +13,7 @@ extern const std::uint8_t *GLUT; // 64 * 64 * 64 mapped colours of 3 bytes R, G,
 extern const std::uint8_t *QLUT; // 64 * 64 * 64 palette indices
 
 extern bool tables_usable;         // every table that a render reads lies inside the package
-extern std::uint8_t largest_index; // of the bytes in QLUT; 0 unless the tables are usable
+extern std::uint8_t largest_index; // of the bytes in QLUT; of no use unless the tables are usable
 
 /// The gamut and quantisation tables drop two bits of each channel; R is slowest, B fastest.
 [[gnu::always_inline]] inline std::uint32_t colour_cell(std::uint32_t r, std::uint32_t g,

@@ -130,11 +130,8 @@ int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t
         return failure;
     if (guard_result)
         *guard_result = verdict;
-    if (!input.size.empty()) {
-        OutputWriter writer(&output, 1, width);
-        for (std::int32_t row = 0; row < height; ++row)
-            writer.take(writer, row, 0, index_plane.get() + std::ptrdiff_t{row} * width, width);
-    }
+    if (!input.size.empty())
+        OutputWriter(&output, 1, width).write_image(index_plane.get(), input.size);
     return output.status();
 }
 

@@ -42,6 +42,9 @@ class OutputWriter : public IndexSink {
   public:
     OutputWriter(const Output *outputs, std::size_t count, std::int32_t width);
 
+    /// Writes one output after the other.
+    void write_image(const std::uint8_t *index_plane, ImageSize size);
+
   private:
     static void write(IndexSink &self, std::int32_t row, std::int32_t column,
                       const std::uint8_t *indices, std::int32_t count);

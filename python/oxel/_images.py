@@ -101,7 +101,8 @@ def adjust(
 
     Args:
         image: (height, width, 3) array of uint8, or a Pillow image; what comes in comes out.
-        hue: degrees added to the hue; any value, taken modulo 360.
+        hue: degrees added to the hue; any value. The sum is truncated toward zero, then taken modulo
+            360: where it is negative, 360 degrees more may give a degree less.
         saturation: hundredths added to a saturation of at least 0.1.
         brightness: hundredths added to the lightness.
         contrast: lightness is stretched about one half by the factor 1 + contrast / 50.

@@ -1,7 +1,7 @@
 #ifndef OXEL_KERNELS_CARRYLESS_CRC_H
 #define OXEL_KERNELS_CARRYLESS_CRC_H
 
-#include "forms.h"
+#include "portable.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -36,18 +36,11 @@ inline __m128i load_block(const std::uint8_t *bytes) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i *>(bytes));
 }
 
-inline std::uint32_t crc32_bytewise(std::uint32_t crc, const std::uint8_t *bytes, std::size_t count,
-                                    const CrcTables &tables) {
-    for (std::size_t i = 0; i < count; ++i)
-        crc = tables[0][(crc ^ bytes[i]) & 0xFF] ^ crc >> 8;
-    return crc;
-}
-
 inline std::uint32_t carryless_crc32(std::uint32_t crc, const std::uint8_t *bytes,
                                      std::size_t count, const CrcTables &tables) {
     constexpr std::size_t block = 16, stride = 4 * block;
     if (count < stride)
-        return crc32_bytewise(crc, bytes, count, tables);
+        return crc32(crc, bytes, count, tables);
     __m128i part[4];
     for (std::size_t i = 0; i < 4; ++i)
         part[i] = load_block(bytes + block * i);
@@ -63,7 +56,7 @@ inline std::uint32_t carryless_crc32(std::uint32_t crc, const std::uint8_t *byte
     // What is left is a message of 16 bytes with the same remainder.
     std::uint8_t rest[block];
     _mm_storeu_si128(reinterpret_cast<__m128i *>(rest), part[3]);
-    return crc32_bytewise(crc32_bytewise(0, rest, block, tables), bytes, count, tables);
+    return crc32(crc32(0, rest, block, tables), bytes, count, tables);
 }
 
 } // namespace

@@ -55,15 +55,14 @@ Hsl apply(const Adjustment &adjustment, Hsl hsl) {
 
 /// The levels between which a colour's channels lie.
 struct Levels {
-    double lower;
     double upper;
+    double lower;
 
     explicit Levels(const Hsl &hsl)
-        : lower(0.0), upper(hsl.lightness < 0.5
-                                ? (hsl.saturation + 1.0) * hsl.lightness
-                                : hsl.saturation + hsl.lightness - hsl.lightness * hsl.saturation) {
-        lower = hsl.lightness + hsl.lightness - upper;
-    }
+        : upper(hsl.lightness < 0.5
+                    ? (hsl.saturation + 1.0) * hsl.lightness
+                    : hsl.saturation + hsl.lightness - hsl.lightness * hsl.saturation),
+          lower(hsl.lightness + hsl.lightness - upper) {}
 
     /// The byte of the channel at a position on the hue circle, which is 1 around.
     std::uint8_t channel(double position) const {

@@ -14,7 +14,7 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 extern const Form vector128_form; // SSE2 or NEON
 extern const Form avx2_form;
-extern const Form avx512_form; // AVX-512 F and BW
+extern const Form avx512_form; // AVX-512 F, BW, DQ, VL and VBMI
 
 } // namespace oxel
 

@@ -86,8 +86,9 @@ class Wavefront {
             const int steps = end - start < run ? end - start : run;
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
-                stage<Target>(picture, first_row + row, piece.column, piece.count,
-                              &staged_[piece.step][row], rows);
+                if (piece.count > 0)
+                    stage<Target>(picture, first_row + row, piece.column, piece.count,
+                                  &staged_[piece.step][row], rows);
             }
             for (int i = 0; i < steps; ++i)
                 step(state, i, start + i, picture.width, carry, second_carry);
