@@ -380,4 +380,12 @@ TEST(PackageBuilder, ShowsTheColoursWanted) {
     }
 }
 
+TEST(PackageBuilder, MixesGreysThatMeasuringLeftNotQuiteGrey) {
+    const Characterisation panel({{30, 31, 30}, {79, 80, 81}, {131, 130, 130}, {180, 179, 180}});
+    const auto tables = build_tables(panel);
+    const auto patches = show_patches(panel, tables, reachable_cells(panel, tables.targets, 256));
+    EXPECT_EQ(patches.size(), 256U); // few cells lie inside
+    EXPECT_LT(summarise(patches, DITHER_FLOYD_SERPENTINE).mean, 1.0);
+}
+
 } // namespace
