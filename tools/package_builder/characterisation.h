@@ -4,6 +4,7 @@
 #include "package_builder/colour_space.h"
 #include "package_builder/nearest_mixture.h"
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
