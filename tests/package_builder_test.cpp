@@ -329,16 +329,22 @@ TEST(PackageBuilder, MakesPackagesThatRenderBlackAndWhiteInPureInk) {
 }
 
 TEST(PackageBuilder, MakesTheSameBytesEverywhere) {
+    Palette cube; // whose sides qhull has to cut into triangles
+    for (int corner = 0; corner < 8; ++corner)
+        cube.push_back(to_bytes(
+            255.0 * Vector3{double(corner >> 2), double(corner >> 1 & 1), double(corner & 1)}));
     const struct {
+        Palette palette;
         BuildOptions options;
         std::uint32_t crc;
     } packages[] = {
-        {{.intent = Intent::perceptual}, 0xC09B195E},
-        {{.intent = Intent::vivid, .tuning = Tuning::jjn}, 0xC38BCEA3},
-        {{.intent = Intent::absolute, .tuning = Tuning::stucki}, 0x322E878C},
+        {six, {.intent = Intent::perceptual}, 0xC09B195E},
+        {six, {.intent = Intent::vivid, .tuning = Tuning::jjn}, 0xC38BCEA3},
+        {six, {.intent = Intent::absolute, .tuning = Tuning::stucki}, 0x322E878C},
+        {cube, {.intent = Intent::absolute, .tuning = Tuning::floyd}, 0x28B8FBF3},
     };
-    for (const auto &[options, crc] : packages)
-        EXPECT_EQ(package_crc(build_package(panel_colours(six), options)), crc)
+    for (const auto &[palette, options, crc] : packages)
+        EXPECT_EQ(package_crc(build_package(panel_colours(palette), options)), crc)
             << intent_names()[std::size_t(options.intent)];
 }
 
