@@ -21,7 +21,6 @@
 #include <vips/vips8>
 
 #include <algorithm>
-#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <ctime>

@@ -1,7 +1,6 @@
 #ifndef OXEL_FUZZ_CHOICES_H
 #define OXEL_FUZZ_CHOICES_H
 
-#include <cstddef>
 #include <cstdint>
 #include <span>
 

@@ -329,16 +329,22 @@ TEST(PackageBuilder, MakesPackagesThatRenderBlackAndWhiteInPureInk) {
 }
 
 TEST(PackageBuilder, MakesTheSameBytesEverywhere) {
+    Palette cube; // whose sides qhull has to cut into triangles
+    for (int corner = 0; corner < 8; ++corner)
+        cube.push_back(to_bytes(
+            255.0 * Vector3{double(corner >> 2), double(corner >> 1 & 1), double(corner & 1)}));
     const struct {
+        Palette palette;
         BuildOptions options;
         std::uint32_t crc;
     } packages[] = {
-        {{.intent = Intent::perceptual}, 0xC09B195E},
-        {{.intent = Intent::vivid, .tuning = Tuning::jjn}, 0xC38BCEA3},
-        {{.intent = Intent::absolute, .tuning = Tuning::stucki}, 0x322E878C},
+        {six, {.intent = Intent::perceptual}, 0xC09B195E},
+        {six, {.intent = Intent::vivid, .tuning = Tuning::jjn}, 0xC38BCEA3},
+        {six, {.intent = Intent::absolute, .tuning = Tuning::stucki}, 0x322E878C},
+        {cube, {.intent = Intent::absolute, .tuning = Tuning::floyd}, 0x28B8FBF3},
     };
-    for (const auto &[options, crc] : packages)
-        EXPECT_EQ(package_crc(build_package(panel_colours(six), options)), crc)
+    for (const auto &[palette, options, crc] : packages)
+        EXPECT_EQ(package_crc(build_package(panel_colours(palette), options)), crc)
             << intent_names()[std::size_t(options.intent)];
 }
 
@@ -378,6 +384,14 @@ TEST(PackageBuilder, ShowsTheColoursWanted) {
             EXPECT_LT(ciede2000(lab, {lab[0], 0, 0}), 1.9) << "a cast at L* " << lab[0];
         }
     }
+}
+
+TEST(PackageBuilder, MixesGreysThatMeasuringLeftNotQuiteGrey) {
+    const Characterisation panel({{30, 31, 30}, {79, 80, 81}, {131, 130, 130}, {180, 179, 180}});
+    const auto tables = build_tables(panel);
+    const auto patches = show_patches(panel, tables, reachable_cells(panel, tables.targets, 256));
+    EXPECT_EQ(patches.size(), 256U); // few cells lie inside
+    EXPECT_LT(summarise(patches, DITHER_FLOYD_SERPENTINE).mean, 1.0);
 }
 
 } // namespace

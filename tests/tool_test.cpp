@@ -154,6 +154,7 @@ TEST_F(Command, NamesTheKeyOfABadDescription) {
         {"[]", "must be an object"},
         {R"({"name": "p", "colors": []})", "unknown key \"colors\""},
         {R"({"name": "p"})", "colours: is missing"},
+        {R"({"name": "p", "name": "q", )" + two_colours, "key \"name\" is given twice"},
         {R"({"name": 1, )" + two_colours, "name: must be a string"},
         {R"({"name": "p", "width": 1, )" + two_colours, "height: is missing"},
         {R"({"name": "p", "width": 0, "height": 1, )" + two_colours, "width: must be an integer"},

@@ -9,7 +9,6 @@
 #include "render_command.h"
 #include "view_command.h"
 
-#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <map>

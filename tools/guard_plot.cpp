@@ -3,7 +3,6 @@
 #include <glib.h>
 
 #include <algorithm>
-#include <cmath>
 #include <iomanip>
 #include <locale>
 #include <memory>

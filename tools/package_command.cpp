@@ -129,6 +129,8 @@ void print_palette(std::span<const std::uint8_t> package, const PackageFields &f
             continue;
         const auto rgb = package_table(package, std::uint64_t{fields.palette} + 3 * i, 3);
         const auto code = package_table(package, std::uint64_t{fields.tcon} + i, 1);
+        if (rgb.empty() && code.empty() && cells.empty())
+            continue; // nothing can be read
         std::cout << std::setw(5) << i << std::setw(4) << column(rgb, 0) << std::setw(4)
                   << column(rgb, 1) << std::setw(4) << column(rgb, 2) << std::setw(6)
                   << column(code, 0) << std::setw(6);

@@ -58,11 +58,11 @@ std::string gamut_size(const Characterisation &panel) {
 class LabView {
   public:
     /// `across` and `up` are the axes of the drawing, `depth` the one that it is seen along, from
-    /// its upper end if `from_above`.
+    /// its upper end if `from_above`. a* and b* reach from -`reach` to `reach`.
     LabView(std::string title, std::size_t across, std::size_t up, std::size_t depth,
-            bool from_above)
+            bool from_above, double reach)
         : title_(std::move(title)), across_(across), up_(up), depth_(depth),
-          from_above_(from_above) {}
+          from_above_(from_above), reach_(reach) {}
 
     void add_triangle(const std::array<Vector3, 3> &lab, const RgbBytes &colour) {
         const double depth = lab[0][depth_] + lab[1][depth_] + lab[2][depth_];
@@ -98,10 +98,10 @@ class LabView {
         std::string svg;
     };
 
-    static double low(std::size_t axis) { return axis == 0 ? 0 : -80; }
-    static double high(std::size_t axis) { return axis == 0 ? 100 : 80; }
+    double low(std::size_t axis) const { return axis == 0 ? 0 : -reach_; }
+    double high(std::size_t axis) const { return axis == 0 ? 100 : reach_; }
 
-    static double place(double value, std::size_t axis) {
+    double place(double value, std::size_t axis) const {
         return 280 * (value - low(axis)) / (high(axis) - low(axis));
     }
 
@@ -110,7 +110,7 @@ class LabView {
 
     std::string grid() const {
         std::string lines;
-        for (double v = -80; v <= 100; v += 20) {
+        for (double v = -reach_; v <= std::max(reach_, 100.0); v += 20) {
             if (v >= low(across_) && v <= high(across_)) {
                 const std::string at = fixed(35 + place(v, across_));
                 lines += "<line x1='" + at + "' x2='" + at + "' y1='25' y2='305'/><text x='" + at +
@@ -131,9 +131,20 @@ class LabView {
     std::size_t up_;
     std::size_t depth_;
     bool from_above_;
+    double reach_;
     std::vector<Shape> shapes_;
     std::string inks_;
 };
+
+/// How far from grey a drawing has to reach: 80, or 120 for panels that have the purest of sRGB.
+double lab_reach(const Characterisation &panel) {
+    double most = 0;
+    for (const Vector3 &light : panel.lights()) {
+        const Vector3 lab = lab_from_light(light);
+        most = std::max({most, std::abs(lab[1]), std::abs(lab[2])});
+    }
+    return most <= 80 ? 80 : 120;
+}
 
 /// The surface in small triangles, each in its own colour.
 void add_gamut(LabView &view, const PackageReport &report) {
@@ -305,9 +316,10 @@ std::string html_report(const PackageReport &report) {
     page += "</p>\n<h2>Palette</h2>\n" + palette_table(report);
 
     page += "<h2>Gamut in CIE L*a*b*</h2>\n<div class='row'>\n";
-    for (LabView view : {LabView("L* over a*, from +b*", 1, 0, 2, true),
-                         LabView("L* over b*, from &#8722;a*", 2, 0, 1, false),
-                         LabView("b* over a*, from above", 1, 2, 0, true)}) {
+    const double reach = lab_reach(report.panel);
+    for (LabView view : {LabView("L* over a*, from +b*", 1, 0, 2, true, reach),
+                         LabView("L* over b*, from &#8722;a*", 2, 0, 1, false, reach),
+                         LabView("b* over a*, from above", 1, 2, 0, true, reach)}) {
         add_gamut(view, report);
         page += view.svg();
     }

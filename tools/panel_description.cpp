@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <initializer_list>
 #include <iostream>
+#include <set>
 
 namespace oxel::tools {
 
@@ -146,12 +147,27 @@ PanelDescription parse(const Node &root) {
     return panel;
 }
 
+/// JSON in which no object has a key twice: else the last would win without a word.
+json parse_json(const std::string &file, std::string_view text) {
+    std::vector<std::set<std::string>> keys; // of the objects around
+    return json::parse(text, [&](int, json::parse_event_t event, const json &parsed) {
+        if (event == json::parse_event_t::object_start)
+            keys.emplace_back();
+        else if (event == json::parse_event_t::object_end)
+            keys.pop_back();
+        else if (event == json::parse_event_t::key &&
+                 !keys.back().insert(parsed.get<std::string>()).second)
+            throw Failure(file, "key " + parsed.dump() + " is given twice");
+        return true;
+    });
+}
+
 } // namespace
 
 PanelDescription parse_panel_description(const std::string &file, std::string_view text) {
     json value;
     try {
-        value = json::parse(text);
+        value = parse_json(file, text);
     } catch (const json::exception &error) {
         const std::string message = error.what();
         throw Failure(file, message.substr(message.find("] ") + 2)); // without nlohmann's own code

@@ -2,7 +2,6 @@
 
 #include "failure.h"
 
-#include <algorithm>
 #include <charconv>
 
 namespace oxel::tools {

@@ -4,6 +4,7 @@
 #include "frame_options.h"
 #include "package_builder/package_file.h"
 
+#include <algorithm>
 #include <array>
 #include <iostream>
 

@@ -245,7 +245,7 @@ class Panel:
         >>> Panel.builtin().render_guarded(stripes, threshold=1.0).verdict
         <Verdict.PASSED_SHIFTED: 1>
         """
-        return self._render(image, dither, serpentine, output, order, out, threshold)
+        return self._render(image, dither, serpentine, output, order, out, float(threshold))
 
     def _render(self, image: Any, dither: str, serpentine: bool, output: str, order: str,
                 out: Optional[Pixels], threshold: Optional[float]) -> Guarded:

@@ -4,6 +4,7 @@
 #include "package_builder/colour_space.h"
 #include "package_builder/nearest_mixture.h"
 
+#include <array>
 #include <cstddef>
 #include <string>
 #include <vector>
@@ -35,8 +36,8 @@ class Characterisation {
     /// 3 for a body; 2, 1 or 0 if all colours lie in a plane, on a line or in one point.
     int dimension() const { return dimension_; }
 
-    /// By qhull; none unless the dimension is 3. Nothing that goes into a package depends on them
-    /// but whether a colour is deep inside, so that qhull's own rounding does not reach it.
+    /// By qhull; none unless the dimension is 3. A package depends on which colours they join and
+    /// on what is deep inside them, but not on qhull's own rounding.
     const std::vector<HullFacet> &facets() const { return facets_; }
 
     /// The palette colours that span the hull, as light, and their places in the palette.

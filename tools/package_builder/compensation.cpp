@@ -6,12 +6,16 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <iterator>
 
 namespace oxel::tools {
 
 namespace {
 
-/// A coarser lattice is taken where this many nodes would not do.
+/// Intervals of a channel that divide 255, so that nodes are whole bytes. The coarser lattice is
+/// taken where the finer would need more nodes than a build of seconds can solve.
+constexpr int fine_intervals = 45;
+constexpr int coarse_intervals = 15;
 constexpr std::size_t most_nodes = 10000;
 
 /// Corrections, in sRGB bytes, at the nodes of a lattice over the sRGB cube.
@@ -75,10 +79,10 @@ std::vector<std::size_t> nodes_about(const Lattice &lattice, const std::vector<V
 /// The corrections that colours need, at the nodes about them.
 Lattice solved_lattice(const PatchSolver &solver, const std::vector<Vector3> &colours,
                        const std::function<void(double)> &progress) {
-    Lattice lattice(45);
+    Lattice lattice(fine_intervals);
     std::vector<std::size_t> nodes = nodes_about(lattice, colours);
     if (nodes.size() > most_nodes) {
-        lattice = Lattice(15);
+        lattice = Lattice(coarse_intervals);
         nodes = nodes_about(lattice, colours);
     }
     for (std::size_t done = 0; done < nodes.size();) {

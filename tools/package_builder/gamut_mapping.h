@@ -3,9 +3,7 @@
 
 #include "package_builder/characterisation.h"
 
-#include <optional>
 #include <string>
-#include <string_view>
 #include <vector>
 
 namespace oxel::tools {

@@ -20,6 +20,7 @@ constexpr double step_growth = 1.3;
 constexpr double step_decay = 0.985;
 constexpr double sites_moved = 2;                // at a time, on average
 constexpr std::size_t sample_size = 96;          // colours
+constexpr int most_tries = 100000;               // for each lot of them
 constexpr std::size_t most_palette_colours = 16; // what a search of a second can take
 
 /// The deviation of blocks of 4 x 4 pixels is what blurring eyes see as grain.
@@ -47,11 +48,13 @@ class Judge {
         while (requests_.size() < sample_size) {
             std::vector<PatchGoal> goals;
             for (int tries = 0; goals.size() < PatchSimulation::lanes; ++tries) {
+                if (tries == most_tries) { // hardly a body
+                    requests_.clear();
+                    return;
+                }
                 const Vector3 srgb = random.colour();
                 if (panel.holds(light_from_srgb(srgb)))
                     goals.push_back(solver.goal(srgb));
-                else if (tries == 100000) // hardly a body
-                    return;
             }
             for (const Vector3 &given : solver.solve(goals))
                 requests_.push_back(to_bytes(given));

@@ -9,7 +9,7 @@
 namespace oxel::tools {
 
 /// Sites for a quantisation at which all diffusions show a flat colour much alike, so that one
-/// gamut table can serve them all; at no more grain than the colours' own sites.
+/// gamut table can serve them all; at hardly more grain than the colours' own sites.
 ///
 /// Diffusions differ by what their roundings lose. Floyd and Steinberg's loses as much of any
 /// error; the wide kernels draw all errors toward 0, so that light tones become lighter and dark

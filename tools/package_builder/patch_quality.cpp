@@ -17,11 +17,12 @@ double ShownPatch::difference(std::size_t mode) const {
 std::vector<std::size_t> reachable_cells(const Characterisation &panel,
                                          const std::vector<Vector3> &targets, std::size_t count) {
     constexpr double depth = 1e-6; // clipped colours lie on the surface
+    const std::size_t patience = panel.dimension() < 3 ? 0 : 4000 * count;
     std::mt19937 random(2000);
     std::vector<std::size_t> cells;
-    for (std::size_t tries = 0; cells.size() < count && tries < 4000 * count; ++tries) {
+    for (std::size_t tries = 0; cells.size() < count; ++tries) {
         const std::size_t cell = random() % package_cells;
-        if (panel.dimension() < 3 || panel.holds(targets[cell], depth))
+        if (tries >= patience || panel.holds(targets[cell], depth))
             cells.push_back(cell);
     }
     return cells;

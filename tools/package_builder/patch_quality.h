@@ -20,8 +20,8 @@ struct ShownPatch {
     double difference(std::size_t mode) const;
 };
 
-/// Cells whose target lies inside the gamut, always the same ones, at most `count`; of a flat
-/// gamut, which has no inside, any cells.
+/// `count` cells whose target lies inside the gamut, always the same ones; of a gamut that is flat,
+/// or too thin for so many inside, any cells make up the rest.
 std::vector<std::size_t> reachable_cells(const Characterisation &panel,
                                          const std::vector<Vector3> &targets, std::size_t count);
 

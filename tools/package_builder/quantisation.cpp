@@ -23,6 +23,20 @@ Vector3 weighted_lab(const Vector3 &light) {
 /// In bytes: cells as near to a surface triangle are taken for its own.
 constexpr double surface_thickness = 6;
 
+/// In bytes: the casts that measuring leaves of greys are no larger.
+constexpr double line_radius = 3;
+
+/// Whether all colours lie along a line, as greys do: then all of the gamut is surface, and which
+/// of its triangles a cell is nearest to says nothing.
+bool is_a_line(const Characterisation &panel) {
+    const Vector3 dark = to_vector(panel.palette()[panel.black()]);
+    const Vector3 line = to_vector(panel.palette()[panel.white()]) - dark;
+    return std::all_of(panel.palette().begin(), panel.palette().end(), [&](const RgbBytes &rgb) {
+        const Vector3 aside = cross(to_vector(rgb) - dark, line);
+        return dot(aside, aside) < line_radius * line_radius * dot(line, line);
+    });
+}
+
 /// A triangle of the gamut's surface as the diffusion sees it: flat in sRGB bytes.
 struct ByteTriangle {
     std::array<std::size_t, 3> indices;
@@ -83,7 +97,8 @@ Quantiser::Quantiser(const Characterisation &panel) {
     };
     std::map<std::vector<std::size_t>, std::size_t, decltype(precedes)> known;
     known[{}] = 0; // inside, any will do
-    const std::vector<ByteTriangle> triangles = byte_triangles(panel);
+    const std::vector<ByteTriangle> triangles =
+        is_a_line(panel) ? std::vector<ByteTriangle>() : byte_triangles(panel);
     std::array<double, cell_steps> channel_light{};
     for (std::size_t step = 0; step < cell_steps; ++step)
         channel_light[step] = light_from_srgb({middle_byte(step), 0, 0})[0];
