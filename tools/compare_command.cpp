@@ -11,7 +11,7 @@ using vips::VImage;
 
 namespace {
 
-const std::string compare_explanation = picture_explanation + R"(
+const std::string compare_explanation = std::string(picture_explanation) + R"(
 SHEET shows the picture as it goes into the renderer and its renderings with the six diffusions in
 the panel's measured colours, each under its name and pixel by pixel: look at it without scaling.
 

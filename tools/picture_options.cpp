@@ -43,7 +43,7 @@ std::array<std::uint8_t, 3> parse_colour(const std::string &text) {
 const std::vector<std::string> dither_names = {
     "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine"};
 
-const std::string picture_explanation = R"(
+const char *const picture_explanation = R"(
 PHOTO is any picture that libvips reads: JPEG, PNG, TIFF, WebP, HEIF, SVG, ... Its colour profile
 and its orientation are applied, transparent parts become the background.
 

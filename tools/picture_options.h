@@ -26,7 +26,7 @@ struct PictureOptions {
 void add_picture_options(CLI::App &command, PictureOptions &options);
 
 /// The part of a command's help that explains them.
-extern const std::string picture_explanation;
+extern const char *const picture_explanation;
 
 /// A photograph as `options` want it; `size` receives the size that they ask for, the panel's, or
 /// its own.

@@ -14,7 +14,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string render_explanation = picture_explanation + frame_explanation + R"(
+const std::string render_explanation = std::string(picture_explanation) + frame_explanation + R"(
 The PNGs show the picture before the driving layout, in measured and in pure colours.
 
 --guard rejects a rendering whose mix of colours changes too strongly between line pairs: it passed,

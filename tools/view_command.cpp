@@ -11,10 +11,10 @@ namespace oxel::tools {
 
 namespace {
 
-const std::string view_explanation = frame_explanation + R"(
-PNG shows what a frame's file holds, in the panel's measured colours and with the driving layout
-undone. The options must be those that the frame was rendered with; the size is that of the picture
-and is the panel's unless --size gives another.
+const std::string view_explanation = std::string(frame_explanation) + R"(
+PNG shows what a frame's file holds, codes and indices in the panel's measured colours and colours
+as they are, with the driving layout undone. The options must be those that the frame was rendered
+with; the size is that of the picture and is the panel's unless --size gives another.
 
 Examples:
   oxel view frame.bin --panel six-colour -o sent.png
