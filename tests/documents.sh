@@ -12,6 +12,8 @@ for page in tool measuring-a-panel; do
     scripts/code-blocks.sh sh "docs/$page.md"
 done >"$folder/commands"
 (PATH=$(dirname "$1"):$PATH && cd "$folder" && sh -eu commands)
+crc=$("$1" package info "$folder/panel.lut" | sed -n 's/^CRC-32 *\(.*\),.*/\1/p')
+grep -q "0x$crc" docs/package-format.md
 scripts/code-blocks.sh c docs/host.md >"$folder/host.c"
 ${CC:-cc} -std=c99 -Wall -Wextra -Werror -Iinclude -fsyntax-only "$folder/host.c"
 grep -o '](\(\.\./\)*[A-Za-z][A-Za-z0-9_./-]*' docs/*.md | grep -v '://' | sed 's/.*(//' |
