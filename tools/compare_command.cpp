@@ -84,7 +84,8 @@ void add_compare_command(CLI::App &app) {
     command->add_option("PHOTO", options->photo, "The picture")->required();
     command->add_option("-o", options->sheet, "Where the sheet goes")
         ->option_text("SHEET.png")
-        ->required();
+        ->required()
+        ->check(check_png_name);
     add_picture_options(*command, options->picture);
     command->callback([options] { run(*options); });
 }

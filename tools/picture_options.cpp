@@ -61,6 +61,11 @@ The adjustments change a picture at the panel's size: --hue adds degrees, --satu
 exponent of each channel, above 1 darker. Without any of them the picture stays as it is.
 )";
 
+std::string check_png_name(const std::string &name) {
+    const bool other = is_picture_name(name) && !CLI::detail::to_lower(name).ends_with(".png");
+    return other ? name + " would be a PNG, so its name must end in .png" : "";
+}
+
 CLI::Option *add_panel_option(CLI::App &command, std::string &panel) {
     return command.add_option("--panel", panel, "Built-in panel, package or description")
         ->option_text("PANEL")
@@ -99,7 +104,12 @@ void add_picture_options(CLI::App &command, PictureOptions &options) {
     command.add_option("--contrast", adjustment.contrast, "Fiftieths to add to the contrast")
         ->option_text("AMOUNT");
     command.add_option("--gamma", adjustment.gamma, "Exponent of each channel")
-        ->option_text("EXPONENT");
+        ->option_text("EXPONENT")
+        ->check([](const std::string &text) {
+            double exponent = 0;
+            const bool positive = CLI::detail::lexical_cast(text, exponent) && exponent > 0;
+            return positive ? "" : "must be a number above 0";
+        });
 }
 
 Bytes open_picture(const std::string &photo, const PictureOptions &options, const Panel &panel,

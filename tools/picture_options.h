@@ -35,6 +35,9 @@ Bytes open_picture(const std::string &photo, const PictureOptions &options, cons
 
 // Options that several commands have.
 
+/// Checks the name of a PNG to be written: it must not be one of another format.
+std::string check_png_name(const std::string &name);
+
 CLI::Option *add_panel_option(CLI::App &command, std::string &panel);
 CLI::Option *add_size_option(CLI::App &command, std::optional<ImageSize> &size,
                              const std::string &description);

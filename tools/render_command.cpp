@@ -118,11 +118,13 @@ void add_render_command(CLI::App &app) {
         ->option_text("FRAME")
         ->required();
     command->add_option("--preview", options->preview, "Also write it in measured colours")
-        ->option_text("PNG");
+        ->option_text("PNG")
+        ->check(check_png_name);
     command
         ->add_option("--nominal", options->nominal,
                      "Also write it in pure colours (six-colour panels)")
-        ->option_text("PNG");
+        ->option_text("PNG")
+        ->check(check_png_name);
     add_picture_options(*command, settings.picture);
     add_choice(*command, "--dither", settings.dithering_mode, dither_names, "Error diffusion");
     command->add_option("--guard", settings.guard_threshold, "Reject renderings from this measure")

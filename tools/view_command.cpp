@@ -96,7 +96,8 @@ void add_view_command(CLI::App &app) {
     add_panel_option(*command, options->panel);
     command->add_option("-o", options->png, "Where the picture goes")
         ->option_text("PNG")
-        ->required();
+        ->required()
+        ->check(check_png_name);
     add_size_option(*command, options->size, "Size of the picture instead of the panel's");
     add_frame_options(*command, options->layout);
     command->callback([options] { run(*options); });
