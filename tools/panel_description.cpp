@@ -22,7 +22,7 @@ class Node {
 
     [[noreturn]] void fail(const std::string &reason) const { throw Failure(place(), reason); }
     void warn(const std::string &text) const {
-        std::cerr << "oxel: " << place() << ": warning: " << text << '\n';
+        std::cerr << "oxel: " << printable(place()) << ": warning: " << text << '\n';
     }
 
     bool has(const char *key) const { return value_.contains(key); }
@@ -154,7 +154,8 @@ PanelDescription parse_panel_description(const std::string &file, std::string_vi
         value = json::parse(text);
     } catch (const json::exception &error) {
         const std::string message = error.what();
-        throw Failure(file, message.substr(message.find("] ") + 2)); // without nlohmann's own code
+        throw Failure(file, "not JSON: " + message.substr(message.find("] ") +
+                                                          2)); // without nlohmann's own code
     }
     return parse(Node(file, value));
 }
