@@ -45,7 +45,8 @@ const std::vector<std::string> dither_names = {
 
 const char *const picture_explanation = R"(
 PHOTO is any picture that libvips reads: JPEG, PNG, TIFF, WebP, HEIF, SVG, ... Its colour profile
-and its orientation are applied, transparent parts become the background.
+and its orientation are applied, transparent parts become the background, and of several pages or
+frames the first is taken.
 
 PANEL is the name of a built-in panel (see oxel panels), a LUT package, or a panel description in
 JSON (see oxel package build). The picture gets the panel's size; with a package, which has none,
