@@ -153,9 +153,9 @@ PanelDescription parse_panel_description(const std::string &file, std::string_vi
     try {
         value = json::parse(text);
     } catch (const json::exception &error) {
-        const std::string message = error.what();
-        throw Failure(file, "not JSON: " + message.substr(message.find("] ") +
-                                                          2)); // without nlohmann's own code
+        std::string message = error.what();
+        message.erase(0, message.find("] ") + 2); // nlohmann's own code
+        throw Failure(file, "not JSON: " + message);
     }
     return parse(Node(file, value));
 }
