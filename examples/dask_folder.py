@@ -25,7 +25,7 @@ def render(photo: bytes, panel: oxel.Panel) -> bytes:
     picture = ImageOps.exif_transpose(Image.open(io.BytesIO(photo))).convert("RGB")
     if panel.size:
         picture = ImageOps.fit(picture, panel.size)
-    frame = oxel.transfer(panel.render(np.asarray(picture)), panel.layout, copy=False)
+    frame = oxel.transfer(panel.render(np.asarray(picture), "floyd"), panel.layout, copy=False)
     return frame[..., 0].tobytes()
 
 
@@ -65,6 +65,8 @@ def main() -> int:
     parser.add_argument("--panel", type=Path, help="LUT package or description")
     parser.add_argument("--scheduler", help="address of a remote scheduler")
     options = parser.parse_args()
+    if not options.photos.is_dir():
+        parser.error(f"{options.photos}: not a folder")
     panel = oxel.Panel.from_file(options.panel) if options.panel else oxel.Panel.builtin()
     options.frames.mkdir(parents=True, exist_ok=True)
     cluster = {"address": options.scheduler} if options.scheduler else {

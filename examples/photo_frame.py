@@ -45,7 +45,7 @@ def show(picture: Path, frame: Path, panel: oxel.Panel) -> None:
     image = ImageOps.exif_transpose(Image.open(picture)).convert("RGB")
     if panel.size:
         image = ImageOps.fit(image, panel.size)
-    codes = oxel.transfer(panel.render(np.asarray(image)), panel.layout, copy=False)
+    codes = oxel.transfer(panel.render(np.asarray(image), "floyd"), panel.layout, copy=False)
     part = frame.with_name(frame.name + ".part")
     codes[..., 0].tofile(part)
     os.replace(part, frame)
@@ -59,6 +59,8 @@ def main() -> int:
     parser.add_argument("--poll", type=float, default=5.0, help="seconds between looks (5)")
     parser.add_argument("--frames", type=int, help="stop after so many pictures")
     options = parser.parse_args()
+    if not options.pictures.is_dir():
+        parser.error(f"{options.pictures}: not a folder")
     panel = oxel.Panel.from_file(options.panel) if options.panel else oxel.Panel.builtin()
     for count, picture in enumerate(changes(options.pictures, options.poll), start=1):
         try:

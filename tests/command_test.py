@@ -15,7 +15,7 @@ import zlib
 
 import numpy as np
 import oxel
-from PIL import Image, ImageOps
+from PIL import Image, ImageCms, ImageOps
 
 COMMAND = os.environ["OXEL_COMMAND"]
 DITHERS = [k + s for k, s in itertools.product(("floyd", "jjn", "stucki"), ("", "-serpentine"))]
@@ -136,6 +136,8 @@ class Command(unittest.TestCase):
         error = self.oxel("render - --panel panel.lut -o listed --quiet", code=1, stdin=listed)
         self.assertIn("photos/deep/a.png: listed/a.png.bin: is named for two outputs", error)
         self.assertIn("none.png: no such file", error)
+        error = self.oxel("render - --panel panel.lut -o listed", code=1, stdin=b"\x1B[m\n.png\0")
+        self.assertIn(r"\x1B[m\x0A.png: no such file", error)
         self.assertEqual(set(os.listdir("listed")), {".oxel-render.json", "a.png.bin"})
 
     def test_an_interruption_leaves_whole_files_only(self):
@@ -167,6 +169,7 @@ class Command(unittest.TestCase):
         for text, environment, message in (
                 ('[render]\ndither = "x"\n', {}, "o.toml: --dither: x not in"),
                 ("; ini\n[render]\ndiver = 3\n", {}, "o.toml: unknown key render.diver"),
+                ("[rendr]\ndiver = 3\n", {}, "o.toml: unknown section rendr"),
                 ("", {"OXEL_GUARD": "x"}, "OXEL_GUARD: Could not convert: --guard = x")):
             file.write_text(text)
             self.assertIn(message, self.oxel("render photo.png -o frame --panel panel.lut --config",
@@ -215,6 +218,12 @@ class Command(unittest.TestCase):
             for angle in (0, 90, 180, 270) if orientation % 3 == 2 else ():
                 np.testing.assert_array_equal(self.poster("o.png", f"--rotate {angle}"),
                                               np.rot90(stored, -angle // 90), f"{orientation} {angle}")
+
+    def test_grey_pictures_may_have_a_profile_for_rgb(self):
+        rgb = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
+        grey = Image.fromarray(blocks([[0, 1]])[..., 0])
+        grey.save("grey.jpg", icc_profile=rgb)
+        np.testing.assert_array_equal(self.poster("grey.jpg", ""), np.asarray(grey.convert("RGB")))
 
     def test_transparent_parts_show_the_background(self):
         clear = np.dstack([blocks([[3, 4], [5, 0]]), np.kron([[255, 0], [0, 255]], np.full((8, 8), 1))])
@@ -292,7 +301,10 @@ class Command(unittest.TestCase):
                 ("render photo.png -o f --panel panel.lut --hue x", 2), ("package info no.lut", 1),
                 ("view no.bin --panel panel.lut --size 2x2 -o v.png", 1), ("chart --panel panel.lut", 2),
                 ("render photo.png -o f --panel panel.lut --guard 1 --dither 9", 2), ("guard", 2),
-                ("compare photo.png --panel panel.lut", 2), ("panels more", 2)):
+                ("compare photo.png --panel panel.lut", 2), ("panels more", 2), ("package more", 2),
+                ("render photo.png --panel panel.lut -o f --preview p.jpg", 2),
+                ("render photo.png --panel panel.lut -o f --gamma 0", 2),
+                ("render photo.png --panel panel.lut -o -", 1)):
             self.assertTrue(self.oxel(arguments, code=code), arguments)
 
     def test_the_nearer_default_wins_for_each_option_by_itself(self):
@@ -311,11 +323,14 @@ class Command(unittest.TestCase):
             self.assertEqual(sizes(arguments, **environment).splitlines()[0].split()[:2],
                              ["f:", expected + ","], (arguments, environment))
         self.oxel("render photo.png -o f", HOME=os.getcwd(), OXEL_PANEL="none.lut", code=1)
+        for command in ("render", "view"):
+            self.assertIn("packed4  4 bits", self.oxel(command, "--help", OXEL_CONFIG="none.toml"))
 
     def test_bash_completes_choices_and_commands(self):
         ask = ("source $COMPLETION; COMP_WORDS=({}); COMP_CWORD={}; _oxel; echo ${{COMPREPLY[@]}}")
         for words, expected in (("oxel render --dither st", "stucki stucki-serpentine"),
-                                ("oxel pac", "package"), ("oxel view a --fr", "--frame")):
+                                ("oxel pac", "package"),
+                                ("oxel render --fit = co", "cover contain"), ("oxel view a --fr", "--frame")):
             done = subprocess.check_output(["bash", "-c", ask.format(words, words.count(" "))])
             self.assertEqual(done.decode().strip(), expected)
 

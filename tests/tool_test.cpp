@@ -149,8 +149,8 @@ TEST_F(Command, NamesTheKeyOfABadDescription) {
         std::string json;
         const char *message;
     } cases[] = {
-        {"", "parse error at line 1, column 1"},
-        {"{\n\"name\" 1}", "parse error at line 2, column 8"},
+        {"", "not JSON: parse error at line 1, column 1"},
+        {"{\n\"name\" 1}", "not JSON: parse error at line 2, column 8"},
         {"[]", "must be an object"},
         {R"({"name": "p", "colors": []})", "unknown key \"colors\""},
         {R"({"name": "p"})", "colours: is missing"},
@@ -249,7 +249,7 @@ TEST_F(Command, LeavesNothingBehindWhenAnOutputFails) {
         {"photo.ppm --preview folder", "folder: "},
         {"photo.ppm --preview ./frame", "./frame: is named for two outputs"},
         {"photo.ppm --preview panel.json", "panel.json: "},
-        {"photo.ppm --preview folder/../photo.ppm", "folder/../photo.ppm: "},
+        {"photo.ppm --preview folder/../panel.json", "folder/../panel.json: "},
         {"photo.ppm --nominal n.png --preview old", "panel.json: --nominal needs"},
         {"missing.ppm --preview old", "missing.ppm: "},
     };

@@ -1,5 +1,6 @@
 #include "batch.h"
 
+#include "failure.h"
 #include "picture.h"
 
 #include <algorithm>
@@ -35,6 +36,8 @@ std::vector<BatchPhoto> pictures_below(const std::string &folder) {
 
 std::vector<std::string> listed_names() {
     const std::string list(std::istreambuf_iterator<char>(std::cin), {});
+    if (list.starts_with("\xFF\xD8") || list.starts_with("\x89PNG"))
+        throw Failure("-", "holds a picture, not the names of pictures");
     const char end = list.find('\0') == std::string::npos ? '\n' : '\0';
     std::vector<std::string> names;
     for (std::size_t from = 0; from < list.size();) {

@@ -144,13 +144,30 @@ std::unique_ptr<CLI::App> make_command_line() {
     return app;
 }
 
+bool asks_for_help(const CLI::App &command) {
+    const auto subcommands = command.get_subcommands();
+    return command.get_help_ptr()->count() > 0 ||
+           std::any_of(subcommands.begin(), subcommands.end(),
+                       [](const CLI::App *subcommand) { return asks_for_help(*subcommand); });
+}
+
 std::string explain(const CLI::App &app, const CLI::ParseError &error) {
     std::string message = error.what();
     const auto &defaults = dynamic_cast<const Defaults &>(*app.get_config_formatter_base());
     const std::string file = app.get_config_ptr()->as<std::string>();
+    if (error.get_name() == "FileError")
+        return file + ": cannot be read";
+    // CLI11 misses a command before it looks at words that it does not know.
+    if (const auto words = app.remaining(true);
+        error.get_name() == "RequiredError" && !words.empty())
+        return CLI::ExtrasError(words).what();
     const std::string unknown = "INI was not able to parse ";
-    if (message.starts_with(unknown))
-        return file + ": unknown key " + message.substr(unknown.size());
+    if (message.starts_with(unknown)) {
+        const std::string name = message.substr(unknown.size());
+        const bool section = name.ends_with(".++"); // CLI11's mark of a section's start
+        return file + (section ? ": unknown section " : ": unknown key ") +
+               name.substr(0, name.size() - (section ? 3 : 0));
+    }
     const bool about_value =
         error.get_name() == "ValidationError" || error.get_name() == "ConversionError";
     const std::size_t dashes = message.find("--");

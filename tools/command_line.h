@@ -12,6 +12,9 @@ namespace oxel::tools {
 /// the environment and from a configuration file.
 std::unique_ptr<CLI::App> make_command_line();
 
+/// Whether --help was given, to it or to a subcommand.
+bool asks_for_help(const CLI::App &command);
+
 /// What is wrong, and where it was said: on the command line, in the environment or in the file.
 std::string explain(const CLI::App &app, const CLI::ParseError &error);
 

@@ -11,7 +11,7 @@ using vips::VImage;
 
 namespace {
 
-const std::string compare_explanation = picture_explanation + R"(
+const std::string compare_explanation = std::string(picture_explanation) + R"(
 SHEET shows the picture as it goes into the renderer and its renderings with the six diffusions in
 the panel's measured colours, each under its name and pixel by pixel: look at it without scaling.
 
@@ -84,7 +84,8 @@ void add_compare_command(CLI::App &app) {
     command->add_option("PHOTO", options->photo, "The picture")->required();
     command->add_option("-o", options->sheet, "Where the sheet goes")
         ->option_text("SHEET.png")
-        ->required();
+        ->required()
+        ->check(check_png_name);
     add_picture_options(*command, options->picture);
     command->callback([options] { run(*options); });
 }

@@ -26,8 +26,13 @@ namespace {
 
 /// Where a write to `path` ends up, behind symbolic links.
 fs::path real_target(const std::string &path) {
+    if (path.empty())
+        throw Failure("\"\"", "is no file's name");
     std::error_code error;
     const fs::path target = fs::weakly_canonical(fs::absolute(path), error);
+    std::error_code unknown;
+    if (error && fs::exists(path, unknown))
+        return fs::absolute(path); // a pipe: what its link names is no path
     if (error)
         throw Failure(path, error.message());
     return target;
@@ -127,6 +132,8 @@ void TakenFiles::add_input(const std::string &path) {
 void TakenFiles::add_output(const std::string &path) {
     if (path.empty())
         return;
+    if (path == "-")
+        throw Failure(path, "is not the standard output here: ./- names a file");
     const fs::path target = real_target(path);
     const auto [place, is_new] = taken_.try_emplace(target, false);
     if (!is_new)

@@ -9,7 +9,7 @@ const std::vector<std::string> format_names = {"bytes", "rgb", "packed4", "packe
 
 } // namespace
 
-const std::string frame_explanation = R"(
+const char *const frame_explanation = R"(
 A frame's file has no header; row after row in the panel's driving layout it holds the timing
 controller's codes (--output tcon), palette indices (index), or the colours R, G, B, pure ones
 (nominal, six-colour panels) or measured ones (eo). --frame says how a pixel is written:

@@ -25,8 +25,9 @@ void add_frame_options(CLI::App &command, FrameOptions &options);
 /// The format that colours have is rgb. Throws CLI::ParseError if `options` pack them.
 FrameFormat file_format(const FrameOptions &options);
 
-/// The part of a command's help that explains them.
-extern const std::string frame_explanation;
+/// The part of a command's help that explains them. Not a string: other files' constants begin with
+/// it, and so might be made before it.
+extern const char *const frame_explanation;
 
 } // namespace oxel::tools
 

@@ -14,7 +14,7 @@ namespace oxel::tools {
 
 namespace {
 
-const std::string guard_explanation = picture_explanation + R"(
+const std::string guard_explanation = std::string(picture_explanation) + R"(
 Shows the power guard's measure of each diffusion, for the picture as it is (first) and moved down
 by one row (shifted): the sum, over successive line pairs and over the colours, of the squared
 change of each colour's share of the pair. With oxel render --guard THRESHOLD a measure below the

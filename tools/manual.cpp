@@ -155,6 +155,11 @@ _oxel_lookup() {
 _oxel() {
     local current=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
     local command=oxel word words values
+    if [[ $current == = ]]; then # readline splits --name=value
+        current=
+    elif [[ $before == = ]]; then
+        before=${COMP_WORDS[COMP_CWORD - 2]}
+    fi
     for word in "${COMP_WORDS[@]:1:COMP_CWORD - 1}"; do
         _oxel_lookup "$command $word"
         [[ $word != -* && $words ]] && command+=" $word"

@@ -1,4 +1,5 @@
 #include "command_line.h"
+#include "failure.h"
 #include "files.h"
 
 #include <iostream>
@@ -8,7 +9,7 @@ namespace {
 enum ExitCode { done = 0, job_failed = 1, wrong_command_line = 2 };
 
 int fail(ExitCode code, const std::string &reason) {
-    std::cerr << "oxel: " << reason << '\n';
+    std::cerr << "oxel: " << oxel::tools::printable(reason) << '\n';
     return code;
 }
 
@@ -19,7 +20,10 @@ void parse_and_run(int argc, char **argv) {
     } catch (const CLI::Success &wish) { // --help, --version
         app->exit(wish);
     } catch (const CLI::ParseError &error) {
-        throw std::invalid_argument(oxel::tools::explain(*app, error));
+        if (oxel::tools::asks_for_help(*app)) // which is wanted most when something else is wrong
+            std::cout << app->help();
+        else
+            throw std::invalid_argument(oxel::tools::explain(*app, error));
     }
 }
 

@@ -52,7 +52,7 @@ Panel open_panel(const std::string &name) {
     if (auto panel = built_in_panel(name))
         return std::move(*panel);
     if (!std::filesystem::exists(name))
-        throw Failure(name, "neither a built-in panel nor a file");
+        throw Failure(name, "neither a built-in panel (see oxel panels) nor a file");
     return panel_from_bytes(name, read_file(name));
 }
 

@@ -23,7 +23,7 @@ class Node {
 
     [[noreturn]] void fail(const std::string &reason) const { throw Failure(place(), reason); }
     void warn(const std::string &text) const {
-        std::cerr << "oxel: " << place() << ": warning: " << text << '\n';
+        std::cerr << "oxel: " << printable(place()) << ": warning: " << text << '\n';
     }
 
     bool has(const char *key) const { return value_.contains(key); }
@@ -169,8 +169,9 @@ PanelDescription parse_panel_description(const std::string &file, std::string_vi
     try {
         value = parse_json(file, text);
     } catch (const json::exception &error) {
-        const std::string message = error.what();
-        throw Failure(file, message.substr(message.find("] ") + 2)); // without nlohmann's own code
+        std::string message = error.what();
+        message.erase(0, message.find("] ") + 2); // nlohmann's own code
+        throw Failure(file, "not JSON: " + message);
     }
     return parse(Node(file, value));
 }

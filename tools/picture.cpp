@@ -5,8 +5,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 #include <set>
+#include <string_view>
+#include <unistd.h>
 
 namespace oxel::tools {
 
@@ -15,15 +19,26 @@ using vips::VOption;
 
 namespace {
 
+/// libvips reads a file more than once, which pipes do not allow.
 void expect_file(const std::string &path) {
     std::error_code error;
-    if (!std::filesystem::exists(path, error))
-        throw Failure(path, error ? error.message() : "no such file");
+    const auto type = std::filesystem::status(path, error).type();
+    if (type == std::filesystem::file_type::not_found)
+        throw Failure(path, "no such file");
+    if (error)
+        throw Failure(path, error.message());
+    if (type != std::filesystem::file_type::regular)
+        throw Failure(path, "is not a regular file");
+    if (access(path.c_str(), R_OK) != 0)
+        throw Failure(path, std::strerror(errno));
 }
 
 VImage open(const std::string &path, VOption *options = nullptr) {
     // libvips takes brackets at the end of a name for options: these are none.
-    return VImage::new_from_file((path + "[]").c_str(), options);
+    const std::string name = path + "[]";
+    if (!vips_foreign_find_load(name.c_str()))
+        throw Failure(path, "is not a picture of a known file format");
+    return VImage::new_from_file(name.c_str(), options);
 }
 
 /// As `framing` wants it rotated, in words that libvips understands.
@@ -52,13 +67,31 @@ VImage open(const std::string &path, ImageSize size) {
     return open(path, options()->set("scale", scale));
 }
 
+/// Whether a profile comes with the picture and is one for its kind of colours: grey pictures are
+/// found with one for RGB, and L*a*b* needs none.
+bool has_profile(const VImage &image) {
+    if (image.get_typeof(VIPS_META_ICC_NAME) == 0)
+        return false;
+    std::size_t size = 0;
+    const auto *profile = static_cast<const char *>(image.get_blob(VIPS_META_ICC_NAME, &size));
+    switch (image.interpretation()) {
+    case VIPS_INTERPRETATION_B_W:
+    case VIPS_INTERPRETATION_GREY16:
+        return size >= 20 && std::string_view(profile + 16, 4) == "GRAY";
+    case VIPS_INTERPRETATION_LAB:
+    case VIPS_INTERPRETATION_LABS:
+        return false;
+    default:
+        return true;
+    }
+}
+
 /// Three bytes a pixel, opaque.
 VImage to_srgb(VImage image, const std::vector<double> &background) {
-    if (image.get_typeof(VIPS_META_ICC_NAME) != 0 ||
-        image.interpretation() == VIPS_INTERPRETATION_CMYK) {
+    if (has_profile(image) || image.interpretation() == VIPS_INTERPRETATION_CMYK)
         image = image.icc_transform("srgb", VImage::option()->set("embedded", true));
-        image.remove(VIPS_META_ICC_NAME);
-    }
+    image = image.copy(); // as libvips asks before its notes are changed
+    image.remove(VIPS_META_ICC_NAME);
     image = image.colourspace(VIPS_INTERPRETATION_sRGB);
     return image.has_alpha() ? image.flatten(VImage::option()->set("background", background))
                              : image;

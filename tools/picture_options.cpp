@@ -42,9 +42,10 @@ std::array<std::uint8_t, 3> parse_colour(const std::string &text) {
 const std::vector<std::string> dither_names = {
     "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine"};
 
-const std::string picture_explanation = R"(
+const char *const picture_explanation = R"(
 PHOTO is any picture that libvips reads: JPEG, PNG, TIFF, WebP, HEIF, SVG, ... Its colour profile
-and its orientation are applied, transparent parts become the background.
+and its orientation are applied, transparent parts become the background, and of several pages or
+frames the first is taken.
 
 PANEL is the name of a built-in panel (see oxel panels), a LUT package, or a panel description in
 JSON (see oxel package build). The picture gets the panel's size; with a package, which has none,
@@ -59,6 +60,11 @@ The adjustments change a picture at the panel's size: --hue adds degrees, --satu
 --brightness add hundredths, --contrast 50 doubles the contrast and -50 removes it, --gamma is the
 exponent of each channel, above 1 darker. Without any of them the picture stays as it is.
 )";
+
+std::string check_png_name(const std::string &name) {
+    const bool other = is_picture_name(name) && !CLI::detail::to_lower(name).ends_with(".png");
+    return other ? name + " would be a PNG, so its name must end in .png" : "";
+}
 
 CLI::Option *add_panel_option(CLI::App &command, std::string &panel) {
     return command.add_option("--panel", panel, "Built-in panel, package or description")
@@ -98,7 +104,12 @@ void add_picture_options(CLI::App &command, PictureOptions &options) {
     command.add_option("--contrast", adjustment.contrast, "Fiftieths to add to the contrast")
         ->option_text("AMOUNT");
     command.add_option("--gamma", adjustment.gamma, "Exponent of each channel")
-        ->option_text("EXPONENT");
+        ->option_text("EXPONENT")
+        ->check([](const std::string &text) {
+            double exponent = 0;
+            const bool positive = CLI::detail::lexical_cast(text, exponent) && exponent > 0;
+            return positive ? "" : "must be a number above 0";
+        });
 }
 
 Bytes open_picture(const std::string &photo, const PictureOptions &options, const Panel &panel,

@@ -26,7 +26,7 @@ struct PictureOptions {
 void add_picture_options(CLI::App &command, PictureOptions &options);
 
 /// The part of a command's help that explains them.
-extern const std::string picture_explanation;
+extern const char *const picture_explanation;
 
 /// A photograph as `options` want it; `size` receives the size that they ask for, the panel's, or
 /// its own.
@@ -34,6 +34,9 @@ Bytes open_picture(const std::string &photo, const PictureOptions &options, cons
                    ImageSize &size);
 
 // Options that several commands have.
+
+/// Checks the name of a PNG to be written: it must not be one of another format.
+std::string check_png_name(const std::string &name);
 
 CLI::Option *add_panel_option(CLI::App &command, std::string &panel);
 CLI::Option *add_size_option(CLI::App &command, std::optional<ImageSize> &size,

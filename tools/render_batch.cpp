@@ -154,7 +154,7 @@ class Batch {
             if (outcome.result.verdict)
                 ++verdicts[static_cast<std::size_t>(*outcome.result.verdict)];
             if (outcome.status == Status::failed)
-                std::cerr << "oxel: " << jobs_[i].photo << ": " << outcome.reason << '\n';
+                std::cerr << "oxel: " << printable(jobs_[i].photo + ": " + outcome.reason) << '\n';
         }
         const auto &[done, skipped, failures] = counts;
         if (!options_.quiet && !options_.json) {

@@ -14,18 +14,18 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string render_explanation = picture_explanation + frame_explanation + R"(
+const std::string render_explanation = std::string(picture_explanation) + frame_explanation + R"(
 The PNGs show the picture before the driving layout, in measured and in pure colours.
 
 --guard rejects a rendering whose mix of colours changes too strongly between line pairs: it passed,
 or the picture was shifted down by one row, or it was blanked to the panel's first colour. See oxel
 guard for how to choose the threshold.
 
-Several photographs, a folder (with those below it) or - (names on the standard input, one on a
-line or NUL-terminated) make a batch: FRAME and the PNGs are then folders, in which each photograph
-gets its own name with .bin or .png added. A photograph that fails does not stop the others; the end
-names it. With --resume what is up to date is skipped: what was made after its photograph's last
-change, with the same panel and options.
+Several photographs, a folder (with those below it, but not behind links) or - (names on the
+standard input, one on a line or NUL-terminated) make a batch: FRAME and the PNGs are then folders,
+in which each photograph gets its own name with .bin or .png added. A photograph that fails does not
+stop the others; the end names it. With --resume a batch skips what is up to date: what was made
+after its photograph's last change, with the same panel and options.
 
 A photograph's files appear when all of them are whole, also when the program is interrupted; after
 a failure there are none.
@@ -118,11 +118,13 @@ void add_render_command(CLI::App &app) {
         ->option_text("FRAME")
         ->required();
     command->add_option("--preview", options->preview, "Also write it in measured colours")
-        ->option_text("PNG");
+        ->option_text("PNG")
+        ->check(check_png_name);
     command
         ->add_option("--nominal", options->nominal,
                      "Also write it in pure colours (six-colour panels)")
-        ->option_text("PNG");
+        ->option_text("PNG")
+        ->check(check_png_name);
     add_picture_options(*command, settings.picture);
     add_choice(*command, "--dither", settings.dithering_mode, dither_names, "Error diffusion");
     command->add_option("--guard", settings.guard_threshold, "Reject renderings from this measure")

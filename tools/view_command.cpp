@@ -12,10 +12,10 @@ namespace oxel::tools {
 
 namespace {
 
-const std::string view_explanation = frame_explanation + R"(
-PNG shows what a frame's file holds, in the panel's measured colours and with the driving layout
-undone. The options must be those that the frame was rendered with; the size is that of the picture
-and is the panel's unless --size gives another.
+const std::string view_explanation = std::string(frame_explanation) + R"(
+PNG shows what a frame's file holds, codes and indices in the panel's measured colours and colours
+as they are, with the driving layout undone. The options must be those that the frame was rendered
+with; the size is that of the picture and is the panel's unless --size gives another.
 
 Examples:
   oxel view frame.bin --panel six-colour -o sent.png
@@ -97,7 +97,8 @@ void add_view_command(CLI::App &app) {
     add_panel_option(*command, options->panel);
     command->add_option("-o", options->png, "Where the picture goes")
         ->option_text("PNG")
-        ->required();
+        ->required()
+        ->check(check_png_name);
     add_size_option(*command, options->size, "Size of the picture instead of the panel's");
     add_frame_options(*command, options->layout);
     command->callback([options] { run(*options); });

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <atomic>
 #include <memory>
+#include <sstream>
 #include <string_view>
 
 namespace oxel::tools {
@@ -48,14 +49,19 @@ unsigned vips_losses() {
 }
 
 std::string take_vips_messages() {
-    std::string line;
-    for (const char c : std::string_view(vips_error_buffer()))
-        if (c != '\n')
-            line += c;
-        else if (!line.empty())
-            line += "; ";
+    std::istringstream messages(vips_error_buffer());
     vips_error_clear();
-    return line.substr(0, line.find_last_not_of("; ") + 1);
+    std::string line;
+    for (std::string message; std::getline(messages, message);) {
+        // Each begins with the name of what tells it, one word of code.
+        const std::size_t word = message.find_first_not_of(
+            "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_");
+        if (word != 0 && message.find(": ") == word)
+            message.erase(0, word + 2);
+        if (line.find(message) == std::string::npos)
+            line += (line.empty() ? "" : "; ") + message;
+    }
+    return line;
 }
 
 VImage image_of(const Bytes &rgb, ImageSize size) {

@@ -122,5 +122,5 @@ def adjust(
     library.Oxel_image_adjustment(
         pixels.ctypes.data, byte_order, result.ctypes.data, byte_order, *size_of(pixels),
         int32("hue", hue), int32("saturation", saturation), int32("brightness", brightness),
-        int32("contrast", contrast), gamma)
+        int32("contrast", contrast), float(gamma))
     return like(image, result)
