@@ -31,7 +31,12 @@ def changes(folder: Path, poll: float) -> Iterator[Path]:
     """Each new or changed file of the folder, for ever."""
     known: Dict[Path, Optional[int]] = {}
     while True:
-        now = {path: stamp(path) for path in folder.iterdir()}
+        try:
+            now = {path: stamp(path) for path in folder.iterdir()}
+        except OSError as error:  # a memory stick that is out, say
+            print(error, file=sys.stderr, flush=True)
+            time.sleep(poll)
+            continue
         changed = sorted(path for path in now if now[path] not in (None, known.get(path)))
         known = {path: mark for path, mark in now.items() if path not in changed[1:]}
         if changed:

@@ -120,8 +120,8 @@ class Command(unittest.TestCase):
         error = self.oxel(render, code=1)
         self.assertRegex(error, "^oxel: photos/bad.jpg: .*known file format\noxel: 1 of 5 .* failed\n$")
         names = {"a.png.bin", "b.png.bin", "deep/a.png.bin", "deep/a.jpg.bin"}
-        frames = lambda: {str(p.relative_to("out")) for p in pathlib.Path("out").rglob("*.bin")}
-        self.assertEqual(frames(), names)
+        frames = lambda out: {str(p.relative_to(out)) for p in pathlib.Path(out).rglob("*.bin")}
+        self.assertEqual(frames("out"), names)
         os.remove("photos/bad.jpg")
 
         def statuses(*options):
@@ -139,6 +139,8 @@ class Command(unittest.TestCase):
         error = self.oxel("render - --panel panel.lut -o listed", code=1, stdin=b"\x1B[m\n.png\0")
         self.assertIn(r"\x1B[m\x0A.png: no such file", error)
         self.assertEqual(set(os.listdir("listed")), {".oxel-render.json", "a.png.bin"})
+        self.oxel("render photos/deep/../ photos/deep/ photo.png --panel panel.lut -o both")
+        self.assertTrue({"photos/a.png.bin", "deep/a.png.bin", "photo.png.bin"} <= frames("both"))
 
     def test_an_interruption_leaves_whole_files_only(self):
         names = "".join(f"{i}.png\n" for i in range(400)).encode()

@@ -15,7 +15,8 @@ namespace fs = std::filesystem;
 
 namespace {
 
-std::vector<BatchPhoto> pictures_below(const std::string &folder) {
+/// Their places lie below `place`.
+std::vector<BatchPhoto> pictures_below(const std::string &folder, const fs::path &place) {
     std::vector<BatchPhoto> photos;
     std::error_code error;
     fs::recursive_directory_iterator entry(folder, error);
@@ -25,7 +26,7 @@ std::vector<BatchPhoto> pictures_below(const std::string &folder) {
         if (hidden && entry->is_directory(unknown))
             entry.disable_recursion_pending();
         else if (!hidden && is_picture_name(entry->path()) && !entry->is_directory(unknown))
-            photos.push_back({entry->path(), entry->path().lexically_relative(folder)});
+            photos.push_back({entry->path(), place / entry->path().lexically_relative(folder)});
     }
     if (error)
         photos.push_back({folder, fs::path(folder).filename()});
@@ -56,17 +57,19 @@ std::vector<BatchPhoto> collect_photos(const std::vector<std::string> &names) {
     const auto append = [&](const std::vector<BatchPhoto> &more) {
         photos.insert(photos.end(), more.begin(), more.end());
     };
-    for (const std::string &name : names) {
-        std::error_code unknown;
+    std::error_code unknown;
+    const auto is_folder = [&](const std::string &name) { return fs::is_directory(name, unknown); };
+    const bool one_folder = std::count_if(names.begin(), names.end(), is_folder) == 1;
+    for (const std::string &name : names)
         if (name == "-") {
             for (const std::string &listed : listed_names())
                 photos.push_back({listed, fs::path(listed).filename()});
-        } else if (fs::is_directory(name, unknown)) {
-            append(pictures_below(name));
+        } else if (is_folder(name)) {
+            append(pictures_below(
+                name, one_folder ? fs::path() : fs::weakly_canonical(name, unknown).filename()));
         } else {
             photos.push_back({name, fs::path(name).filename()});
         }
-    }
     return photos;
 }
 

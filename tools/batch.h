@@ -12,7 +12,8 @@ namespace oxel::tools {
 /// A photograph of a batch.
 struct BatchPhoto {
     std::string path;
-    std::filesystem::path place; // its path within the folder that was named, else its file name
+    std::filesystem::path place; // its path within the folder that was named, which begins with the
+                                 // folder's name if there are several; else its file name
 };
 
 /// The photographs that the names stand for, in order: a file stands for itself, a folder for the

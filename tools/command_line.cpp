@@ -9,6 +9,7 @@
 #include "render_command.h"
 #include "view_command.h"
 
+#include <algorithm>
 #include <cctype>
 #include <cstdlib>
 #include <map>

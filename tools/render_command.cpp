@@ -23,9 +23,10 @@ guard for how to choose the threshold.
 
 Several photographs, a folder (with those below it, but not behind links) or - (names on the
 standard input, one on a line or NUL-terminated) make a batch: FRAME and the PNGs are then folders,
-in which each photograph gets its own name with .bin or .png added. A photograph that fails does not
-stop the others; the end names it. With --resume a batch skips what is up to date: what was made
-after its photograph's last change, with the same panel and options.
+in which each photograph gets its own name with .bin or .png added, below the name of its folder if
+several are given. A photograph that fails does not stop the others; the end names it. With --resume
+a batch skips what is up to date: what was made after its photograph's last change, with the same
+panel and options.
 
 A photograph's files appear when all of them are whole, also when the program is interrupted; after
 a failure there are none.
