@@ -7,6 +7,7 @@
 #include <atomic>
 #include <iostream>
 #include <iterator>
+#include <system_error>
 #include <thread>
 
 namespace oxel::tools {
@@ -76,12 +77,17 @@ std::vector<BatchPhoto> collect_photos(const std::vector<std::string> &names) {
 void for_each_parallel(std::size_t count, int threads,
                        const std::function<void(std::size_t)> &work) {
     std::atomic<std::size_t> next = 0;
-    std::vector<std::jthread> workers(std::min(count, static_cast<std::size_t>(threads)));
-    for (std::jthread &worker : workers)
-        worker = std::jthread([&] {
-            for (std::size_t i = next++; i < count; i = next++)
-                work(i);
-        });
+    const auto work_on = [&] {
+        for (std::size_t i = next++; i < count; i = next++)
+            work(i);
+    };
+    std::vector<std::jthread> helpers;
+    try {
+        while (helpers.size() + 1 < std::min(count, static_cast<std::size_t>(threads)))
+            helpers.emplace_back(work_on);
+    } catch (const std::system_error &) { // the system has no more threads: fewer do it, too
+    }
+    work_on();
 }
 
 } // namespace oxel::tools
