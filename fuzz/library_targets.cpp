@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstdlib>
+#include <iterator>
 #include <zlib.h>
 
 namespace {
@@ -31,28 +32,36 @@ struct Image {
         : width(choices.dimension()), height(choices.dimension()),
           usable(width < 1 || height < 1 || std::int64_t{width} * height <= 1 << 14) {}
 
-    GuardedBytes pixels(std::uint8_t value) const {
+    GuardedBytes pixels(std::uint8_t value, std::size_t bytes_more = 0) const {
         const bool any = usable && width > 0 && height > 0;
-        return GuardedBytes(Bytes(any ? 3U * unsigned(width) * unsigned(height) : 0U, value));
+        const std::size_t bytes = any ? 3U * unsigned(width) * unsigned(height) : 0U;
+        return GuardedBytes(Bytes(bytes + bytes_more, value));
     }
 };
 
-/// One call of any of the entries that take pictures, with buffers that are missing, shared, or
-/// each for itself.
+/// One call of any of the entries that take pictures, with buffers that are missing, shared, wholly
+/// or in part, or each for itself.
 void call_any(Choices &choices) {
     const Image image(choices);
-    const GuardedBytes buffers[] = {image.pixels(0x3C), image.pixels(0xE1), image.pixels(0x77)};
+    constexpr std::size_t most_apart = 7;
+    const GuardedBytes buffers[] = {image.pixels(0x3C), image.pixels(0xE1), image.pixels(0x77),
+                                    image.pixels(0x55, most_apart)};
     for (std::size_t i = 0, size = choices.rest.size(); size > 0 && i < buffers[0].size();
          i += size)
         std::copy_n(choices.rest.begin(), std::min(size, buffers[0].size() - i),
                     buffers[0].get() + i);
-    const Bytes before[] = {buffers[0].bytes(), buffers[1].bytes(), buffers[2].bytes()};
+    const Bytes before[] = {buffers[0].bytes(), buffers[1].bytes(), buffers[2].bytes(),
+                            buffers[3].bytes()};
     std::uint8_t *pointers[4];
     for (auto &pointer : pointers) {
-        const std::uint8_t choice = choices.byte() % 8;
+        const std::uint8_t byte = choices.byte(), choice = byte % 8;
         const std::size_t own = std::min<std::size_t>(std::size_t(&pointer - pointers), 2);
-        pointer =
-            choice == 7 || !image.usable ? nullptr : buffers[choice < 4 ? own : choice % 3].get();
+        if (choice == 7 || !image.usable)
+            pointer = nullptr;
+        else if (choice == 6)
+            pointer = buffers[3].get() + byte / 8U % (most_apart + 1);
+        else
+            pointer = buffers[choice < 4 ? own : choice % 3].get();
     }
     const auto [input, first, second, third] = pointers;
     const std::uint32_t order = choices.selector(), output_order = choices.selector();
@@ -80,7 +89,7 @@ void call_any(Choices &choices) {
         status = Oxel_image_adjustment(input, order, first, output_order, image.width, image.height,
                                        amounts[0], amounts[1], amounts[2], amounts[3], any_double);
     }
-    for (std::size_t i = 0; i < 3; ++i)
+    for (std::size_t i = 0; i < std::size(before); ++i)
         expect(status == OXEL_SUCCESS || buffers[i].bytes() == before[i]);
     expect(status == OXEL_SUCCESS || verdict == -7 || status == OXEL_BAD_SELECTOR ||
            status == OXEL_NOT_SIX_COLOURS);
