@@ -12,7 +12,7 @@ cmake --build "$build" --parallel "$(nproc)" >/dev/null
 rm -f "$build"/report.*
 result=0
 PYTHONMALLOC=malloc valgrind --quiet --error-exitcode=99 --trace-children=yes \
-    --trace-children-skip='*/cc,*/cp,*/mktemp,*/nm,*/sed,*/sort' --leak-check=full --num-callers=40 \
+    --trace-children-skip='*/cc,*/cp,*/mktemp,*/nm,*/sed,*/sort,*/tr' --leak-check=full --num-callers=40 \
     --show-leak-kinds=definite --errors-for-leak-kinds=definite \
     --suppressions="$PWD/tests/valgrind.supp" --log-file="$build/report.%p" \
     ctest --test-dir "$build" --output-on-failure --parallel "$(nproc)" "$@" || result=$?
