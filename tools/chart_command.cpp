@@ -99,7 +99,8 @@ void draw_patches(const ChartOptions &options) {
     adopt_package(panel.source, panel.package);
     const PackageFields fields = *read_package_fields(panel.package);
     Charts charts(options, panel);
-    for (std::size_t i = 0; i < std::min<std::size_t>(fields.colours, 256); ++i) {
+    const auto colours = std::min<std::size_t>(fields.colours, 256); // what indices tell apart
+    for (std::size_t i = 0; i < colours; ++i) {
         const auto rgb = package_table(panel.package, std::uint64_t{fields.palette} + 3 * i, 3);
         const auto code = package_table(panel.package, std::uint64_t{fields.tcon} + i, 1);
         if (rgb.empty() || code.empty())
