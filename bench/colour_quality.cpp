@@ -7,16 +7,15 @@
 // All pictures are rendered by the library and judged by the light that leaves the panel.
 
 #include "Oxel_Morvel6_render.h"
-#include "failure.h"
-#include "files.h"
-#include "library.h"
+#include "base/failure.h"
+#include "base/files.h"
 #include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
 #include "package_builder/patch_quality.h"
-#include "panel.h"
-#include "picture.h"
-#include "picture_options.h"
-#include "vips_session.h"
+#include "panels/panel.h"
+#include "pictures/picture.h"
+#include "pictures/vips_session.h"
+#include "render/library.h"
 
 #include <vips/vips8>
 

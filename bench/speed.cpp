@@ -5,8 +5,8 @@
 // Every result is compared with the yardstick's, or where that has none with the plain form's,
 // before anything is timed. At the end stand ratios of medians over all rounds: how many times
 // faster than the yardstick each form is, and what one job takes beside another.
+#include "forms/forms.h"
 #include "jobs.h"
-#include "kernels/forms.h"
 #include "ratios.h"
 
 #include "Oxel_Morvel6_render.h"

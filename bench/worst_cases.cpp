@@ -1,4 +1,4 @@
-// Writes what delays the agreement of segments in serpentine order (src/kernels/segments.h):
+// Writes what delays the agreement of segments in serpentine order (src/forms/segments.h):
 //
 //   worst_cases WIDTH HEIGHT FOLDER
 //

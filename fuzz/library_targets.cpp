@@ -2,7 +2,7 @@
 // unreadable pages; a call that fails must leave its outputs alone.
 #include "Oxel_Morvel6_render.h"
 #include "choices.h"
-#include "kernels/forms.h"
+#include "forms/forms.h"
 #include "support.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
 // What the bytes of a file can do to the oxel command. A file that is refused is told on one line
 // that begins with its name.
-#include "failure.h"
-#include "panel_description.h"
-#include "picture.h"
+#include "base/failure.h"
+#include "panels/panel_description.h"
+#include "pictures/picture.h"
 
 #include <cstdlib>
 #include <iostream>

@@ -1,6 +1,6 @@
 // The panel builder behind a C interface, for Python's ctypes.
 
-#include "panel.h"
+#include "panels/panel.h"
 
 #include <exception>
 #include <memory>

@@ -1,8 +1,8 @@
 #include "dithering.h"
 
 #include "Oxel_Morvel6_render.h"
+#include "forms/forms.h"
 #include "heap_array.h"
-#include "kernels/forms.h"
 #include "library_state.h"
 
 #include <cstddef>

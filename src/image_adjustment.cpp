@@ -1,7 +1,7 @@
 #include "Oxel_Morvel6_render.h"
 #include "adjustment.h"
+#include "forms/forms.h"
 #include "image_size.h"
-#include "kernels/forms.h"
 #include "numeric_helpers.h"
 
 #include <algorithm>

@@ -2,8 +2,8 @@
 
 #include "Oxel_Morvel6_render.h"
 #include "dithering.h"
+#include "forms/forms.h"
 #include "heap_array.h"
-#include "kernels/forms.h"
 #include "library_state.h"
 #include "render_pipeline.h"
 

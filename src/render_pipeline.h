@@ -2,8 +2,8 @@
 #define OXEL_RENDER_PIPELINE_H
 
 #include "diffusion.h"
+#include "forms/forms.h"
 #include "image_size.h"
-#include "kernels/forms.h"
 
 #include <cstddef>
 #include <cstdint>

@@ -1,7 +1,7 @@
 #include "Oxel_Morvel6_render.h"
+#include "forms/forms.h"
 #include "heap_array.h"
 #include "image_size.h"
-#include "kernels/forms.h"
 
 #include <algorithm>
 #include <cstddef>

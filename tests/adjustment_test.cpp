@@ -1,5 +1,5 @@
 #include "Oxel_Morvel6_render.h"
-#include "kernels/forms.h"
+#include "forms/forms.h"
 #include "support.h"
 
 #include <gtest/gtest.h>

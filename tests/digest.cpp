@@ -7,7 +7,7 @@
 // EXPECTED is a file of what the program prints without arguments. Inputs and outputs end at
 // unreadable pages.
 #include "Oxel_Morvel6_render.h"
-#include "kernels/forms.h"
+#include "forms/forms.h"
 #include "support.h"
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "support.h"
 
-#include "kernels/forms.h"
+#include "forms/forms.h"
 
 #include <gtest/gtest.h>
 

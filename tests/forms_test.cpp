@@ -1,4 +1,4 @@
-#include "kernels/forms.h"
+#include "forms/forms.h"
 
 #include "numeric_helpers.h"
 #include "support.h"

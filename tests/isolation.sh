@@ -5,7 +5,7 @@ set -eu
 checked=0
 for object in "$@"; do
     case $object in
-    *kernels/avx*)
+    *forms/avx*)
         checked=$((checked + 1))
         if nm --defined-only "$object" | grep ' W '; then
             echo "$object: shares these functions"

@@ -67,7 +67,7 @@ run_packages() { # NAME COMPILER EMULATOR
     qhull "${1%-packages}" "$folder/qhull"
     # shellcheck disable=SC2086 # words
     (cd "$folder" && $2 -std=c++20 -w -I"$OLDPWD"/{include,src,tools} -I$gtest{,/include} \
-        -DGTEST_HAS_PTHREAD=0 -c "$OLDPWD"/{src,src/kernels,tools/package_builder}/*.cpp \
+        -DGTEST_HAS_PTHREAD=0 -c "$OLDPWD"/{src,src/forms,tools/package_builder}/*.cpp \
         "$OLDPWD/tests/package_builder_test.cpp" $gtest/src/gtest{-all,_main}.cc)
     # shellcheck disable=SC2086
     $2 -static -Wl,--no-warnings "$folder"/*.o "$folder"/qhull/usr/lib/*/libqhullstatic_r.a -o "$folder/tests"

@@ -1,0 +1,279 @@
+#ifndef OXEL_FORMS_LANES_H
+#define OXEL_FORMS_LANES_H
+
+#include "../diffusion.h"
+#include "../diffusion_kernel.h"
+#include "../library_state.h"
+
+#include <bit>
+#include <cstring>
+#include <utility>
+
+// The quantisation of several pixels at once and the shares of their errors, one pixel in each
+// 64-bit lane of a vector register. A lane has four signed 16-bit slots: R, G, B, and one that
+// idles at 0.
+//
+// The unnamed namespace gives every instruction set a copy of its own of all this, so that the
+// linker cannot put the code for one in the place of another's.
+
+// A step of the diffusion keeps all that it has in hand in registers, so it must be one function.
+#define OXEL_INLINE [[gnu::always_inline]] inline
+#define OXEL_UNROLL _Pragma("GCC unroll 8")
+
+namespace [[gnu::visibility("hidden")]] oxel {
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little);
+
+/// A register of an instruction set. A `Target` tells how many pixels one holds, and how to
+/// multiply: high_product(words, factor) is the upper half of the 32-bit products.
+template <class Target>
+struct Register {
+    typedef std::int16_t Words __attribute__((vector_size(8 * Target::pixels)));
+    typedef std::uint64_t Quads __attribute__((vector_size(8 * Target::pixels)));
+    typedef std::uint8_t Bytes __attribute__((vector_size(4 * Target::pixels)));
+};
+template <class Target>
+using Words = typename Register<Target>::Words;
+template <class Target>
+using Quads = typename Register<Target>::Quads;
+
+template <class Target>
+using EachPixel = std::make_integer_sequence<int, Target::pixels>;
+
+template <class Target>
+OXEL_INLINE Words<Target> splat(int value) {
+    return Words<Target>{} + static_cast<std::int16_t>(value);
+}
+
+/// The lanes of `low` and `high` laid end to end, from lane `first` on.
+template <class Target, int first, int... i>
+OXEL_INLINE Words<Target> window(Words<Target> low, Words<Target> high,
+                                 std::integer_sequence<int, i...>) {
+    return (Words<Target>)__builtin_shufflevector((Quads<Target>)low, (Quads<Target>)high,
+                                                  (first + i)...);
+}
+
+/// The pixels of `later` moved up by one lane; the last one of `earlier` comes in.
+template <class Target>
+OXEL_INLINE Words<Target> shift_up(Words<Target> earlier, Words<Target> later) {
+    return window<Target, Target::pixels - 1>(earlier, later, EachPixel<Target>());
+}
+
+/// The pixels of `earlier` moved down by one lane; the first one of `later` comes in.
+template <class Target>
+OXEL_INLINE Words<Target> shift_down(Words<Target> earlier, Words<Target> later) {
+    return window<Target, 1>(earlier, later, EachPixel<Target>());
+}
+
+template <class Target>
+OXEL_INLINE std::uint64_t last_lane(Words<Target> words) {
+    return ((Quads<Target>)words)[Target::pixels - 1];
+}
+
+/// A register of pixels of four bytes, of which the fourth does not count.
+template <class Target>
+OXEL_INLINE Words<Target> widen(const std::uint32_t *pixels) {
+    typename Register<Target>::Bytes bytes;
+    std::memcpy(&bytes, pixels, sizeof bytes);
+    const Quads<Target> slots = Quads<Target>{} + 0x0000FFFFFFFFFFFFU;
+    return __builtin_convertvector(bytes, Words<Target>) & (Words<Target>)slots;
+}
+
+// Shares.
+//
+// A share is weight * error / divisor. With a factor a little above 65536 * weight / divisor it is
+// the upper half of factor * error: too large by less than the distance of the exact quotient to
+// the next integer, as long as errors are within a byte. Below 0, where the upper half is rounded
+// down, one more makes it round toward zero. Factors are even for processors that double products.
+
+constexpr int share_factor(const DiffusionKernel &kernel, int weight) {
+    return kernel.floors ? 65536 / kernel.divisor * weight
+                         : 2 * (32768 * weight / kernel.divisor + 1);
+}
+
+constexpr bool factors_are_exact(const DiffusionKernel &kernel) {
+    for (int place = 0; place < 3 * DiffusionKernel::columns; ++place) {
+        const int row = place / DiffusionKernel::columns;
+        const int column = place % DiffusionKernel::columns;
+        const int weight = kernel.weights[row][column];
+        for (int error = -255; weight != 0 && error <= 255; ++error) {
+            const int rounded_up = !kernel.floors && error < 0;
+            if ((error * share_factor(kernel, weight) >> 16) + rounded_up !=
+                kernel.share(row, column, error))
+                return false;
+        }
+    }
+    return true;
+}
+static_assert(factors_are_exact(floyd_steinberg) && factors_are_exact(jarvis_judice_ninke) &&
+              factors_are_exact(stucki));
+
+/// What each neighbour receives of a register of errors.
+template <class Target, const DiffusionKernel &kernel>
+class Shares {
+  public:
+    OXEL_INLINE explicit Shares(Words<Target> error)
+        : Shares(error, std::make_integer_sequence<int, 8>()) {}
+
+    /// At a place of the kernel's weights, counted from the pixel itself.
+    template <int row, int column>
+    OXEL_INLINE Words<Target> at() const {
+        constexpr int weight = kernel.weights[row][kernel.centre + column];
+        if constexpr (weight == 0)
+            return Words<Target>{};
+        else
+            return of_weight_[weight - 1];
+    }
+
+  private:
+    template <int... i>
+    OXEL_INLINE Shares(Words<Target> error, std::integer_sequence<int, i...>)
+        : of_weight_{share<i + 1>(error)...} {}
+
+    template <int weight>
+    OXEL_INLINE static Words<Target> share(Words<Target> error) {
+        if constexpr (!kernel.has_weight(weight))
+            return error;
+        const Words<Target> product = Target::high_product(error, share_factor(kernel, weight));
+        return kernel.floors ? product : product - (error >> 15);
+    }
+
+    Words<Target> of_weight_[8];
+};
+
+/// The error on its way to the next pixels of the row being scanned.
+template <class Target, const DiffusionKernel &kernel>
+class Ahead {
+  public:
+    OXEL_INLINE Words<Target> next() const { return pending_[0]; }
+
+    OXEL_INLINE void add(const Shares<Target, kernel> &shares) {
+        if constexpr (kernel.reach == 2)
+            pending_[0] = pending_[1] + shares.template at<0, 1>();
+        pending_[kernel.reach - 1] = shares.template at<0, kernel.reach>();
+    }
+
+  private:
+    Words<Target> pending_[kernel.reach] = {};
+};
+
+/// The error on its way to a row below, which passes by from left to right: while pixel x hands
+/// out its shares, the pixels x - reach + 1 to x + reach still wait for others. A scan to the left
+/// (`direction` -1) has the kernel mirrored.
+template <class Target, const DiffusionKernel &kernel, int row, int direction = 1>
+class Below {
+  public:
+    /// Takes the shares of pixel x; returns what pixel x - reach has received in all.
+    OXEL_INLINE Words<Target> add(const Shares<Target, kernel> &shares) {
+        constexpr int reach = kernel.reach;
+        const Words<Target> complete = pending_[0] + shares.template at<row, -reach * direction>();
+        if constexpr (reach == 1) {
+            pending_[0] = pending_[1] + shares.template at<row, 0>();
+        } else {
+            pending_[0] = pending_[1] + shares.template at<row, -1 * direction>();
+            pending_[1] = pending_[2] + shares.template at<row, 0>();
+            pending_[2] = pending_[3] + shares.template at<row, direction>();
+        }
+        pending_[2 * reach - 1] = shares.template at<row, reach * direction>();
+        return complete;
+    }
+
+  private:
+    Words<Target> pending_[2 * kernel.reach] = {};
+};
+
+// Quantisation.
+
+struct LaneTables {
+    const std::uint8_t *cells;
+    std::uint64_t palette[256]; // a lane an index
+
+    void fill(const DiffusionJob &job) {
+        cells = job.cells;
+        for (int i = 0; i < job.colours; ++i) {
+            const std::int16_t slots[4] = {job.palette[3 * i], job.palette[3 * i + 1],
+                                           job.palette[3 * i + 2], 0};
+            std::memcpy(&palette[i], slots, sizeof slots);
+        }
+    }
+};
+
+template <class Target, int... i>
+OXEL_INLINE Quads<Target> look_up(Quads<Target> cells, const LaneTables &tables,
+                                  std::uint8_t *indices, std::ptrdiff_t stride,
+                                  std::integer_sequence<int, i...>) {
+    ((indices[i * stride] = tables.cells[cells[i]]), ...);
+    return Quads<Target>{tables.palette[indices[i * stride]]...};
+}
+
+/// Chooses the palette index of each accumulated value, clamped, and stores them `stride` apart.
+/// Returns the errors.
+template <class Target>
+OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables,
+                                   std::uint8_t *indices, std::ptrdiff_t stride) {
+    constexpr Words<Target> least{}, most = Words<Target>{} + std::int16_t{255};
+    value = value > least ? value : least;
+    value = value < most ? value : most;
+    // Six bits of R, G and B from bits 0, 16 and 32 on; in the cell's number from 12, 6 and 0 on.
+    const Quads<Target> channels = (Quads<Target>)(value >> 2);
+    const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
+    return value -
+           (Words<Target>)look_up<Target>(cells, tables, indices, stride, EachPixel<Target>());
+}
+
+// Pictures.
+
+template <class Target, bool rgb>
+void stage_mapped(const std::uint8_t *gamut, const std::uint8_t *pixels, std::int32_t count,
+                  std::uint32_t *staged, std::ptrdiff_t stride) {
+    const auto map = [&](std::int32_t i, std::uint32_t cell) {
+        // Four bytes, as behind the table's last entry there is still the package's trailer.
+        std::memcpy(&staged[i * stride], gamut + 3 * cell, 4);
+    };
+    std::int32_t i = 0;
+    if constexpr (requires { Target::extract_bits(0U, 0U); })
+        for (; i < count - 1; ++i) {
+            std::uint32_t bytes; // one more than the pixel has
+            std::memcpy(&bytes, pixels + std::ptrdiff_t{3} * i, 4);
+            map(i, rgb ? Target::extract_bits(__builtin_bswap32(bytes), 0xFCFCFC00)
+                       : Target::extract_bits(bytes, 0xFCFCFC));
+        }
+    for (; i < count; ++i) {
+        const std::uint8_t *pixel = pixels + std::ptrdiff_t{3} * i;
+        map(i, colour_cell(pixel[rgb ? 0 : 2], pixel[1], pixel[rgb ? 2 : 0]));
+    }
+}
+
+/// Copies `count` pixels of a row from `column` on, mapped, as R, G, B and any fourth byte, to
+/// `staged` and every `stride` pixels further.
+template <class Target>
+void stage(const PixelRows &picture, std::int32_t row, std::int32_t column, std::int32_t count,
+           std::uint32_t *staged, std::ptrdiff_t stride) {
+    if (row < picture.blank_rows) {
+        std::uint32_t black = 0;
+        if (picture.gamut)
+            std::memcpy(&black, picture.gamut, 3);
+        for (std::int32_t i = 0; i < count; ++i)
+            staged[i * stride] = black;
+        return;
+    }
+    const std::uint8_t *pixel =
+        picture.pixels + 3 * (std::ptrdiff_t{row - picture.blank_rows} * picture.width + column);
+    const bool rgb = picture.byte_order == 0;
+    if (picture.gamut) {
+        const auto mapped = rgb ? stage_mapped<Target, true> : stage_mapped<Target, false>;
+        return mapped(picture.gamut, pixel, count, staged, stride);
+    }
+    const int red = rgb ? 0 : 2;
+    for (std::int32_t i = 0; i < count; ++i, pixel += 3)
+        staged[i * stride] =
+            static_cast<std::uint32_t>(pixel[red] | pixel[1] << 8 | pixel[2 - red] << 16);
+}
+
+} // namespace
+
+} // namespace oxel
+
+#endif

@@ -1,0 +1,21 @@
+#ifndef OXEL_FORMS_VECTOR_FORMS_H
+#define OXEL_FORMS_VECTOR_FORMS_H
+
+#include "forms.h"
+
+#if defined(__x86_64__)
+#define OXEL_AVX
+#endif
+#if defined(__SSE2__) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN))
+#define OXEL_VECTOR128
+#endif
+
+namespace [[gnu::visibility("hidden")]] oxel {
+
+extern const Form vector128_form; // SSE2 or NEON
+extern const Form avx2_form;
+extern const Form avx512_form; // AVX-512 F, BW, DQ, VL and VBMI
+
+} // namespace oxel
+
+#endif

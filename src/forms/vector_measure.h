@@ -1,0 +1,108 @@
+#ifndef OXEL_FORMS_VECTOR_MEASURE_H
+#define OXEL_FORMS_VECTOR_MEASURE_H
+
+#include "../numeric_helpers.h"
+#include "double_lanes.h"
+#include "portable.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+
+// The inner loops of the line-pair measure: counts and powers.
+namespace [[gnu::visibility("hidden")]] oxel {
+
+namespace {
+
+/// One colour after the other, compared with a register of indices at a time, for palettes small
+/// enough for that to pay.
+template <class Target>
+void count_in_lanes(const std::uint8_t *indices, std::size_t count, int colours,
+                    std::int32_t *counts) {
+    constexpr std::size_t lanes = 8 * Target::doubles;
+    constexpr std::size_t most = 255; // matches that a byte can count
+    constexpr int few_colours = 16;
+    if (colours > few_colours)
+        return count_indices(indices, count, colours, counts);
+
+    while (count >= lanes) {
+        const std::size_t vectors = count / lanes < most ? count / lanes : most;
+        for (int index = 0; index < colours; ++index) {
+            ByteLanes<Target> matches{};
+            for (std::size_t i = 0; i < vectors; ++i) {
+                ByteLanes<Target> some;
+                std::memcpy(&some, indices + i * lanes, lanes);
+                matches -= (ByteLanes<Target>)(some == static_cast<std::uint8_t>(index));
+            }
+            for (std::size_t i = 0; i < lanes; ++i)
+                counts[index] += matches[i];
+        }
+        indices += vectors * lanes;
+        count -= vectors * lanes;
+    }
+    count_indices(indices, count, colours, counts);
+}
+
+template <class Target>
+LaneMask<Target> is_small(DoubleLanes<Target> x) {
+    return (x < 0.0 ? -x : x) < tolerance;
+}
+
+/// my_exp in lock step: a lane whose series has ended keeps its sum.
+template <class Target>
+DoubleLanes<Target> exp_in_lanes(DoubleLanes<Target> x, LaneMask<Target> wanted) {
+    DoubleLanes<Target> sum = splat_double<Target>(1.0), term = sum;
+    for (int n = 1; n < series_cap && Target::any(wanted); ++n) {
+        term = term * (x / splat_double<Target>(n));
+        sum = wanted ? sum + term : sum;
+        wanted &= ~is_small<Target>(term);
+    }
+    return sum;
+}
+
+/// my_ln of positive numbers in lock step.
+template <class Target>
+DoubleLanes<Target> ln_in_lanes(DoubleLanes<Target> x) {
+    DoubleLanes<Target> y = x - 1.0;
+    LaneMask<Target> wanted = x == x;
+    for (int step = 0; step < newton_cap && Target::any(wanted); ++step) {
+        const DoubleLanes<Target> e = exp_in_lanes<Target>(y, wanted);
+        const DoubleLanes<Target> d = (e - x) / e;
+        y = wanted ? y - d : y;
+        wanted &= ~is_small<Target>(d);
+    }
+    return y;
+}
+
+/// Those that take a series, in lock step.
+template <class Target>
+void power_in_lanes(double *numbers, std::size_t count, double exponent) {
+    std::size_t places[Target::doubles];
+    int taken = 0;
+    const auto raise_taken = [&] {
+        DoubleLanes<Target> x = splat_double<Target>(1.0);
+        for (int i = 0; i < taken; ++i)
+            x[i] = numbers[places[i]];
+        const DoubleLanes<Target> powers =
+            exp_in_lanes<Target>(ln_in_lanes<Target>(x) * exponent, x == x);
+        for (int i = 0; i < taken; ++i)
+            numbers[places[i]] = powers[i];
+        taken = 0;
+    };
+    for (std::size_t i = 0; i < count; ++i) {
+        if (!(numbers[i] > 0.0) || exponent == 0.0) {
+            numbers[i] = my_pow(numbers[i], exponent);
+            continue;
+        }
+        places[taken++] = i;
+        if (taken == Target::doubles)
+            raise_taken();
+    }
+    raise_taken();
+}
+
+} // namespace
+
+} // namespace oxel
+
+#endif

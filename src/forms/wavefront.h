@@ -1,0 +1,186 @@
+#ifndef OXEL_FORMS_WAVEFRONT_H
+#define OXEL_FORMS_WAVEFRONT_H
+
+#include "lanes.h"
+
+// Plain scan order, many rows at once. A row may follow the row above it as soon as that one has
+// handed out all that its next pixel will receive: two columns behind for Floyd and Steinberg,
+// three for the wide kernels. So each lane takes a row, and all lanes step to the right together,
+// along a slanted front. The pixels that a block of four rows is at, two columns apart:
+//
+//     column    0   1   2   3   4   5   6   7   8
+//     row 0     .   .   .   .   .   .   #             . done
+//     row 1     .   .   .   .   #                     # this step
+//     row 2     .   .   #
+//     row 3     #
+//
+// What a row hands down moves up by one lane, to the row below, which will be at that column when
+// the sum is complete. Only what leaves the last lane goes to memory, for the next block. A lane
+// that has not yet reached the left edge, or has passed the right one, has no error to hand on.
+namespace [[gnu::visibility("hidden")]] oxel {
+
+namespace {
+
+template <class Target, const DiffusionKernel &kernel>
+class Wavefront {
+  public:
+    /// A step costs as much as some pixels one by one, however many rows there are.
+    static bool pays_for(std::int32_t height) { return height > rows / 16; }
+
+    static std::uint64_t memory(std::int32_t width) {
+        return sizeof(Wavefront) + (kernel.rows - 1) * carry_length(width) * sizeof(std::uint64_t);
+    }
+
+    /// `memory` is zeroed, and aligned to a cache line.
+    static void diffuse(const DiffusionJob &job, void *memory) {
+        Wavefront &front = *static_cast<Wavefront *>(memory);
+        front.tables_.fill(job);
+        auto *carry = reinterpret_cast<std::uint64_t *>(&front + 1) + margin;
+        for (std::int32_t row = 0; row < job.picture.height; row += rows)
+            front.diffuse_block(job, row, carry, carry + carry_length(job.picture.width));
+    }
+
+  private:
+    static constexpr int registers = Target::wavefront_registers;
+    static constexpr int rows = registers * Target::pixels; // of a block
+    static constexpr int lag = kernel.reach + 1;            // columns between two rows
+    static constexpr int depth = lag * (rows - 1);
+    static constexpr int run = 128; // steps between staging pixels and handing on indices
+    static constexpr int margin = depth + kernel.reach + Target::pixels; // columns
+
+    static std::uint64_t carry_length(std::int32_t width) {
+        return static_cast<std::uint64_t>(width) + 2 * margin;
+    }
+
+    /// What the rows of one register have in hand.
+    struct Rows {
+        Ahead<Target, kernel> ahead;
+        Below<Target, kernel, 1> next;
+        Below<Target, kernel, 2> after_next;
+        Words<Target> complete;     // sums for the row below
+        Words<Target> second;       // sums for the row below that one
+        Words<Target> waiting[lag]; // the same of the last steps, oldest first
+    };
+
+    /// The part of a block's run in one row.
+    struct Piece {
+        std::int32_t column;
+        std::int32_t count;
+        std::int32_t step; // its first one in the run
+    };
+    static Piece piece_of(std::int32_t start, int steps, int row, std::int32_t width) {
+        const std::int32_t first = start - lag * row;
+        const std::int32_t column = first < 0 ? 0 : first;
+        const std::int32_t end = first + steps < width ? first + steps : width;
+        return {column, end - column, column - first};
+    }
+
+    void diffuse_block(const DiffusionJob &job, std::int32_t first_row, std::uint64_t *carry,
+                       std::uint64_t *second_carry) {
+        const PixelRows &picture = job.picture;
+        const std::int32_t rows_left = picture.height - first_row;
+        const int block_rows = rows_left < rows ? rows_left : rows;
+        const std::int32_t end = picture.width + depth + kernel.reach;
+        Rows state[registers] = {};
+        for (std::int32_t start = 0; start < end; start += run) {
+            const int steps = end - start < run ? end - start : run;
+            for (int row = 0; row < block_rows; ++row) {
+                const Piece piece = piece_of(start, steps, row, picture.width);
+                if (piece.count > 0)
+                    stage<Target>(picture, first_row + row, piece.column, piece.count,
+                                  &staged_[piece.step][row], rows);
+            }
+            for (int i = 0; i < steps; ++i)
+                step(state, i, start + i, picture.width, carry, second_carry);
+            for (int row = 0; row < block_rows; ++row) {
+                const Piece piece = piece_of(start, steps, row, picture.width);
+                if (piece.count > 0)
+                    job.sink->take(*job.sink, first_row + row, piece.column,
+                                   &indices_[row][piece.step], piece.count);
+            }
+        }
+    }
+
+    /// Step `i` of the run, when the first row is at `column`.
+    OXEL_INLINE void step(Rows (&state)[registers], int i, std::int32_t column, std::int32_t width,
+                          std::uint64_t *carry, std::uint64_t *second_carry) {
+        Words<Target> error[registers];
+        OXEL_UNROLL
+        for (int r = registers - 1; r >= 0; --r) {
+            const Words<Target> arriving = shift_up<Target>(
+                r > 0 ? state[r - 1].complete : last_lane_from(carry + column), state[r].complete);
+            const Words<Target> value =
+                widen<Target>(&staged_[i][r * Target::pixels]) + arriving + state[r].ahead.next();
+            error[r] = quantise<Target>(value, tables_, &indices_[r * Target::pixels][i], run);
+        }
+        if (column < depth || column >= width)
+            clear_outside(error, column, width);
+        OXEL_UNROLL
+        for (int r = 0; r < registers; ++r) {
+            const Shares<Target, kernel> shares(error[r]);
+            state[r].ahead.add(shares);
+            state[r].complete = state[r].next.add(shares);
+            if constexpr (kernel.rows > 2)
+                state[r].second = state[r].after_next.add(shares);
+        }
+        const std::int32_t leaving = column - depth - kernel.reach; // the last row's complete pixel
+        if constexpr (kernel.rows > 2) {
+            hand_to_row_after_next(state, second_carry + column - kernel.reach);
+            second_carry[leaving] = last_lane<Target>(state[registers - 1].second);
+        }
+        carry[leaving] = last_lane<Target>(state[registers - 1].complete);
+    }
+
+    /// To row r + 2 by way of row r + 1, once that has completed the same column.
+    OXEL_INLINE static void hand_to_row_after_next(Rows (&state)[registers],
+                                                   const std::uint64_t *second_carry) {
+        OXEL_UNROLL
+        for (int r = registers - 1; r >= 0; --r)
+            state[r].complete +=
+                shift_up<Target>(r > 0 ? state[r - 1].waiting[0] : last_lane_from(second_carry),
+                                 state[r].waiting[0]);
+        OXEL_UNROLL
+        for (int r = 0; r < registers; ++r) {
+            for (int step = 0; step + 1 < lag; ++step)
+                state[r].waiting[step] = state[r].waiting[step + 1];
+            state[r].waiting[lag - 1] = state[r].second;
+        }
+    }
+
+    OXEL_INLINE static Words<Target> last_lane_from(const std::uint64_t *lane) {
+        Words<Target> words;
+        std::memcpy(&words, lane - (Target::pixels - 1), sizeof words);
+        return words;
+    }
+
+    /// Makes the errors of rows that are not inside the picture 0.
+    static void clear_outside(Words<Target> (&error)[registers], std::int32_t column,
+                              std::int32_t width) {
+        const Words<Target> entered = splat<Target>(column < depth ? column : depth);
+        const Words<Target> left = splat<Target>(column < width ? -1 : column - width);
+        for (int r = 0; r < registers; ++r) {
+            const Words<Target> behind = columns_behind(r, EachPixel<Target>());
+            error[r] &= (Words<Target>)(behind <= entered) & (Words<Target>)(behind > left);
+        }
+    }
+
+    /// How many columns each row of register `r` is behind the first one.
+    template <int... i>
+    static Words<Target> columns_behind(int r, std::integer_sequence<int, i...>) {
+        Words<Target> behind{};
+        ((behind[4 * i] = behind[4 * i + 1] = behind[4 * i + 2] = behind[4 * i + 3] =
+              static_cast<std::int16_t>(lag * (r * Target::pixels + i))),
+         ...);
+        return behind;
+    }
+
+    alignas(64) std::uint32_t staged_[run][rows];
+    std::uint8_t indices_[rows][run];
+    LaneTables tables_;
+};
+
+} // namespace
+
+} // namespace oxel
+
+#endif

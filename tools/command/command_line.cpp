@@ -1,0 +1,208 @@
+#include "command/command_line.h"
+
+#include "command/commands.h"
+#include "render/library.h"
+
+#include <algorithm>
+#include <cctype>
+#include <cstdlib>
+#include <map>
+#include <sstream>
+
+namespace oxel::tools {
+
+namespace {
+
+constexpr const char *configuration_explanation = R"(
+Defaults of options: the command line goes before the environment, and that before the configuration
+file. OXEL_NAME in the environment stands for the option --name of every command, with _ for -. The
+configuration file, TOML or INI, has a section for each command:
+  [render]
+  panel = "six-colour"
+  fit = "contain"
+It is the one that --config or OXEL_CONFIG names, else oxel.toml in $XDG_CONFIG_HOME or ~/.config.
+
+Exit codes: 0 done; 1 the job failed, for the reason told on the standard error; 2 wrong command
+line, environment or configuration file. A failed job leaves no outputs and no changed files
+behind.
+
+Examples:
+  oxel render photo.jpg --panel six-colour -o frame.bin --preview preview.png
+  OXEL_PANEL=six-colour oxel compare photo.jpg -o sheet.png
+  oxel render --help)";
+
+std::string environment_name(const std::string &option) {
+    std::string name = "OXEL_" + option;
+    for (char &c : name)
+        c = c == '-' ? '_' : static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    return name;
+}
+
+/// What a variable of the environment says; "" if it is not there, too.
+std::string variable(const std::string &name) {
+    const char *const value = std::getenv(name.c_str());
+    return value ? value : "";
+}
+
+/// The long name, without its dashes; "" if there is none.
+std::string long_name(const CLI::Option &option) {
+    return option.get_lnames().empty() ? "" : option.get_lnames().front();
+}
+
+/// Files in which CLI11 sees only what the environment does not say, which it reads later.
+class Defaults : public CLI::ConfigTOML {
+  public:
+    std::vector<CLI::ConfigItem> from_config(std::istream &input) const override {
+        std::vector<CLI::ConfigItem> values = CLI::ConfigTOML::from_config(input);
+        std::erase_if(values, [](const CLI::ConfigItem &item) {
+            return !variable(environment_name(item.name)).empty();
+        });
+        for (const CLI::ConfigItem &item : values)
+            given_[item.name] = item.inputs;
+        return values;
+    }
+
+    /// Whether the file gives an option of this name these values.
+    bool give(const std::string &name, const std::vector<std::string> &values) const {
+        const auto place = given_.find(name);
+        return place != given_.end() && place->second == values;
+    }
+
+  private:
+    mutable std::map<std::string, std::vector<std::string>> given_;
+};
+
+std::string configuration_file() {
+    if (const std::string named = variable("OXEL_CONFIG"); !named.empty())
+        return named;
+    if (const std::string folder = variable("XDG_CONFIG_HOME"); !folder.empty())
+        return folder + "/oxel.toml";
+    const std::string home = variable("HOME");
+    return home.empty() ? "" : home + "/.config/oxel.toml";
+}
+
+/// Gives each named option of a command and its subcommands its variable, except for those that
+/// name the file to write.
+void read_environment(CLI::App &command) {
+    for (CLI::Option *option : command.get_options())
+        if (!long_name(*option).empty() && option->get_configurable() && !option->check_sname("o"))
+            option->envname(environment_name(long_name(*option)));
+    for (CLI::App *subcommand : command.get_subcommands({}))
+        read_environment(*subcommand);
+}
+
+/// The values of the option of this name, in whichever command it has some.
+std::vector<std::string> values_of(const CLI::App &command, const std::string &name) {
+    const CLI::Option *const option = command.get_option_no_throw("--" + name);
+    if (option && option->count() > 0)
+        return option->results();
+    for (const CLI::App *subcommand : command.get_subcommands({}))
+        if (auto values = values_of(*subcommand, name); !values.empty())
+            return values;
+    return {};
+}
+
+class Formatter : public CLI::Formatter {
+  public:
+    Formatter() { column_width(34); }
+
+    std::string make_option_opts(const CLI::Option *option) const override {
+        const std::string value = value_text(*option);
+        return (value.empty() ? "" : " " + value) + (option->get_required() ? " REQUIRED" : "");
+    }
+};
+
+} // namespace
+
+std::unique_ptr<CLI::App> make_command_line() {
+    auto app = std::make_unique<CLI::App>("Renders pictures for colour e-paper panels.", "oxel");
+    app->footer(configuration_explanation);
+    app->formatter(std::make_shared<Formatter>());
+    app->set_version_flag("--version", library_version)->configurable(false);
+    app->get_help_ptr()->configurable(false);
+    app->require_subcommand(1);
+    app->fallthrough(); // --config may stand behind the subcommand
+    app->config_formatter(std::make_shared<Defaults>());
+    app->allow_config_extras(CLI::config_extras_mode::error);
+    app->set_config("--config", configuration_file(), "File of defaults",
+                    !variable("OXEL_CONFIG").empty())
+        ->option_text("FILE")
+        ->configurable(false);
+    add_render_command(*app);
+    add_compare_command(*app);
+    add_view_command(*app);
+    add_chart_command(*app);
+    add_guard_command(*app);
+    add_package_command(*app);
+    add_panels_command(*app);
+    read_environment(*app);
+    return app;
+}
+
+bool asks_for_help(const CLI::App &command) {
+    const auto subcommands = command.get_subcommands();
+    return command.get_help_ptr()->count() > 0 ||
+           std::any_of(subcommands.begin(), subcommands.end(),
+                       [](const CLI::App *subcommand) { return asks_for_help(*subcommand); });
+}
+
+std::string explain(const CLI::App &app, const CLI::ParseError &error) {
+    std::string message = error.what();
+    const auto &defaults = dynamic_cast<const Defaults &>(*app.get_config_formatter_base());
+    const std::string file = app.get_config_ptr()->as<std::string>();
+    if (error.get_name() == "FileError")
+        return file + ": cannot be read";
+    // CLI11 misses a command before it looks at words that it does not know.
+    if (const auto words = app.remaining(true);
+        error.get_name() == "RequiredError" && !words.empty())
+        return CLI::ExtrasError(words).what();
+    const std::string unknown = "INI was not able to parse ";
+    if (message.starts_with(unknown)) {
+        const std::string name = message.substr(unknown.size());
+        const bool section = name.ends_with(".++"); // CLI11's mark of a section's start
+        return file + (section ? ": unknown section " : ": unknown key ") +
+               name.substr(0, name.size() - (section ? 3 : 0));
+    }
+    const bool about_value =
+        error.get_name() == "ValidationError" || error.get_name() == "ConversionError";
+    const std::size_t dashes = message.find("--");
+    if (!about_value || dashes == std::string::npos)
+        return message;
+    const std::string name = message.substr(
+        dashes + 2, message.find_first_not_of("abcdefghijklmnopqrstuvwxyz-", dashes) - dashes - 2);
+    const std::vector<std::string> values = values_of(app, name);
+    if (values == std::vector{variable(environment_name(name))})
+        return environment_name(name) + ": " + message;
+    return defaults.give(name, values) ? file + ": " + message : message;
+}
+
+bool is_flag(const CLI::Option &option) {
+    return option.get_expected_min() == 0;
+}
+
+std::vector<std::string> choices(const CLI::Option &option) {
+    const std::string type = option.get_type_name(); // TEXT:{one,other}
+    const std::size_t from = type.find('{');
+    std::vector<std::string> names;
+    if (from == std::string::npos)
+        return names;
+    std::istringstream list(type.substr(from + 1, type.find('}') - from - 1));
+    for (std::string name; std::getline(list, name, ',');)
+        names.push_back(name);
+    return names;
+}
+
+std::string value_text(const CLI::Option &option) {
+    std::string text = option.get_option_text();
+    if (is_flag(option))
+        return "";
+    for (const std::string &name : choices(option))
+        text += (text.empty() ? "" : "|") + name;
+    if (text.empty() && !option.get_positional())
+        text = option.get_type_name();
+    if (!option.get_default_str().empty() && !option.get_positional())
+        text += " [" + option.get_default_str() + "]";
+    return text;
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,93 @@
+#include "command/commands.h"
+
+#include "command/picture_options.h"
+#include "pictures/vips_session.h"
+
+#include <iostream>
+
+namespace oxel::tools {
+
+using vips::VImage;
+
+namespace {
+
+const std::string compare_explanation = std::string(picture_explanation) + R"(
+SHEET shows the picture as it goes into the renderer and its renderings with the six diffusions in
+the panel's measured colours, each under its name and pixel by pixel: look at it without scaling.
+
+Examples:
+  oxel compare photo.jpg --panel six-colour --size 400x300 -o sheet.png
+  oxel compare photo.jpg --panel panel.json --saturation 20 -o sheet.png)";
+
+struct CompareOptions {
+    std::string photo;
+    std::string sheet;
+    PictureSettings picture;
+};
+
+VImage white(int width, int height) {
+    return VImage::black(width, height).invert().colourspace(VIPS_INTERPRETATION_sRGB);
+}
+
+/// A picture under its name.
+VImage labelled(const std::string &label, const Bytes &rgb, ImageSize size) {
+    constexpr int strip = 28;
+    const VImage text = VImage::text(
+        label.c_str(), VImage::option()->set("font", "DejaVu Sans 11")->set("dpi", 96));
+    const VImage black_on_white = text.invert().colourspace(VIPS_INTERPRETATION_sRGB);
+    const int left = (size.width - text.width()) / 2;
+    return white(size.width, strip)
+        .insert(black_on_white, left, (strip - text.height()) / 2)
+        .join(image_of(rgb, size), VIPS_DIRECTION_VERTICAL);
+}
+
+void run(const CompareOptions &options) {
+    check_outputs({options.sheet}, {options.photo, options.picture.panel});
+    const Panel panel = open_panel(options.picture.panel);
+    adopt_package(panel.source, panel.package);
+    ImageSize size{};
+    const Bytes picture = open_picture(options.photo, options.picture, panel, size);
+    std::vector<Rendering> renderings;
+    for (std::size_t mode = 0; mode < dither_names.size(); ++mode)
+        renderings.push_back(render(panel.source, picture, size, static_cast<int>(mode)));
+
+    const Bytes sheet = with_vips(options.sheet, [&] {
+        const auto tile = [&](std::size_t mode) {
+            return labelled(dither_names[mode], renderings[mode].measured, size);
+        };
+        // Plain order above serpentine order.
+        std::vector<VImage> tiles = {labelled("original", picture, size),
+                                     tile(0),
+                                     tile(2),
+                                     tile(4),
+                                     white(size.width, 1),
+                                     tile(1),
+                                     tile(3),
+                                     tile(5)};
+        return to_png(VImage::arrayjoin(
+            tiles, VImage::option()->set("across", 4)->set("shim", 8)->set("background", 255)));
+    });
+    OutputFiles outputs;
+    outputs.write(options.sheet, sheet);
+    outputs.publish();
+    std::cout << options.sheet << ": " << dither_names.size() << " renderings of " << size.text()
+              << '\n';
+}
+
+} // namespace
+
+void add_compare_command(CLI::App &app) {
+    const auto options = std::make_shared<CompareOptions>();
+    CLI::App *command =
+        app.add_subcommand("compare", "Show all diffusions side by side, to choose one");
+    command->footer(compare_explanation);
+    command->add_option("PHOTO", options->photo, "The picture")->required();
+    command->add_option("-o", options->sheet, "Where the sheet goes")
+        ->option_text("SHEET.png")
+        ->required()
+        ->check(check_png_name);
+    add_picture_options(*command, options->picture);
+    command->callback([options] { run(*options); });
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,104 @@
+#include "command/commands.h"
+
+#include "command/picture_options.h"
+#include "package_builder/package_file.h"
+#include "render/line_pairs.h"
+#include "reports/guard_plot.h"
+
+#include <algorithm>
+#include <iomanip>
+#include <iostream>
+#include <numeric>
+
+namespace oxel::tools {
+
+namespace {
+
+const std::string guard_explanation = std::string(picture_explanation) + R"(
+Shows the power guard's measure of each diffusion, for the picture as it is (first) and moved down
+by one row (shifted): the sum, over successive line pairs and over the colours, of the squared
+change of each colour's share of the pair. With oxel render --guard THRESHOLD a measure below the
+threshold passes; if neither does, the frame is blanked.
+
+PLOT, an SVG or a PNG by its name, shows beside the picture which rows the measure comes from.
+
+Examples:
+  oxel guard photo.jpg --panel six-colour
+  oxel guard photo.jpg --panel panel.json -o plot.svg)";
+
+struct GuardOptions {
+    std::string photo;
+    std::string plot;
+    PictureSettings picture;
+};
+
+/// The picture as the guard tries it again: under a row of zeros, without its last row.
+Bytes moved_down(Bytes picture, ImageSize size) {
+    const auto row = 3 * static_cast<std::ptrdiff_t>(size.width);
+    std::move_backward(picture.begin(), picture.end() - row, picture.end());
+    std::fill(picture.begin(), picture.begin() + row, std::uint8_t{0});
+    return picture;
+}
+
+std::vector<double> sums(const std::vector<std::vector<double>> &changes) {
+    std::vector<double> sums;
+    for (const auto &pair : changes)
+        sums.push_back(std::accumulate(pair.begin(), pair.end(), 0.0));
+    return sums;
+}
+
+void write_plot(const std::string &path, const Bytes &picture, ImageSize size,
+                const std::vector<GuardSeries> &series) {
+    const std::string svg = guard_plot(encode_png(path, picture, size), size, series);
+    OutputFiles outputs;
+    outputs.write(path,
+                  path.ends_with(".svg") ? Bytes(svg.begin(), svg.end()) : png_of_svg(path, svg));
+    outputs.publish();
+    std::cout << path << ": plot\n";
+}
+
+void run(const GuardOptions &options) {
+    if (!options.plot.empty() && !options.plot.ends_with(".svg") && !options.plot.ends_with(".png"))
+        throw CLI::ValidationError("-o", "must end in .svg or .png");
+    check_outputs({options.plot}, {options.photo, options.picture.panel});
+    const Panel panel = open_panel(options.picture.panel);
+    adopt_package(panel.source, panel.package);
+    write_indices_for_codes();
+    ImageSize size{};
+    const Bytes picture = open_picture(options.photo, options.picture, panel, size);
+    const Bytes shifted = moved_down(picture, size);
+    const int colours = read_package_fields(panel.package)->colours;
+
+    std::vector<GuardSeries> series;
+    std::cout << std::left << std::setw(20) << "dither" << std::right << std::setw(24) << "first"
+              << std::setw(24) << "shifted" << '\n'
+              << std::setprecision(17);
+    for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
+        const auto changes = [&](const Bytes &image) {
+            return line_pair_changes(render(panel.source, image, size, static_cast<int>(mode)).tcon,
+                                     size, colours);
+        };
+        const auto first = changes(picture);
+        const auto second = changes(shifted);
+        std::cout << std::left << std::setw(20) << dither_names[mode] << std::right << std::setw(24)
+                  << guard_measure(first) << std::setw(24) << guard_measure(second) << '\n';
+        series.push_back({dither_names[mode], sums(first), sums(second)});
+    }
+    if (!options.plot.empty())
+        write_plot(options.plot, picture, size, series);
+}
+
+} // namespace
+
+void add_guard_command(CLI::App &app) {
+    const auto options = std::make_shared<GuardOptions>();
+    CLI::App *command = app.add_subcommand(
+        "guard", "Measure what the power guard of render looks at, to choose its threshold");
+    command->footer(guard_explanation);
+    command->add_option("PHOTO", options->photo, "The picture")->required();
+    command->add_option("-o", options->plot, "Where a plot goes")->option_text("PLOT");
+    add_picture_options(*command, options->picture);
+    command->callback([options] { run(*options); });
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,110 @@
+#include "command/picture_options.h"
+
+#include <charconv>
+
+namespace oxel::tools {
+
+namespace {
+
+const std::vector<std::string> fit_names = {"cover", "contain", "stretch", "attention"}; // enum Fit
+const std::vector<std::string> rotation_names = {"auto", "0", "90", "180", "270"}; // enum Rotation
+
+ImageSize parse_size(const std::string &text) {
+    ImageSize size{};
+    const char *const end = text.data() + text.size();
+    const auto width = std::from_chars(text.data(), end, size.width);
+    if (width.ptr != end && *width.ptr == 'x')
+        if (std::from_chars(width.ptr + 1, end, size.height).ptr == end && size.supported())
+            return size;
+    throw CLI::ValidationError("--size", "must be WIDTHxHEIGHT, at most 715827882 pixels");
+}
+
+std::array<std::uint8_t, 3> parse_colour(const std::string &text) {
+    const std::string digits = text == "white"            ? "ffffff"
+                               : text == "black"          ? "000000"
+                               : text.substr(0, 1) == "#" ? text.substr(1)
+                                                          : text;
+    std::array<std::uint8_t, 3> colour{};
+    bool right = digits.size() == 6;
+    for (std::size_t i = 0; right && i < 3; ++i) {
+        const char *const channel = digits.data() + 2 * i;
+        right = std::from_chars(channel, channel + 2, colour[i], 16).ptr == channel + 2;
+    }
+    if (!right)
+        throw CLI::ValidationError("--background", "must be white, black or RRGGBB");
+    return colour;
+}
+
+} // namespace
+
+const char *const picture_explanation = R"(
+PHOTO is any picture that libvips reads: JPEG, PNG, TIFF, WebP, HEIF, SVG, ... Its colour profile
+and its orientation are applied, transparent parts become the background, and of several pages or
+frames the first is taken.
+
+PANEL is the name of a built-in panel (see oxel panels), a LUT package, or a panel description in
+JSON (see oxel package build). The picture gets the panel's size; with a package, which has none,
+it keeps its own.
+
+--fit cover fills the size and cuts off the rest at both sides alike; attention cuts off what
+catches the eye least; contain shows the whole picture on the background; stretch ignores the
+aspect. --rotate turns the stored pixels clockwise by degrees; auto turns them as the picture's
+orientation says.
+
+The adjustments change a picture at the panel's size: --hue adds degrees, --saturation and
+--brightness add hundredths, --contrast 50 doubles the contrast and -50 removes it, --gamma is the
+exponent of each channel, above 1 darker. Without any of them the picture stays as it is.
+)";
+
+std::string check_png_name(const std::string &name) {
+    const bool other = is_picture_name(name) && !CLI::detail::to_lower(name).ends_with(".png");
+    return other ? name + " would be a PNG, so its name must end in .png" : "";
+}
+
+CLI::Option *add_panel_option(CLI::App &command, std::string &panel) {
+    return command.add_option("--panel", panel, "Built-in panel, package or description")
+        ->option_text("PANEL")
+        ->required();
+}
+
+CLI::Option *add_size_option(CLI::App &command, std::optional<ImageSize> &size,
+                             const std::string &description) {
+    return command
+        .add_option_function<std::string>(
+            "--size", [&size](const std::string &text) { size = parse_size(text); }, description)
+        ->option_text("WxH");
+}
+
+void add_picture_options(CLI::App &command, PictureSettings &settings) {
+    add_panel_option(command, settings.panel);
+    add_size_option(command, settings.size, "Size of the picture instead of the panel's");
+    Framing &framing = settings.framing;
+    add_choice(command, "--fit", framing.fit, fit_names, "How the picture fills the size");
+    add_choice(command, "--rotate", framing.rotation, rotation_names, "Turn the picture clockwise");
+    command
+        .add_option_function<std::string>(
+            "--background",
+            [&framing](const std::string &text) { framing.background = parse_colour(text); },
+            "Colour beside and behind the picture")
+        ->option_text("RRGGBB")
+        ->default_str("white");
+    Adjustment &adjustment = settings.adjustment;
+    command.add_option("--hue", adjustment.hue, "Degrees to add to the hue")
+        ->option_text("DEGREES");
+    command
+        .add_option("--saturation", adjustment.saturation, "Hundredths to add to the saturation")
+        ->option_text("AMOUNT");
+    command.add_option("--brightness", adjustment.brightness, "Hundredths to add to the lightness")
+        ->option_text("AMOUNT");
+    command.add_option("--contrast", adjustment.contrast, "Fiftieths to add to the contrast")
+        ->option_text("AMOUNT");
+    command.add_option("--gamma", adjustment.gamma, "Exponent of each channel")
+        ->option_text("EXPONENT")
+        ->check([](const std::string &text) {
+            double exponent = 0;
+            const bool positive = CLI::detail::lexical_cast(text, exponent) && exponent > 0;
+            return positive ? "" : "must be a number above 0";
+        });
+}
+
+} // namespace oxel::tools

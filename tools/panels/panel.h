@@ -1,0 +1,37 @@
+#ifndef OXEL_TOOLS_PANEL_H
+#define OXEL_TOOLS_PANEL_H
+
+#include "base/files.h"
+#include "base/image_size.h"
+#include "panels/panel_description.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace oxel::tools {
+
+/// A panel as rendering needs it.
+struct Panel {
+    std::string source; // the file or the built-in name, for messages
+    std::string name;   // the description's; the source of a package, which has none
+    Bytes package;
+    std::optional<ImageSize> size;
+    int layout = 0;
+};
+
+std::optional<Panel> built_in_panel(const std::string &name);
+
+/// A panel from a package or from a description, whichever the bytes are.
+Panel panel_from_bytes(const std::string &source, Bytes bytes);
+
+/// Opens the built-in panel of this name, or a package or a description in a file of this name.
+Panel open_panel(const std::string &name);
+
+PanelDescription read_panel_description(const std::string &path);
+
+std::vector<PanelDescription> built_in_panel_descriptions();
+
+} // namespace oxel::tools
+
+#endif

@@ -1,0 +1,116 @@
+#include "render/library.h"
+
+#include "Oxel_Morvel6_render.h"
+#include "base/failure.h"
+
+#include <algorithm>
+#include <array>
+#include <new>
+#include <numeric>
+
+namespace oxel::tools {
+
+namespace {
+
+void check(const std::string &panel, std::int32_t status) {
+    switch (status) {
+    case OXEL_SUCCESS:
+        return;
+    case OXEL_BAD_PACKAGE_LENGTH:
+        throw Failure(panel, "not a LUT package: its length is not the one that it states");
+    case OXEL_BAD_PACKAGE_CRC:
+        throw Failure(panel, "not a LUT package, or a damaged one: its CRC-32 does not match");
+    case OXEL_UNUSABLE_TABLES:
+        throw Failure(panel, "unusable LUT package: a table is missing or incomplete");
+    case OXEL_OUT_OF_MEMORY:
+        throw std::bad_alloc();
+    default:
+        throw Failure(panel, "the library refused it with status " + std::to_string(status));
+    }
+}
+
+} // namespace
+
+const std::vector<std::string> dither_names = {
+    "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine"};
+
+std::string library_version() {
+    std::string log = Oxel_get_updateLog();
+    log.erase(log.find_last_not_of('\n') + 1);
+    return log.substr(log.rfind('\n') + 1);
+}
+
+void adopt_package(const std::string &panel, const Bytes &package) {
+    // An oversized package must not wrap round to a small one.
+    const auto size = static_cast<std::uint32_t>(std::min<std::size_t>(package.size(), UINT32_MAX));
+    check(panel, Oxel_Morvel6_render_init(package.data(), size));
+}
+
+Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode) {
+    Rendering rendering{Bytes(rgb.size()), Bytes(rgb.size()), Bytes(rgb.size())};
+    check(panel, Oxel_Morvel6_render_All(rgb.data(), ORDER_RGB, rendering.tcon.data(),
+                                         rendering.nominal.data(), rendering.measured.data(),
+                                         nullptr, size.width, size.height,
+                                         static_cast<std::uint32_t>(dithering_mode)));
+    return rendering;
+}
+
+int render_guarded(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode,
+                   double threshold, int output_type, Bytes &output) {
+    std::int32_t verdict = 0;
+    output.resize(rgb.size());
+    check(panel, Oxel_Morvel6_render_with_powerGuard(
+                     rgb.data(), ORDER_RGB, output.data(), ORDER_RGB, size.width, size.height,
+                     static_cast<std::uint32_t>(dithering_mode), output_type, threshold, &verdict));
+    return verdict;
+}
+
+void write_indices_for_codes() {
+    static std::array<std::uint8_t, 256> indices;
+    std::iota(indices.begin(), indices.end(), std::uint8_t{0});
+    TCON_INDEX_TABLE = indices.data();
+}
+
+void adjust(Bytes &rgb, ImageSize size, const Adjustment &amounts) {
+    if (amounts == Adjustment{})
+        return;
+    check("adjustment",
+          Oxel_image_adjustment(rgb.data(), ORDER_RGB, rgb.data(), ORDER_RGB, size.width,
+                                size.height, amounts.hue, amounts.saturation, amounts.brightness,
+                                amounts.contrast, amounts.gamma));
+}
+
+void apply_layout(const std::string &panel, int layout, Bytes &image, ImageSize &size) {
+    if (layout == 0)
+        return;
+    const ImageSize whole = size;
+    check(panel, Oxel_TFT_format_transfer(image.data(), &size.width, &size.height, layout));
+    if (size.pixels() != whole.pixels())
+        throw Failure(panel, "tft_layout " + std::to_string(layout) +
+                                 " would drop an odd row or column of " + whole.text());
+}
+
+ImageSize layout_size(int layout, ImageSize size) {
+    switch (layout) {
+    case TFT_PAIR_MERGE_UPPER_FIRST:
+    case TFT_PAIR_MERGE_LOWER_FIRST:
+        return {2 * size.width, size.height / 2};
+    case TFT_HSD_ODD_EVEN:
+    case TFT_HSD_EVEN_ODD:
+        return {size.width / 2, 2 * size.height};
+    default:
+        return size;
+    }
+}
+
+void undo_layout(const std::string &panel, int layout, Bytes &frame, ImageSize &size) {
+    static constexpr int inverse[] = {0,
+                                      TFT_HSD_ODD_EVEN,
+                                      TFT_HSD_EVEN_ODD,
+                                      TFT_PAIR_SWAP,
+                                      TFT_PAIR_MERGE_UPPER_FIRST,
+                                      TFT_PAIR_MERGE_LOWER_FIRST};
+    apply_layout(panel, inverse[layout], frame, size);
+}
+
+} // namespace oxel::tools

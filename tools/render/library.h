@@ -1,0 +1,65 @@
+#ifndef OXEL_TOOLS_LIBRARY_H
+#define OXEL_TOOLS_LIBRARY_H
+
+#include "base/files.h"
+#include "base/image_size.h"
+
+#include <string>
+#include <vector>
+
+namespace oxel::tools {
+
+// The rendering library with exceptions: statuses become Failures that blame `panel`.
+
+/// The library's version line.
+std::string library_version();
+
+/// Adopts a package, which must outlive all renders.
+void adopt_package(const std::string &panel, const Bytes &package);
+
+/// The names of enum Oxel_dithering_mode, each at the place of its value.
+extern const std::vector<std::string> dither_names;
+
+/// The three forms of a rendered picture, 3 bytes a pixel.
+struct Rendering {
+    Bytes tcon;
+    Bytes nominal; // filled only for panels of six colours
+    Bytes measured;
+};
+
+Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode);
+
+/// Renders to one form (enum Oxel_output_type) under the power guard's threshold. Returns the
+/// verdict, enum Oxel_guard_result.
+int render_guarded(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode,
+                   double threshold, int output_type, Bytes &output);
+
+/// From now on renders write palette indices in the place of TCON codes.
+void write_indices_for_codes();
+
+/// Amounts of Oxel_image_adjustment.
+struct Adjustment {
+    int hue = 0;
+    int saturation = 0;
+    int brightness = 0;
+    int contrast = 0;
+    double gamma = 1;
+
+    bool operator==(const Adjustment &) const = default;
+};
+
+void adjust(Bytes &rgb, ImageSize size, const Adjustment &adjustment);
+
+/// Rearranges an image for the panel's driving layout (enum Oxel_tft_mode, or 0 for none). The size
+/// becomes that of the frame. A layout that would drop an odd row or column is a Failure.
+void apply_layout(const std::string &panel, int layout, Bytes &image, ImageSize &size);
+
+/// The size of a frame in this layout.
+ImageSize layout_size(int layout, ImageSize size);
+
+/// Undoes apply_layout; `size` is that of the frame and becomes that of the picture.
+void undo_layout(const std::string &panel, int layout, Bytes &frame, ImageSize &size);
+
+} // namespace oxel::tools
+
+#endif

@@ -1,0 +1,20 @@
+#include "render/picture_settings.h"
+
+#include "base/failure.h"
+
+namespace oxel::tools {
+
+Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+                   ImageSize &size) {
+    if (settings.size)
+        size = *settings.size;
+    else
+        size = panel.size ? *panel.size : picture_size(photo, settings.framing);
+    if (!size.supported())
+        throw Failure(photo, "too large to be rendered at its own size: " + size.text());
+    Bytes picture = load_picture(photo, size, settings.framing);
+    adjust(picture, size, settings.adjustment);
+    return picture;
+}
+
+} // namespace oxel::tools

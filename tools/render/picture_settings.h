@@ -1,0 +1,28 @@
+#ifndef OXEL_TOOLS_PICTURE_SETTINGS_H
+#define OXEL_TOOLS_PICTURE_SETTINGS_H
+
+#include "panels/panel.h"
+#include "pictures/picture.h"
+#include "render/library.h"
+
+#include <optional>
+#include <string>
+
+namespace oxel::tools {
+
+/// How photographs become the pictures that a panel renders.
+struct PictureSettings {
+    std::string panel;
+    std::optional<ImageSize> size; // instead of the panel's
+    Framing framing;
+    Adjustment adjustment;
+};
+
+/// A photograph as `settings` want it; `size` receives the size that they ask for, the panel's, or
+/// its own.
+Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+                   ImageSize &size);
+
+} // namespace oxel::tools
+
+#endif

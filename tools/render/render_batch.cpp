@@ -1,0 +1,187 @@
+#include "render/render_batch.h"
+
+#include "base/failure.h"
+#include "package_builder/package_file.h"
+#include "pictures/vips_session.h"
+#include "render/batch.h"
+#include "render/progress.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <array>
+#include <iostream>
+#include <mutex>
+
+namespace oxel::tools {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+/// Notes in the folder of the frames how they are made, and returns since when they are made so.
+fs::file_time_type note_settings(const std::string &frames, const RenderSettings &settings,
+                                 const Panel &panel) {
+    const PictureSettings &picture = settings.picture;
+    const Adjustment &amounts = picture.adjustment;
+    const nlohmann::ordered_json note = {
+        {"library", library_version()},
+        {"package", package_crc(panel.package)},
+        {"layout", panel.layout},
+        {"size", picture.size ? picture.size->text()
+                 : panel.size ? panel.size->text()
+                              : ""},
+        {"framing", {picture.framing.fit, picture.framing.rotation, picture.framing.background}},
+        {"adjustment",
+         {amounts.hue, amounts.saturation, amounts.brightness, amounts.contrast, amounts.gamma}},
+        {"dither", settings.dithering_mode},
+        {"guarded", settings.guard_threshold.has_value()},
+        {"threshold", settings.guard_threshold.value_or(0)},
+        {"frame", {settings.frame.content, settings.frame.format}},
+    };
+    const std::string text = note.dump(1) + "\n";
+    const std::string path = fs::path(frames) / ".oxel-render.json";
+    const Bytes bytes(text.begin(), text.end());
+    if (!fs::exists(path) || read_file(path) != bytes) {
+        OutputFiles output;
+        output.write(path, bytes);
+        output.publish();
+        sync_folders(); // the frames of other settings must not outlast this note
+    }
+    return fs::last_write_time(path);
+}
+
+bool is_up_to_date(const RenderJob &job, fs::file_time_type settings_time) {
+    std::error_code missing;
+    const auto photo_time = fs::last_write_time(job.photo, missing);
+    for (const std::string &output : {job.frame, job.preview, job.nominal}) {
+        if (output.empty())
+            continue;
+        const auto time = fs::last_write_time(output, missing);
+        if (missing || time <= photo_time || time < settings_time)
+            return false;
+    }
+    return true;
+}
+
+class Batch {
+  public:
+    Batch(const BatchOptions &options, const RenderSettings &settings, const Panel &panel)
+        : options_(options), settings_(settings), panel_(panel) {
+        plan();
+        for (const std::string &folder : {options.frames, options.previews, options.nominals})
+            if (!folder.empty())
+                make_folder(folder);
+        settings_time_ = note_settings(options.frames, settings, panel);
+    }
+
+    void run() {
+        const int threads =
+            static_cast<int>(std::min(jobs_.size(), static_cast<std::size_t>(options_.threads)));
+        share_processors(threads);
+        {
+            Progress progress(jobs_.size(), !options_.quiet && !options_.json);
+            for_each_parallel(jobs_.size(), threads, [&](std::size_t i) {
+                outcomes_[i] = outcome_of(i);
+                const Status status = outcomes_[i].status;
+                progress.advance(status != Status::skipped, status == Status::failed);
+                if (options_.json) {
+                    const std::string line = json_line(settings_, jobs_[i], outcomes_[i]);
+                    const std::lock_guard lock(output_mutex_);
+                    std::cout << line << std::flush;
+                }
+            });
+        }
+        sync_folders();
+        report();
+    }
+
+  private:
+    /// Lays down the outputs of each photograph. What cannot be rendered for sure fails now.
+    void plan() {
+        const std::vector<BatchPhoto> photos = collect_photos(options_.photos);
+        if (photos.empty())
+            throw Failure(options_.photos.front(), "holds no pictures");
+        TakenFiles files;
+        files.add_input(settings_.picture.panel);
+        for (const BatchPhoto &photo : photos) {
+            const auto output = [&](const fs::path &folder, const char *suffix) {
+                return folder.empty() ? "" : (folder / photo.place).string() + suffix;
+            };
+            jobs_.push_back({photo.path, output(options_.frames, ".bin"),
+                             output(options_.previews, ".png"), output(options_.nominals, ".png")});
+            outcomes_.push_back({Status::done, {}, {}});
+            refuse_failing(jobs_.size() - 1, [&] { files.add_input(photo.path); });
+        }
+        for (std::size_t i = 0; i < jobs_.size(); ++i)
+            refuse_failing(i, [&] {
+                for (const std::string &path : {jobs_[i].frame, jobs_[i].preview, jobs_[i].nominal})
+                    files.add_output(path);
+            });
+    }
+
+    template <class Check>
+    void refuse_failing(std::size_t i, Check check) {
+        try {
+            check();
+        } catch (const std::exception &error) {
+            outcomes_[i] = failed(jobs_[i], error);
+        }
+    }
+
+    Outcome outcome_of(std::size_t i) const {
+        const RenderJob &job = jobs_[i];
+        if (outcomes_[i].status == Status::failed)
+            return outcomes_[i];
+        if (options_.resume && is_up_to_date(job, settings_time_))
+            return {Status::skipped, {}, {}};
+        try {
+            for (const std::string &output : {job.frame, job.preview, job.nominal})
+                if (!output.empty())
+                    make_folder(fs::path(output).parent_path());
+            return {Status::done, run_job(job, settings_, panel_), {}};
+        } catch (const std::exception &error) {
+            return failed(job, error);
+        }
+    }
+
+    void report() const {
+        std::array<std::size_t, 3> counts{};
+        std::array<std::size_t, 3> verdicts{};
+        for (std::size_t i = 0; i < jobs_.size(); ++i) {
+            const Outcome &outcome = outcomes_[i];
+            ++counts[static_cast<std::size_t>(outcome.status)];
+            if (outcome.result.verdict)
+                ++verdicts[static_cast<std::size_t>(*outcome.result.verdict)];
+            if (outcome.status == Status::failed)
+                std::cerr << "oxel: " << printable(jobs_[i].photo + ": " + outcome.reason) << '\n';
+        }
+        const auto &[done, skipped, failures] = counts;
+        if (!options_.quiet && !options_.json) {
+            std::cout << options_.frames << ": " << done << " rendered, " << skipped
+                      << " up to date, " << failures << " failed\n";
+            if (settings_.guard_threshold)
+                std::cout << "guard: " << verdicts[0] << " passed, " << verdicts[1] << " shifted, "
+                          << verdicts[2] << " blanked\n";
+        }
+        if (failures > 0)
+            throw std::runtime_error(std::to_string(failures) + " of " +
+                                     std::to_string(jobs_.size()) + " pictures failed");
+    }
+
+    const BatchOptions &options_;
+    const RenderSettings &settings_;
+    const Panel &panel_;
+    std::vector<RenderJob> jobs_;
+    std::vector<Outcome> outcomes_;
+    fs::file_time_type settings_time_;
+    std::mutex output_mutex_;
+};
+
+} // namespace
+
+void render_batch(const BatchOptions &options, const RenderSettings &settings, const Panel &panel) {
+    Batch(options, settings, panel).run();
+}
+
+} // namespace oxel::tools
