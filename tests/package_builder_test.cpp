@@ -279,10 +279,10 @@ TEST(PatchSimulation, DiffusesLikeTheLibrary) {
             tables.gamut.push_back(static_cast<std::uint8_t>(random() & 255));
     }
     const auto package = assemble_package(panel_colours(palette), tables, {});
-    std::vector<RgbBytes> mapped;
+    std::vector<DitheredBytes> mapped;
     for (std::size_t cell = 0; cell < PatchSimulation::lanes - 3; ++cell)
-        mapped.push_back(
-            {tables.gamut[3 * cell], tables.gamut[3 * cell + 1], tables.gamut[3 * cell + 2]});
+        mapped.emplace_back(RgbBytes{tables.gamut[3 * cell], tables.gamut[3 * cell + 1],
+                                     tables.gamut[3 * cell + 2]});
     for (std::uint32_t mode = 0; mode < dithering_modes; ++mode) {
         const std::vector<Vector3> lights =
             PatchSimulation(panel, tables.quantisation)

@@ -57,7 +57,7 @@ class Judge {
                     goals.push_back(solver.goal(srgb));
             }
             for (const Vector3 &given : solver.solve(goals))
-                requests_.push_back(to_bytes(given));
+                requests_.emplace_back(given);
         }
         first_grain_ = grain(table);
     }
@@ -78,7 +78,7 @@ class Judge {
     double disagreement(const std::vector<std::uint8_t> &table) const {
         const PatchSimulation simulation(panel_, table);
         double sum = 0;
-        for_each_part([&](const std::vector<RgbBytes> &part) {
+        for_each_part([&](const std::vector<DitheredBytes> &part) {
             const std::vector<Vector3> floyd =
                 simulation.mean_light(DITHER_FLOYD, part, judged_patch);
             for (const int mode : {DITHER_JJN, DITHER_STUCKI}) {
@@ -95,7 +95,7 @@ class Judge {
     double grain(const std::vector<std::uint8_t> &table) const {
         const PatchSimulation simulation(panel_, table);
         double sum = 0;
-        for_each_part([&](const std::vector<RgbBytes> &part) {
+        for_each_part([&](const std::vector<DitheredBytes> &part) {
             for (const auto &blocks : simulation.block_lights(DITHER_FLOYD, part, judged_patch)) {
                 const Vector3 whole = lab_from_light(mean(blocks));
                 for (const Vector3 &block : blocks)
@@ -110,13 +110,13 @@ class Judge {
     void for_each_part(F f) const {
         for (std::size_t begin = 0; begin < requests_.size(); begin += PatchSimulation::lanes) {
             const std::size_t end = std::min(begin + PatchSimulation::lanes, requests_.size());
-            f(std::vector<RgbBytes>(requests_.begin() + std::ptrdiff_t(begin),
-                                    requests_.begin() + std::ptrdiff_t(end)));
+            f(std::vector<DitheredBytes>(requests_.begin() + std::ptrdiff_t(begin),
+                                         requests_.begin() + std::ptrdiff_t(end)));
         }
     }
 
     const Characterisation &panel_;
-    std::vector<RgbBytes> requests_;
+    std::vector<DitheredBytes> requests_;
     double first_grain_ = 0;
 };
 

@@ -1,0 +1,198 @@
+#include "package_builder/grey_ramp.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace oxel::tools {
+
+namespace {
+
+/// What is shown is judged here between two cells.
+constexpr std::array<double, 2> places = {0.25, 0.75};
+
+constexpr int joint_rounds = 6;
+constexpr double joint_step = 0.8;
+constexpr int descents = 2;
+
+/// Of a step back against a miss, both in L*. Such steps are seen as edges.
+constexpr double order_weight = 4;
+
+/// Near grey, a cast strikes more than a step of lightness.
+constexpr Vector3 miss_weights = {1, 3, 2};
+
+class Ramp {
+  public:
+    Ramp(std::vector<GreyStep> &steps, const PatchSolver &solver, const Vector3 &white)
+        : steps_(steps), solver_(solver), white_(white) {
+        for (std::size_t at = 0; at < size(); ++at) {
+            const double share = places[at % places.size()];
+            const std::size_t low = at / places.size();
+            const auto between = [&](auto f) {
+                return (1 - share) * f(steps[low].wanted) + share * f(steps[low + 1].wanted);
+            };
+            wanted_srgb_.push_back(between(srgb_from_light));
+            wanted_lab_.push_back(
+                between([&](const Vector3 &light) { return lab_from_light(light, white); }));
+        }
+    }
+
+    void iterate() {
+        std::vector<Vector3> given;
+        for (const GreyStep &step : steps_)
+            given.push_back(to_vector(step.bytes));
+        for (int round = 0; round < joint_rounds; ++round) {
+            const std::vector<Shown> shown = shown_at(0, size());
+            std::vector<Vector3> misses(size());
+            for (std::size_t at = 0; at < size(); ++at)
+                misses[at] = wanted_srgb_[at] - srgb_from_light(solver_.mean(shown[at]));
+            for (std::size_t i = 0; i < steps_.size(); ++i) {
+                Vector3 sum{};
+                double weights = 0;
+                for_each_place_about(i, [&](std::size_t at, double weight) {
+                    sum = sum + weight * misses[at];
+                    weights += weight;
+                });
+                if (!steps_[i].fixed)
+                    given[i] = solver_.confine(given[i] + joint_step / weights * sum);
+            }
+            round_off(given);
+        }
+    }
+
+    void descend() {
+        std::vector<Shown> shown = shown_at(0, size());
+        for (int descent = 0; descent < descents; ++descent)
+            for (std::size_t i = 0; i < steps_.size(); ++i)
+                if (!steps_[i].fixed)
+                    move(i, shown);
+    }
+
+  private:
+    using Shown = PatchSolver::Shown;
+
+    std::size_t size() const { return places.size() * (steps_.size() - 1); }
+
+    DitheredBytes at(std::size_t place) const {
+        const std::size_t low = place / places.size();
+        return {steps_[low].bytes, steps_[low + 1].bytes, places[place % places.size()]};
+    }
+
+    std::vector<Shown> shown_at(std::size_t begin, std::size_t end) const {
+        std::vector<DitheredBytes> colours;
+        for (std::size_t place = begin; place < end; ++place)
+            colours.push_back(at(place));
+        return solver_.show(colours);
+    }
+
+    /// Calls `f` with the places that a cell has a share in, and the share.
+    template <class F>
+    void for_each_place_about(std::size_t step, F f) const {
+        for (std::size_t i = 0; i < places.size(); ++i) {
+            if (step > 0)
+                f((step - 1) * places.size() + i, places[i]);
+            if (step + 1 < steps_.size())
+                f(step * places.size() + i, 1 - places[i]);
+        }
+    }
+
+    /// What rounding takes from a cell goes to the next, so that places between come out right.
+    void round_off(const std::vector<Vector3> &given) {
+        Vector3 rest{};
+        for (std::size_t i = 0; i < steps_.size(); ++i) {
+            if (steps_[i].fixed) {
+                rest = {};
+                continue;
+            }
+            const Vector3 exact = given[i] + rest;
+            steps_[i].bytes = to_bytes(exact);
+            rest = exact - to_vector(steps_[i].bytes);
+        }
+    }
+
+    double miss(const Shown &shown, std::size_t place) const {
+        double sum = 0;
+        for (const auto &[light, weight] : shown) {
+            const Vector3 miss = lab_from_light(light, white_) - wanted_lab_[place];
+            double squares = 0;
+            for (std::size_t axis = 0; axis < 3; ++axis)
+                squares += miss_weights[axis] * miss[axis] * miss[axis];
+            // Not squared, so that a mode that no byte serves does not spoil the others.
+            sum += weight * std::sqrt(squares);
+        }
+        return sum;
+    }
+
+    /// The steps back between one place and those up to a cell's width on.
+    double disorder(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
+        double sum = 0;
+        for (std::size_t low = begin; low < end; ++low)
+            for (std::size_t high = low + 1; high < std::min(end, low + 1 + 2 * places.size());
+                 ++high)
+                for (std::size_t mode = 0; mode < shown[low].size(); ++mode)
+                    sum += shown[low][mode].weight *
+                           std::max(0.0, lab_from_light(shown[low][mode].light, white_)[0] -
+                                             lab_from_light(shown[high][mode].light, white_)[0]);
+        return sum;
+    }
+
+    double cost(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
+        double sum = 0;
+        for (std::size_t place = begin; place < end; ++place)
+            sum += miss(shown[place], place);
+        const std::size_t reach = 2 * places.size();
+        return sum + order_weight * disorder(shown, begin < reach ? 0 : begin - reach,
+                                             std::min(size(), end + reach));
+    }
+
+    /// Moves a cell to the best of its neighbours. `shown` is kept up to date.
+    void move(std::size_t step, std::vector<Shown> &shown) {
+        constexpr int moves[][3] = {{1, 1, 1}, {-1, -1, -1}, {1, 0, 0}, {-1, 0, 0},
+                                    {0, 1, 0}, {0, -1, 0},   {0, 0, 1}, {0, 0, -1}};
+        const std::size_t begin = (step - 1) * places.size();
+        const std::size_t end = (step + 1) * places.size();
+        const RgbBytes start = steps_[step].bytes;
+        RgbBytes best = start;
+        double least = cost(shown, begin, end);
+        std::vector<RgbBytes> candidates;
+        std::vector<DitheredBytes> colours;
+        for (const auto &move : moves) {
+            candidates.push_back(to_bytes(
+                to_vector(start) + Vector3{double(move[0]), double(move[1]), double(move[2])}));
+            steps_[step].bytes = candidates.back();
+            for (std::size_t place = begin; place < end; ++place)
+                colours.push_back(at(place));
+        }
+        const std::vector<Shown> moved = solver_.show(colours);
+        std::vector<Shown> best_shown(shown.begin() + std::ptrdiff_t(begin),
+                                      shown.begin() + std::ptrdiff_t(end));
+        for (std::size_t i = 0; i < candidates.size(); ++i) {
+            const auto first = moved.begin() + std::ptrdiff_t(i * (end - begin));
+            std::copy_n(first, end - begin, shown.begin() + std::ptrdiff_t(begin));
+            if (const double now = cost(shown, begin, end); now < least) {
+                least = now;
+                best = candidates[i];
+                best_shown.assign(first, first + std::ptrdiff_t(end - begin));
+            }
+        }
+        steps_[step].bytes = best;
+        std::copy(best_shown.begin(), best_shown.end(), shown.begin() + std::ptrdiff_t(begin));
+    }
+
+    std::vector<GreyStep> &steps_;
+    const PatchSolver &solver_;
+    Vector3 white_;
+    std::vector<Vector3> wanted_srgb_; // by place
+    std::vector<Vector3> wanted_lab_;
+};
+
+} // namespace
+
+void solve_grey_ramp(std::vector<GreyStep> &ramp, const PatchSolver &solver, const Vector3 &white) {
+    ramp.front().fixed = ramp.back().fixed = true;
+    Ramp joint(ramp, solver, white);
+    joint.iterate();
+    joint.descend();
+}
+
+} // namespace oxel::tools
