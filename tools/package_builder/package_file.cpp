@@ -64,7 +64,8 @@ std::span<const std::uint8_t> package_table(std::span<const std::uint8_t> packag
     return package.subspan(offset, size);
 }
 
-std::vector<std::uint8_t> write_package(std::span<const std::uint8_t> palette,
+std::vector<std::uint8_t> write_package(const ProducerBytes &producer,
+                                        std::span<const std::uint8_t> palette,
                                         std::span<const std::uint8_t> tcon,
                                         std::span<const std::uint8_t> gamut,
                                         std::span<const std::uint8_t> quantisation) {
@@ -73,7 +74,7 @@ std::vector<std::uint8_t> write_package(std::span<const std::uint8_t> palette,
     for (const auto &table : tables)
         length += table.size();
 
-    std::vector<std::uint8_t> package(6, 0); // producer's data
+    std::vector<std::uint8_t> package(producer.begin(), producer.end());
     append_number(package, length);
     append_number(package, tcon.size(), 2);
     std::size_t offset = header_size;
