@@ -62,7 +62,8 @@ class GamutMapping {
     IntentRule rule_;
     Vector3 white_;
     std::vector<Vector3> corners_; // relative to the white
-    double black_lightness_ = 0;   // OKLab
+    double ink_lightness_ = 0;     // OKLab, of the black ink
+    double black_lightness_ = 0;   // OKLab, of the darkest grey
     double largest_chroma_ = 0;    // OKLab
 };
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 
 namespace oxel::tools {
 
@@ -41,8 +42,16 @@ class Ramp {
         std::vector<Vector3> given;
         for (const GreyStep &step : steps_)
             given.push_back(to_vector(step.bytes));
-        for (int round = 0; round < joint_rounds; ++round) {
+        std::vector<GreyStep> best = steps_;
+        double least = std::numeric_limits<double>::infinity();
+        for (int round = 0;; ++round) {
             const std::vector<Shown> shown = shown_at(0, size());
+            if (const double now = cost(shown, 0, size()); now < least) {
+                least = now;
+                best = steps_;
+            }
+            if (round == joint_rounds)
+                break;
             std::vector<Vector3> misses(size());
             for (std::size_t at = 0; at < size(); ++at)
                 misses[at] = wanted_srgb_[at] - srgb_from_light(solver_.mean(shown[at]));
@@ -58,6 +67,7 @@ class Ramp {
             }
             round_off(given);
         }
+        steps_ = best;
     }
 
     void descend() {
@@ -156,10 +166,15 @@ class Ramp {
         double least = cost(shown, begin, end);
         std::vector<RgbBytes> candidates;
         std::vector<DitheredBytes> colours;
-        for (const auto &move : moves) {
+        for (const auto &move : moves)
             candidates.push_back(to_bytes(
                 to_vector(start) + Vector3{double(move[0]), double(move[1]), double(move[2])}));
-            steps_[step].bytes = candidates.back();
+        for (const RgbBytes &neighbour : {steps_[step - 1].bytes, steps_[step + 1].bytes})
+            candidates.push_back(neighbour);
+        candidates.push_back(to_bytes(
+            0.5 * (to_vector(steps_[step - 1].bytes) + to_vector(steps_[step + 1].bytes))));
+        for (const RgbBytes &candidate : candidates) {
+            steps_[step].bytes = candidate;
             for (std::size_t place = begin; place < end; ++place)
                 colours.push_back(at(place));
         }

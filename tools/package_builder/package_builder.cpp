@@ -42,8 +42,12 @@ std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours) {
 BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options) {
     const TuningWeights &weights = tuning_weights[static_cast<std::size_t>(options.tuning)];
     BuiltTables tables;
-    tables.producer = {'O', 'X', 1, static_cast<std::uint8_t>(options.intent),
-                       static_cast<std::uint8_t>(options.tuning), 0};
+    tables.producer = {'O',
+                       'X',
+                       1,
+                       static_cast<std::uint8_t>(options.intent),
+                       static_cast<std::uint8_t>(options.tuning),
+                       0};
     options.progress(0);
     tables.targets = GamutMapping(panel, options.intent).map_cells();
     options.progress(0.2);

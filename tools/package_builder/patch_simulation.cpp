@@ -198,7 +198,7 @@ Counts simulate(const Tables &tables, const std::vector<Quads> &pixels, bool ser
     Counts counts(patches_a_pair * (pixels.size() / thresholds) * blocks * blocks * colours);
     const auto inside = [&](int i) { return i >= area.border && i < area.size - area.border; };
     Diffusion<kernel> diffusion(tables, pixels, area.size);
-    for (int y = 0; y < area.size - area.border; ++y) {
+    for (int y = -area.lead; y < area.size - area.border; ++y) {
         const auto count = [&](std::size_t x, std::size_t pair, const Indices &indices) {
             if (!inside(int(x)) || !inside(y))
                 return;
@@ -209,10 +209,10 @@ Counts simulate(const Tables &tables, const std::vector<Quads> &pixels, bool ser
                 ++counts[((patch * blocks + row) * blocks + column) * colours + indices[i]];
             }
         };
-        if (serpentine && y % 2 != 0)
-            diffusion.template scan<-1>(std::size_t(y), count);
+        if (serpentine && (y + area.lead) % 2 != 0)
+            diffusion.template scan<-1>(std::size_t(y + area.lead), count);
         else
-            diffusion.template scan<1>(std::size_t(y), count);
+            diffusion.template scan<1>(std::size_t(y + area.lead), count);
     }
     return counts;
 }

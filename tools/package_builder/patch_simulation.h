@@ -45,6 +45,7 @@ class PatchSimulation {
         int size;       // pixels each way
         int border;     // pixels at each side that are left out of the mean
         int blocks = 1; // each way, that the rest is divided into
+        int lead = 0;   // rows above in which the errors can gather, as a preparation prepends them
     };
 
     /// `quantisation` is a package's table of palette indices; it must outlive the simulation.
