@@ -18,13 +18,13 @@ constexpr int descents = 3;
 constexpr Vector3 moves[] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}; // either way
 
 /// Costs of a place: below the one a cell stays as it is, above the other it is moved further.
-constexpr double good_enough = 0.3;
+constexpr double good_enough = 0.4;
 constexpr double bad = 1.5;
 
 /// How far from an end a bridge reaches, over how many bytes, and how many of them in a cell.
 constexpr std::size_t bridge_cells = 20;
 constexpr std::size_t bridge_bytes = 32;
-constexpr std::size_t bridge_steps = 8;
+constexpr std::size_t bridge_steps = 6;
 constexpr std::size_t swallowed_bytes = 8;
 
 /// Of a step back against a miss, both in L*. Such steps are seen as edges.
@@ -161,10 +161,13 @@ class Ramp {
 
     void descend() {
         std::vector<Shown> shown = shown_at(0, size());
-        for (int descent = 0; descent < descents; ++descent)
-            for (std::size_t i = 0; i < steps_.size(); ++i)
-                if (!steps_[i].fixed)
-                    move(i, shown);
+        std::vector<bool> moved(steps_.size(), true);
+        for (int descent = 0; descent < descents; ++descent) {
+            const std::vector<bool> before = moved; // a cell settles when its neighbourhood has
+            for (std::size_t i = 1; i + 1 < steps_.size(); ++i)
+                moved[i] = !steps_[i].fixed && (before[i - 1] || before[i] || before[i + 1]) &&
+                           move(i, shown);
+        }
     }
 
   private:
@@ -246,8 +249,8 @@ class Ramp {
                                              std::min(size(), end + reach));
     }
 
-    /// Moves a cell to the best of its neighbours. `shown` is kept up to date.
-    void move(std::size_t step, std::vector<Shown> &shown) {
+    /// Moves a cell to the best of its neighbours, if that is another. `shown` is kept up to date.
+    bool move(std::size_t step, std::vector<Shown> &shown) {
         const std::size_t begin = (step - 1) * places.size();
         const std::size_t end = (step + 1) * places.size();
         const RgbBytes start = steps_[step].bytes;
@@ -257,7 +260,7 @@ class Ramp {
         std::vector<DitheredBytes> colours;
         const double local = least / double(end - begin);
         if (local < good_enough)
-            return;
+            return false;
         for (const double reach : {1.0, 4.0}) {
             if (reach > 1 && local < bad)
                 break;
@@ -288,6 +291,7 @@ class Ramp {
         }
         steps_[step].bytes = best;
         std::copy(best_shown.begin(), best_shown.end(), shown.begin() + std::ptrdiff_t(begin));
+        return best != start;
     }
 
     std::vector<GreyStep> &steps_;

@@ -19,7 +19,7 @@ struct TuningWeights {
 /// Each at the place of its Tuning. Of all, a rendering's default diffusion counts most, and more
 /// yet for greys, whose casts strike the eye first.
 constexpr TuningWeights tuning_weights[] = {
-    {{0.62, 0.19, 0.19}, {0.8, 0.1, 0.1}},
+    {{0.62, 0.38, 0}, {0.8, 0.2, 0}},
     {{1, 0, 0}, {1, 0, 0}},
     {{0, 1, 0}, {0, 1, 0}},
     {{0, 0, 1}, {0, 0, 1}},

@@ -14,7 +14,7 @@ namespace {
 constexpr int rounds = 6;          // of the fixed-point iteration
 constexpr int rounds_averaged = 3; // the last ones; they sway about the fixed point
 constexpr PatchSimulation::Area patch = {.size = 48, .border = 10};
-constexpr PatchSimulation::Area fine_patch = {.size = 80, .border = 8, .lead = 56};
+constexpr PatchSimulation::Area fine_patch = {.size = 68, .border = 6, .lead = 38};
 
 constexpr double rounding_loss = 2;
 
