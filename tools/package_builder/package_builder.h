@@ -18,6 +18,8 @@ namespace oxel::tools {
 struct PanelColour {
     RgbBytes rgb; // measured, in sRGB
     std::uint8_t tcon;
+
+    bool operator==(const PanelColour &) const = default;
 };
 
 std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours);
@@ -30,8 +32,15 @@ enum class Tuning {
     stucki,
 };
 
+constexpr std::size_t tunings = 4;
+
 /// Each at the place of its value.
 const std::vector<std::string> &tuning_names();
+
+/// The tuning for one diffusion, an enum Oxel_dithering_mode.
+constexpr Tuning tuning_for(int dithering_mode) {
+    return static_cast<Tuning>(dithering_mode / 2 + 1);
+}
 
 struct BuildOptions {
     Intent intent = Intent::perceptual;
