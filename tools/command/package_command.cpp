@@ -4,7 +4,6 @@
 #include "base/files.h"
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
-#include "package_builder/patch_quality.h"
 #include "panels/panel.h"
 #include "render/library.h"
 #include "render/progress.h"
@@ -80,9 +79,7 @@ void build(BuildRequest request) {
         request.options.progress = shown_on(bar);
         tables = build_tables(panel, request.options);
     }
-    const PackageReport report{
-        description, panel, request.options, tables,
-        show_patches(panel, tables, reachable_cells(panel, tables.targets, 256))};
+    const PackageReport report = judge_package(description, panel, request.options, tables);
     const Bytes package = assemble_package(description.colours, tables);
     OutputFiles outputs;
     outputs.write(request.output, package);

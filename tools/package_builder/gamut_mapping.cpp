@@ -155,10 +155,19 @@ Vector3 GamutMapping::map(const Vector3 &source, Vector3 &near) const {
     return ink + rest * (from_paper(near) - ink);
 }
 
+Vector3 GamutMapping::place_on_grid(const Vector3 &bytes) const {
+    constexpr double last = cell_steps - 1;
+    Vector3 place{};
+    std::transform(bytes.begin(), bytes.end(), place.begin(), [&](double byte) {
+        return rule_.relative_to_paper ? byte * last / 255
+                                       : std::clamp((byte - middle_byte(0)) / 4, 0.0, last);
+    });
+    return place;
+}
+
 std::vector<Vector3> GamutMapping::map_cells() const {
     std::array<double, cell_steps> channel_light{};
     for (std::size_t step = 0; step < cell_steps; ++step) {
-        // Relative to paper, the outermost cells are exactly black and white.
         const double byte = rule_.relative_to_paper ? 255.0 * double(step) / 63 : middle_byte(step);
         channel_light[step] = light_from_srgb({byte, byte, byte})[0];
     }
@@ -169,6 +178,13 @@ std::vector<Vector3> GamutMapping::map_cells() const {
         lights.push_back(
             map({channel_light[red], channel_light[green], channel_light[blue]}, near));
     });
+    // Artwork in the inks' own colours is to come out in pure ink.
+    for (std::size_t corner = panel_.corner_lights().size();
+         corner-- > 0 && !rule_.relative_to_paper;) {
+        const auto &[red, green, blue] = panel_.palette()[panel_.corner_index(corner)];
+        lights[std::size_t(red >> 2 << 12 | green >> 2 << 6 | blue >> 2)] =
+            panel_.corner_lights()[corner];
+    }
     return lights;
 }
 

@@ -71,24 +71,15 @@ struct Tables {
 
 using Indices = std::array<std::uint8_t, patches_a_pair>;
 
-/// The thresholds that pictures are dithered with onto the grid, on a scale of 0 to `thresholds` -
-/// 1: interleaved gradient noise (Jimenez, "Next generation post processing in Call of Duty:
-/// Advanced Warfare", 2014).
-constexpr std::size_t thresholds = 64;
-
-std::uint8_t noise_at(std::size_t x, std::size_t y) {
-    const double wave = 0.06711056 * double(x) + 0.00583715 * double(y);
-    const double steep = 52.9829189 * (wave - std::floor(wave));
-    return static_cast<std::uint8_t>(double(thresholds) * (steep - std::floor(steep)));
-}
-
+constexpr std::size_t thresholds = 64; // that the simulation tells apart
 constexpr std::size_t noise_size = 96; // it repeats in larger patches
 
 std::uint8_t threshold_at(std::size_t x, std::size_t y) {
     static const std::vector<std::uint8_t> noise = [] {
         std::vector<std::uint8_t> levels;
         for (std::size_t place = 0; place < noise_size * noise_size; ++place)
-            levels.push_back(noise_at(place % noise_size, place / noise_size));
+            levels.push_back(static_cast<std::uint8_t>(
+                double(thresholds) * grid_threshold(place % noise_size, place / noise_size)));
         return levels;
     }();
     return noise[y % noise_size * noise_size + x % noise_size];
@@ -224,6 +215,12 @@ Vector3 mean(std::span<const Vector3> vectors) {
     for (const Vector3 &vector : vectors)
         sum = sum + vector;
     return 1 / double(vectors.size()) * sum;
+}
+
+double grid_threshold(std::size_t x, std::size_t y) {
+    const double wave = 0.06711056 * double(x) + 0.00583715 * double(y);
+    const double steep = 52.9829189 * (wave - std::floor(wave));
+    return steep - std::floor(steep);
 }
 
 DitheredBytes::DitheredBytes(const Vector3 &rgb) {

@@ -12,6 +12,11 @@ namespace oxel::tools {
 
 Vector3 mean(std::span<const Vector3> vectors);
 
+/// The threshold, from 0 to 1, that a pixel is dithered onto the grid with: a channel takes the
+/// upper cell if it lies further than that above the lower one. Interleaved gradient noise
+/// (Jimenez, "Next generation post processing in Call of Duty: Advanced Warfare", 2014).
+double grid_threshold(std::size_t x, std::size_t y);
+
 /// The bytes that a diffusion is given for a flat colour. A picture that is dithered onto the grid
 /// of the gamut table before it is rendered asks for up to four neighbouring cells in turn.
 class DitheredBytes {
