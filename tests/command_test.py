@@ -54,7 +54,8 @@ class Command(unittest.TestCase):
 
     def oxel(self, *arguments, code=0, stdin=b"", **environment):
         done = subprocess.run([COMMAND, *" ".join(arguments).split()], capture_output=True,
-                              input=stdin, env={**os.environ, "HOME": "/none", **environment})
+                              input=stdin, env={**os.environ, "HOME": "/none", "XDG_CACHE_HOME": "/dev/null",
+                                   **environment})
         self.assertEqual(done.returncode, code, (arguments, done.stderr))
         return done.stdout.decode() if code == 0 else done.stderr.decode()
 
@@ -327,6 +328,39 @@ class Command(unittest.TestCase):
         self.oxel("render photo.png -o f", HOME=os.getcwd(), OXEL_PANEL="none.lut", code=1)
         for command in ("render", "view"):
             self.assertIn("packed4  4 bits", self.oxel(command, "--help", OXEL_CONFIG="none.toml"))
+
+    def test_keeps_the_packages_of_descriptions(self):
+        pathlib.Path("p.json").write_text(json.dumps({"name": "p", "colours": [
+            {"name": str(i), "rgb": rgb, "tcon": i} for i, rgb in enumerate(INKS)]}))
+        cache = pathlib.Path("cache").resolve()
+        environment = {**os.environ, "XDG_CACHE_HOME": str(cache)}
+        line = "render photo.png --panel p.json --dither {} -o {}"
+        at_once = [subprocess.Popen([COMMAND, *line.format("jjn", i).split()], env=environment,
+                                    stdout=subprocess.DEVNULL) for i in range(3)]
+        self.assertEqual([process.wait() for process in at_once], [0, 0, 0])
+        frame = pathlib.Path("0").read_bytes()
+        [entry] = (cache / "oxel").iterdir()
+        good = entry.read_bytes()
+        self.assertIn("tuned for jjn", self.oxel(f"package info {entry}"))
+
+        def render(cache=cache):
+            self.oxel(line.format("jjn", "f"), XDG_CACHE_HOME=str(cache))
+            return pathlib.Path("f").read_bytes()
+
+        other = bytearray(good)  # whole, but of other colours than it was built in
+        gamut, = struct.unpack_from("<I", good, 20)
+        other[gamut:gamut + 3 * 64 ** 3] = bytes(3 * 64 ** 3)
+        other[-4:] = struct.pack("<I", zlib.crc32(other[:-4]))
+        entry.write_bytes(other)
+        self.assertNotEqual(render(), frame, "the entry was not used")
+        for damaged in (b"", good[:-1], good[:5000] + b"?" + good[5001:], PANEL.package):
+            entry.write_bytes(damaged)
+            self.assertEqual(render(), frame)
+            self.assertEqual(entry.read_bytes(), good)
+        self.assertEqual(render("/dev/null"), frame)
+        self.assertEqual(pathlib.Path("1").read_bytes() + pathlib.Path("2").read_bytes(), 2 * frame)
+        self.oxel(line.format("stucki", "f"), XDG_CACHE_HOME=str(cache))
+        self.assertEqual(len(list((cache / "oxel").iterdir())), 2, "a package for each kernel")
 
     def test_bash_completes_choices_and_commands(self):
         ask = ("source $COMPLETION; COMP_WORDS=({}); COMP_CWORD={}; _oxel; echo ${{COMPREPLY[@]}}")
