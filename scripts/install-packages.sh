@@ -20,6 +20,7 @@ if [ "$(id -u)" -ne 0 ]; then
     command -v sudo >/dev/null ||
         fail "installing them takes root, and there is no sudo: as root, run apt-get install$missing"
     as_root=sudo
+    sudo true || fail "sudo refuses: as root, run apt-get install$missing"
 fi
 messages=$(mktemp)
 trap 'rm -f "$messages"' EXIT
