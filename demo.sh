@@ -6,7 +6,7 @@
 # Without PHOTO it renders the project's own scene, into the folder demo-output beside this script.
 # BUILD_DIR chooses the build folder (build/demo). It needs Debian 12 or 13. What is missing it installs
 # from Debian's packages, as root or with sudo: on an empty system that is some 210 MB to fetch and 850
-# MB on the disk. Then it compiles, which takes DEMO_MINUTES minutes on two cores and DEMO_SPACE MB.
+# MB on the disk. Then it compiles, which takes one to two minutes on two cores and 15 MB.
 set -eu
 here=$(dirname "$(readlink -f "$0")")
 build=${BUILD_DIR:-$here/build/demo}
@@ -29,7 +29,7 @@ photo=${1:-$here/examples/scene.svg}
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config \
     libvips-dev libcli11-dev nlohmann-json3-dev libqhull-dev fonts-dejavu-core
 
-[ -x "$build/oxel" ] || echo "Compiling takes DEMO_MINUTES minutes on two cores, and DEMO_SPACE MB in $build"
+[ -x "$build/oxel" ] || echo "Compiling takes one to two minutes on two cores, and 15 MB in $build"
 cmake -S "$here" -B "$build" -DOXEL_BUILD_TOOLS=ON >/dev/null
 cmake --build "$build" --parallel "$(nproc)" --target oxel
 

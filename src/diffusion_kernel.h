@@ -73,8 +73,8 @@ template <class F>
                          : 2 * (32768 * weight / kernel.divisor + 1);
 }
 
-/// Whether all of that holds, error by error, and factors fit the 16 bits, one of them the sign, that
-/// processors multiply.
+/// Whether all of that holds, error by error, and factors fit the 16 bits, one of them the sign,
+/// that processors multiply.
 [[gnu::always_inline]] constexpr bool factors_are_exact(const DiffusionKernel &kernel) {
     for (int place = 0; place < 3 * DiffusionKernel::columns; ++place) {
         const int row = place / DiffusionKernel::columns;
