@@ -108,12 +108,13 @@ class Images(unittest.TestCase):
 
 class Threads(unittest.TestCase):
     def test_two_panels_side_by_side(self):
-        expected = {panel: panel.render(PICTURE) for panel in (COLOUR, TWO)}
+        large = np.tile(PICTURE, (10, 10, 1))  # so that renders meet
+        expected = {panel: panel.render(large) for panel in (COLOUR, TWO)}
         wrong = []
 
         def work(panel):
             for _ in range(20):
-                wrong.extend([panel] * bool((panel.render(PICTURE) != expected[panel]).any()))
+                wrong.extend([panel] * bool((panel.render(large) != expected[panel]).any()))
 
         threads = [threading.Thread(target=work, args=(panel,)) for panel in [COLOUR, TWO] * 4]
         for thread in threads:
