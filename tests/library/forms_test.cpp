@@ -1,20 +1,37 @@
 #include "forms/forms.h"
 
-#include "numeric_helpers.h"
 #include "support.h"
 
 #include <gtest/gtest.h>
 
-#include <iostream>
+#include <string>
+#include <tuple>
+#include <vector>
 
 namespace {
 
 using namespace oxel;
 
-TEST(Forms, AreNamed) {
+// Told by the processor, not by the forms.
+TEST(Forms, TheFastestOneThatTheProcessorHasIsChosen) {
+    std::vector<std::string> expected;
+#if defined(__x86_64__)
+    if (__builtin_cpu_supports("avx512vbmi"))
+        expected.emplace_back("AVX-512");
+    if (__builtin_cpu_supports("avx2"))
+        expected.emplace_back("AVX2");
+#endif
+#if defined(__SSE2__) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN))
+    expected.emplace_back("128-bit vectors");
+#endif
+    expected.emplace_back("portable");
+    std::vector<std::string> forms;
     for (const Form *form : all_forms())
-        std::cout << form->name << (form->runs_here() ? "\n" : ": does not run here\n");
-    EXPECT_TRUE(all_forms().end()[-1]->runs_here());
+        if (form->runs_here())
+            forms.emplace_back(form->name);
+    EXPECT_EQ(forms, expected);
+    force_form(nullptr);
+    EXPECT_EQ(chosen_form().name, expected.front());
 }
 
 // Each loop by itself at every length up to some registers, ended by an unreadable page, against

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 namespace {
@@ -104,7 +105,8 @@ TEST(TftTransfer, Statuses) {
                                            std::stoi(row[3])),
                   std::stoi(row[0]))
             << testing::PrintToString(row);
-        EXPECT_EQ(std::pair(width, height), std::pair(std::stoi(row[1]), std::stoi(row[2])));
+        EXPECT_TRUE(row[0] == "0" ||
+                    std::pair(width, height) == std::pair(std::stoi(row[1]), std::stoi(row[2])));
     }
     int one = 1;
     EXPECT_EQ(Oxel_TFT_format_transfer(data, nullptr, &one, 1), OXEL_BAD_ARGUMENT);
