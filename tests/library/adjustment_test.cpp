@@ -172,6 +172,8 @@ TEST(Adjustment, AgreesWithASecondFormulation) {
         greys.insert(greys.end(), 3, static_cast<std::uint8_t>(level));
     for (const double gamma : gammas)
         expect_adjusted(greys, {0, 0, 0, 0, gamma});
+    for (std::size_t pixels = 1; pixels < 90; ++pixels) // whatever a register leaves over
+        expect_adjusted(random_bytes(random, 3 * pixels), {50, -20, 10, 10, 2.2});
 }
 
 TEST(Adjustment, WorkedColours) {

@@ -77,26 +77,6 @@ TEST(TftTransfer, TakesEachPixelToItsPlace) {
     }
 }
 
-TEST(TftTransfer, WorkedLayouts) {
-    for (const auto &row : worked("layouts")) {
-        const auto pixels = [](const std::string &letters) { // of three different bytes
-            Bytes image;
-            for (const char letter : letters)
-                for (const int offset : {0, 50, 100})
-                    image.push_back(static_cast<std::uint8_t>(letter + offset));
-            return image;
-        };
-        const GuardedBytes data(pixels(row[0]));
-        int width = std::stoi(row[1]), height = std::stoi(row[2]);
-        EXPECT_EQ(Oxel_TFT_format_transfer(data.get(), &width, &height, std::stoi(row[3])), 0);
-        EXPECT_EQ(data.bytes(), pixels(row[4])) << testing::PrintToString(row);
-        EXPECT_EQ(std::pair(width, height), std::pair(std::stoi(row[5]), std::stoi(row[6])));
-    }
-    int width = 0, height = 3;
-    EXPECT_EQ(Oxel_TFT_format_transfer(nullptr, &width, &height, TFT_HSD_ODD_EVEN), 0);
-    EXPECT_EQ(std::pair(width, height), std::pair(0, 6));
-}
-
 TEST(TftTransfer, Statuses) {
     std::uint8_t data[] = {1, 2, 3};
     for (const auto &row : worked("layout_statuses")) {
