@@ -41,6 +41,8 @@ using Quads = typename Register<Target>::Quads;
 
 template <class Target>
 using EachPixel = std::make_integer_sequence<int, Target::pixels>;
+template <class Target>
+using EachSlot = std::make_integer_sequence<int, 4 * Target::pixels>;
 
 template <class Target>
 OXEL_INLINE Words<Target> splat(int value) {

@@ -32,6 +32,7 @@ s390x               | s390x-linux-gnu-g++ -O2 | qemu-s390x
 s390x-O3            | s390x-linux-gnu-g++ -O3 -march=z13 | qemu-s390x
 s390x-clang         | clang++ --target=s390x-linux-gnu -O2 | qemu-s390x
 x86_64-threads      | clang++ -O1 -g -fsanitize=thread
+x86_64-memory       | clang++ -O1 -g -fsanitize=memory
 i386-packages       | i686-linux-gnu-g++ -O2 -msse2 -mfpmath=sse
 arm64-packages      | aarch64-linux-gnu-g++ -O2 -ffp-contract=off | qemu-aarch64
 s390x-packages      | s390x-linux-gnu-g++ -O2 -ffp-contract=off | qemu-s390x
@@ -40,7 +41,8 @@ mapfile -t sources < <(find "$PWD"/src "$PWD"/tests/library/{digest,support}.cpp
 
 run() { # NAME COMPILER EMULATOR
     local folder=build/processors/$1 static=-static threads=0
-    [[ $2 != *=thread* ]] || { static='' && threads=4; } # what ThreadSanitizer needs
+    [[ $2 != *-fsanitize=* ]] || static=''
+    [[ $2 != *=thread* ]] || threads=4
     mkdir -p "$folder"
     # shellcheck disable=SC2086 # words
     (cd "$folder" && $2 -std=c++20 -I"$OLDPWD"/include -I"$OLDPWD"/src \

@@ -45,6 +45,12 @@ int main(void) {
     put_u32(package + 20, GAMUT);
     put_u32(package + 24, QUANTISATION);
     put_u32(package + TRAILER, 0xA727D9AB); /* CRC-32 of the above */
+    package[0] = 1;
+    expect(Oxel_Morvel6_render_init(package, SIZE) == OXEL_BAD_PACKAGE_CRC &&
+               Oxel_Morvel6_render(pixel, ORDER_RGB, pixel, ORDER_RGB, 1, 1, DITHER_FLOYD,
+                                   OUTPUT_TCON_CODE) == OXEL_NOT_INITIALISED,
+           "a refused package does not initialise");
+    package[0] = 0;
     expect(Oxel_Morvel6_render_init(package, SIZE) == OXEL_SUCCESS, "init");
     expect(EO_RGB_color == package + PALETTE && TCON_INDEX_TABLE == package + TCON,
            "the host sees the adopted tables");

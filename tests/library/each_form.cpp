@@ -6,11 +6,16 @@
 
 void for_each_form(const std::function<void()> &test) {
     for (const oxel::Form *form : oxel::all_forms()) {
-        if (!form->runs_here() || testing::Test::HasFailure())
+        if (!form->runs_here())
             continue;
-        SCOPED_TRACE(form->name);
         oxel::force_form(form);
-        test();
+        for (const bool start : {false, true}) {
+            SCOPED_TRACE(std::string(form->name) + (start ? ", start guarded" : ", end guarded"));
+            GuardedBytes::guards_start = start;
+            if (!testing::Test::HasFailure())
+                test();
+        }
     }
+    GuardedBytes::guards_start = false;
     oxel::force_form(nullptr);
 }

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 namespace {
@@ -74,6 +75,23 @@ TEST(TftTransfer, TakesEachPixelToItsPlace) {
         for (const int width : {127, 1365, 1366, 4097}) // rows of more than one block
             expect_layout(random, width, 5, mode);
     }
+}
+
+TEST(TftTransfer, Statuses) {
+    std::uint8_t data[] = {1, 2, 3};
+    for (const auto &row : worked("layout_statuses")) {
+        int width = std::stoi(row[1]), height = std::stoi(row[2]);
+        EXPECT_EQ(Oxel_TFT_format_transfer(row[4] == "null" ? nullptr : data, &width, &height,
+                                           std::stoi(row[3])),
+                  std::stoi(row[0]))
+            << testing::PrintToString(row);
+        EXPECT_TRUE(row[0] == "0" ||
+                    std::pair(width, height) == std::pair(std::stoi(row[1]), std::stoi(row[2])));
+    }
+    int one = 1;
+    EXPECT_EQ(Oxel_TFT_format_transfer(data, nullptr, &one, 1), OXEL_BAD_ARGUMENT);
+    EXPECT_EQ(Oxel_TFT_format_transfer(data, &one, nullptr, 1), OXEL_BAD_ARGUMENT);
+    EXPECT_EQ(Bytes(data, data + 3), Bytes({1, 2, 3}));
 }
 
 } // namespace

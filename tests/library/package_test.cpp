@@ -81,14 +81,46 @@ TEST(Package, IsReadWhereItsHeaderSays) {
             }
         };
         expect_renders();
-        Bytes damaged = bytes; // a package that is refused leaves this one in force
-        damaged[random() % damaged.size()] ^= static_cast<std::uint8_t>(1 << random() % 8);
-        ASSERT_EQ(Oxel_Morvel6_render_init(damaged.data(), size), OXEL_BAD_PACKAGE_CRC);
+        // One that is refused leaves this one in force, whatever it holds.
+        Bytes refused = random_bytes(random, bytes.size());
+        put_u32(refused, 6, size + i % 2);
+        put_crc(refused);
+        if (i % 2 == 0)
+            refused[random() % size] ^= static_cast<std::uint8_t>(1 << random() % 8);
+        ASSERT_EQ(Oxel_Morvel6_render_init(refused.data(), size),
+                  i % 2 ? OXEL_BAD_PACKAGE_LENGTH : OXEL_BAD_PACKAGE_CRC);
         expect_renders();
     }
     EXPECT_EQ(usable_packages, 50 - 4 * 2);
     Random other(72);
     adopt(random_tables(other, 6).package()); // which outlives this test
+}
+
+TEST(Package, LengthComesBeforeTrailerBeforeLengthField) {
+    Bytes digits{'1', '2', '3', '4', '5', '6', '7', '8', '9', 0, 0, 0, 0};
+    put_crc(digits);
+    EXPECT_EQ(Bytes(digits.end() - 4, digits.end()), Bytes({0x26, 0x39, 0xF4, 0xCB}));
+
+    Random random(12);
+    const Bytes good = random_tables(random, 6).package();
+    const auto init_changed = [&](std::size_t offset, bool right_crc) {
+        Bytes package = good;
+        package[offset] ^= 1;
+        if (right_crc)
+            put_crc(package);
+        const GuardedBytes guarded(package);
+        const std::int32_t status = Oxel_Morvel6_render_init(guarded.get(), guarded.size());
+        adopt(good);
+        return status;
+    };
+    EXPECT_EQ(Oxel_Morvel6_render_init(nullptr, 100), OXEL_BAD_PACKAGE_LENGTH);
+    EXPECT_EQ(Oxel_Morvel6_render_init(good.data(), 0x80000000), OXEL_BAD_PACKAGE_LENGTH);
+    EXPECT_EQ(Oxel_Morvel6_render_init(good.data(), 27), OXEL_BAD_PACKAGE_LENGTH);
+    EXPECT_EQ(Oxel_Morvel6_render_init(good.data(), 28), OXEL_BAD_PACKAGE_CRC);
+    EXPECT_EQ(init_changed(6, false), OXEL_BAD_PACKAGE_CRC);
+    EXPECT_EQ(init_changed(6, true), OXEL_BAD_PACKAGE_LENGTH);
+    for (std::size_t producer = 0; producer < 6; ++producer)
+        EXPECT_EQ(init_changed(producer, true), OXEL_SUCCESS);
 }
 
 } // namespace

@@ -36,17 +36,19 @@ std::vector<std::vector<std::string>> worked(const std::string &name) {
 
 GuardedBytes::GuardedBytes(const Bytes &content) : size_(content.size()) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    readable_ = (size_ + page - 1) / page * page;
-    void *mapping =
-        mmap(nullptr, readable_ + page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    end_ = static_cast<std::uint8_t *>(mapping) + readable_;
-    if (mapping == MAP_FAILED || mprotect(end_, page, PROT_NONE) != 0)
+    const std::size_t readable = (size_ + page - 1) / page * page;
+    mapped_ = readable + 2 * page;
+    void *mapping = mmap(nullptr, mapped_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    mapping_ = static_cast<std::uint8_t *>(mapping);
+    bytes_ = mapping_ + page + (guards_start ? 0 : readable - size_);
+    if (mapping == MAP_FAILED ||
+        (readable > 0 && mprotect(mapping_ + page, readable, PROT_READ | PROT_WRITE) != 0))
         throw std::runtime_error("no guarded memory");
-    std::copy(content.begin(), content.end(), get());
+    std::copy(content.begin(), content.end(), bytes_);
 }
 
 GuardedBytes::~GuardedBytes() {
-    munmap(end_ - readable_, readable_ + static_cast<std::size_t>(sysconf(_SC_PAGESIZE)));
+    munmap(mapping_, mapped_);
 }
 
 void put_u32(Bytes &bytes, std::size_t offset, std::uint32_t value) {

@@ -17,22 +17,25 @@ Bytes random_bytes(Random &random, std::size_t count, int largest = 255);
 /// The rows of worked/NAME.txt, split at blanks.
 std::vector<std::vector<std::string>> worked(const std::string &name);
 
-/// Bytes whose end lies right before an unreadable page.
+/// Bytes between unreadable pages, right before one or right behind one.
 class GuardedBytes {
   public:
+    /// Whether those that this thread makes have their start guarded, not their end.
+    static inline thread_local bool guards_start = false;
+
     explicit GuardedBytes(const Bytes &content);
     GuardedBytes(const GuardedBytes &) = delete;
     GuardedBytes &operator=(const GuardedBytes &) = delete;
     ~GuardedBytes();
 
-    std::uint8_t *get() const { return end_ - size_; }
+    std::uint8_t *get() const { return bytes_; }
     std::uint32_t size() const { return static_cast<std::uint32_t>(size_); }
-    Bytes bytes() const { return {get(), end_}; }
+    Bytes bytes() const { return {bytes_, bytes_ + size_}; }
 
   private:
     std::size_t size_;
-    std::size_t readable_;
-    std::uint8_t *end_;
+    std::size_t mapped_;
+    std::uint8_t *mapping_, *bytes_;
 };
 
 inline constexpr std::size_t cell_count = 64 * 64 * 64;
@@ -55,7 +58,8 @@ Tables random_tables(Random &random, int colours);
 /// Tables that a builder would make: each cell goes to the nearest colour.
 Tables nearest_tables(Random &random, int colours);
 
-/// Calls `test` with each form that runs here forced, and stops at the first failure.
+/// Calls `test` with each form that runs here forced, once with the ends of buffers guarded and
+/// once with their starts, and stops at the first failure.
 void for_each_form(const std::function<void()> &test);
 
 void put_u32(Bytes &bytes, std::size_t offset, std::uint32_t value);
