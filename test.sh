@@ -5,8 +5,8 @@
 #
 # CXX and CC choose the compilers, BUILD_DIR the build folder (build/test). It needs Debian 12 or 13.
 # What is missing it installs from Debian's packages, as root or with sudo: on an empty system that is
-# some 220 MB to fetch and 920 MB on the disk. Compiling then takes TEST_MINUTES minutes on two cores and
-# TEST_SPACE MB, the tests RUN_MINUTES minutes.
+# some 220 MB to fetch and 920 MB on the disk. Compiling then takes three to five minutes on two cores and
+# 40 MB, the tests about three.
 set -eu
 cd "$(dirname "$(readlink -f "$0")")"
 build=${BUILD_DIR:-build/test}
@@ -19,7 +19,7 @@ scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
     libvips-dev libcli11-dev nlohmann-json3-dev libqhull-dev zlib1g-dev \
     python3-numpy python3-pil python3-distributed
 
-echo "Compiling takes TEST_MINUTES minutes on two cores, and TEST_SPACE MB in $build; then the tests run for RUN_MINUTES"
+echo "Compiling takes three to five minutes on two cores, and 40 MB in $build; then the tests run for about three"
 cmake -S . -B "$build" -DOXEL_BUILD_TESTS=ON -DOXEL_BUILD_TOOLS=ON -DOXEL_BUILD_STATIC=ON \
     -DOXEL_BUILD_PYTHON=ON "$@" >/dev/null
 cmake --build "$build" --parallel "$(nproc)"
