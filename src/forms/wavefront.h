@@ -24,12 +24,13 @@ namespace {
 template <class Target, const DiffusionKernel &kernel>
 class Wavefront {
   public:
-    /// A step takes its time however many of its lanes lie in the picture, so the steps of all
-    /// blocks are weighed against the pixels that they are for.
+    /// A step takes its time however few of its rows lie in the picture, which in low pictures are
+    /// never all, and in narrow ones hardly ever. So it is the pixels of an average step that
+    /// count.
     static bool pays_for(const PixelRows &picture) {
         const std::int64_t blocks = (std::int64_t{picture.height} + rows - 1) / rows;
-        const std::int64_t steps = blocks * (std::int64_t{picture.width} + depth + kernel.reach);
-        return steps * Target::step_cost <= std::int64_t{picture.width} * picture.height;
+        const std::int64_t steps = blocks * steps_of_block(picture.width);
+        return std::int64_t{picture.width} * picture.height >= steps * Target::least_pixels_a_step;
     }
 
     static std::uint64_t memory(std::int32_t width) {
@@ -64,6 +65,10 @@ class Wavefront {
         return static_cast<std::uint64_t>(width) + 2 * margin;
     }
 
+    static std::int64_t steps_of_block(std::int32_t width) {
+        return std::int64_t{width} + depth + kernel.reach;
+    }
+
     /// What the rows of one register have in hand.
     struct Rows {
         Ahead<Target, kernel> ahead;
@@ -92,7 +97,7 @@ class Wavefront {
         const PixelRows &picture = job.picture;
         const std::int32_t rows_left = picture.height - first_row;
         const int block_rows = rows_left < rows ? rows_left : rows;
-        const std::int32_t end = picture.width + depth + kernel.reach;
+        const auto end = static_cast<std::int32_t>(steps_of_block(picture.width));
         Rows state[registers] = {};
         for (std::int32_t start = 0; start < end; start += run) {
             const int steps = end - start < run ? end - start : run;
@@ -168,24 +173,22 @@ class Wavefront {
     }
 
     /// Makes the errors of rows that are not inside the picture 0.
-    static void clear_outside(Words<Target> (&error)[registers], std::int32_t column,
-                              std::int32_t width) {
+    OXEL_INLINE static void clear_outside(Words<Target> (&error)[registers], std::int32_t column,
+                                          std::int32_t width) {
         const Words<Target> entered = splat<Target>(column < depth ? column : depth);
         const Words<Target> left = splat<Target>(column < width ? -1 : column - width);
+        OXEL_UNROLL
         for (int r = 0; r < registers; ++r) {
-            const Words<Target> behind = columns_behind(r, EachPixel<Target>());
+            const Words<Target> behind =
+                columns_behind(EachSlot<Target>()) + splat<Target>(lag * r * Target::pixels);
             error[r] &= (Words<Target>)(behind <= entered) & (Words<Target>)(behind > left);
         }
     }
 
-    /// How many columns each row of register `r` is behind the first one.
-    template <int... i>
-    static Words<Target> columns_behind(int r, std::integer_sequence<int, i...>) {
-        Words<Target> behind{};
-        ((behind[4 * i] = behind[4 * i + 1] = behind[4 * i + 2] = behind[4 * i + 3] =
-              static_cast<std::int16_t>(lag * (r * Target::pixels + i))),
-         ...);
-        return behind;
+    /// How many columns each row of the first register is behind the first one.
+    template <int... slot>
+    OXEL_INLINE static Words<Target> columns_behind(std::integer_sequence<int, slot...>) {
+        return Words<Target>{static_cast<std::int16_t>(lag * (slot / 4))...};
     }
 
     alignas(64) std::uint32_t staged_[run][rows];
