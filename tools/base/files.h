@@ -1,7 +1,8 @@
 #ifndef OXEL_TOOLS_FILES_H
 #define OXEL_TOOLS_FILES_H
 
-#include <cstdint>
+#include "base/bytes.h"
+
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -11,8 +12,6 @@
 #include <vector>
 
 namespace oxel::tools {
-
-using Bytes = std::vector<std::uint8_t>;
 
 struct FileCloser {
     void operator()(std::FILE *file) const { std::fclose(file); }

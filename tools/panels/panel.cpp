@@ -22,7 +22,7 @@ PanelDescription parse(const std::string &path, const Bytes &bytes) {
 
 Panel build(const std::string &source, const PanelDescription &description) {
     return {source, description.name, build_package(description.colours), description.size,
-            description.layout};
+            description.layout, description.colour_names};
 }
 
 } // namespace
@@ -37,7 +37,7 @@ std::optional<Panel> built_in_panel(const std::string &name) {
         if (package.empty())
             return build(name, description);
         return Panel{name, description.name, Bytes(package.begin(), package.end()),
-                     description.size, description.layout};
+                     description.size, description.layout, description.colour_names};
     }
     return std::nullopt;
 }
@@ -45,7 +45,7 @@ std::optional<Panel> built_in_panel(const std::string &name) {
 Panel panel_from_bytes(const std::string &source, Bytes bytes) {
     if (is_description(bytes))
         return build(source, parse(source, bytes));
-    return {source, source, std::move(bytes), std::nullopt, 0};
+    return {source, source, std::move(bytes), std::nullopt, 0, {}};
 }
 
 Panel open_panel(const std::string &name) {

@@ -18,6 +18,7 @@ struct Panel {
     Bytes package;
     std::optional<ImageSize> size;
     int layout = 0;
+    std::vector<std::string> colour_names; // none of a package
 };
 
 std::optional<Panel> built_in_panel(const std::string &name);
