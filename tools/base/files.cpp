@@ -55,6 +55,24 @@ bool force_out(int file) {
     return fsync(file) == 0 || errno == EINVAL;
 }
 
+Bytes read_all(const std::string &path, std::FILE *file) {
+    Bytes bytes;
+    std::uint8_t block[65536];
+    while (const std::size_t count = std::fread(block, 1, sizeof block, file)) {
+        bytes.insert(bytes.end(), block, block + count);
+        if (bytes.size() > INT32_MAX)
+            throw Failure(path, "is 2 GiB or larger, which no input can be");
+    }
+    if (std::ferror(file))
+        fail_with_errno(path);
+    return bytes;
+}
+
+bool write_all(std::FILE *file, std::span<const std::uint8_t> bytes) {
+    return std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size() &&
+           std::fflush(file) == 0;
+}
+
 bool is_named(std::FILE *file, const fs::path &path) {
     struct stat opened;
     struct stat named;
@@ -113,20 +131,21 @@ Bytes read_file(const std::string &path) {
     const FileHandle file(std::fopen(path.c_str(), "rb"));
     if (!file)
         fail_with_errno(path);
-    Bytes bytes;
-    std::uint8_t block[65536];
-    while (const std::size_t count = std::fread(block, 1, sizeof block, file.get())) {
-        bytes.insert(bytes.end(), block, block + count);
-        if (bytes.size() > INT32_MAX)
-            throw Failure(path, "is 2 GiB or larger, which no input can be");
-    }
-    if (std::ferror(file.get()))
-        fail_with_errno(path);
-    return bytes;
+    return read_all(path, file.get());
+}
+
+Bytes read_input(const std::string &path) {
+    return path == "-" ? read_all("standard input", stdin) : read_file(path);
+}
+
+void write_standard_output(std::span<const std::uint8_t> bytes) {
+    if (!write_all(stdout, bytes))
+        throw Failure("standard output", "cannot be written");
 }
 
 void TakenFiles::add_input(const std::string &path) {
-    taken_[real_target(path)] = true;
+    if (path != "-")
+        taken_[real_target(path)] = true;
 }
 
 void TakenFiles::add_output(const std::string &path) {
@@ -140,7 +159,8 @@ void TakenFiles::add_output(const std::string &path) {
         throw Failure(path, place->second ? "is the output, but also an input"
                                           : "is named for two outputs");
     std::error_code ignored;
-    if (fs::exists(target, ignored) && !fs::is_regular_file(target, ignored))
+    if (fs::exists(target, ignored) && !fs::is_regular_file(target, ignored) &&
+        !fs::is_fifo(target, ignored))
         throw Failure(path, "is not a regular file, so it is not replaced");
 }
 
@@ -201,13 +221,19 @@ OutputFiles::~OutputFiles() {
 
 void OutputFiles::write(const std::string &path, std::span<const std::uint8_t> bytes) {
     File output{path, {}, real_target(path), nullptr};
+    std::error_code unknown;
+    if (fs::is_fifo(output.target, unknown)) {
+        const FileHandle pipe(std::fopen(path.c_str(), "wb"));
+        if (!pipe || !write_all(pipe.get(), bytes))
+            fail_with_errno(path);
+        return;
+    }
     output.handle = create_temporary(output.target, output.temporary);
     if (!output.handle)
         fail_with_errno(path);
     files_.push_back(std::move(output));
     std::FILE *const file = files_.back().handle.get();
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() ||
-        std::fflush(file) != 0 || !force_out(fileno(file)))
+    if (!write_all(file, bytes) || !force_out(fileno(file)))
         fail_with_errno(path);
 }
 

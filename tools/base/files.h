@@ -21,13 +21,20 @@ using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 /// Throws Failure if the file cannot be read to its end.
 Bytes read_file(const std::string &path);
 
+/// The same, or all that comes from the standard input if `path` is "-".
+Bytes read_input(const std::string &path);
+
+/// Throws Failure if not all of it could be written.
+void write_standard_output(std::span<const std::uint8_t> bytes);
+
 /// The files that a run reads and writes, told apart by where they really are.
 class TakenFiles {
   public:
     void add_input(const std::string &path);
 
     /// Throws Failure if the output is also an input or another output, or is something that a file
-    /// must not replace: a folder, a device. An empty name is an output that nobody asked for.
+    /// must not replace: a folder, a device. Into a pipe it goes as it is. An empty name is an
+    /// output that nobody asked for.
     void add_output(const std::string &path);
 
   private:
@@ -59,6 +66,7 @@ class OutputFiles {
     OutputFiles &operator=(const OutputFiles &) = delete;
     ~OutputFiles();
 
+    /// Into a pipe, which nobody can take back, at once.
     void write(const std::string &path, std::span<const std::uint8_t> bytes);
     void publish();
 

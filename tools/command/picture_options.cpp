@@ -1,5 +1,6 @@
 #include "command/picture_options.h"
 
+#include <algorithm>
 #include <charconv>
 
 namespace oxel::tools {
@@ -59,6 +60,17 @@ exponent of each channel, above 1 darker. Without any of them the picture stays 
 std::string check_png_name(const std::string &name) {
     const bool other = is_picture_name(name) && !CLI::detail::to_lower(name).ends_with(".png");
     return other ? name + " would be a PNG, so its name must end in .png" : "";
+}
+
+CLI::Option *add_names(CLI::App &command, const std::string &name,
+                       const std::function<void(std::size_t)> &choose,
+                       const std::vector<std::string> &names, const std::string &description) {
+    const auto find = [choose, names](const std::string &chosen) {
+        choose(static_cast<std::size_t>(std::find(names.begin(), names.end(), chosen) -
+                                        names.begin()));
+    };
+    return command.add_option_function<std::string>(name, find, description)
+        ->check(CLI::IsMember(names));
 }
 
 CLI::Option *add_panel_option(CLI::App &command, std::string &panel) {

@@ -110,7 +110,8 @@ Bytes encode_png_frame(const FrameImage &frame) {
     const std::size_t row_bytes = packed_row_bytes(bits, frame.size.width);
     Bytes scanlines;
     scanlines.reserve(rows.size() + static_cast<std::size_t>(frame.size.height));
-    for (auto row = rows.begin(); row != rows.end(); row += static_cast<std::ptrdiff_t>(row_bytes)) {
+    for (auto row = rows.begin(); row != rows.end();
+         row += static_cast<std::ptrdiff_t>(row_bytes)) {
         scanlines.push_back(0); // no filter: neighbouring indices say nothing of each other
         scanlines.insert(scanlines.end(), row, row + static_cast<std::ptrdiff_t>(row_bytes));
     }

@@ -1,11 +1,14 @@
 #include "render/picture_settings.h"
 
 #include "base/failure.h"
+#include "base/rereadable.h"
 
 namespace oxel::tools {
 
-Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
-                   ImageSize &size) {
+namespace {
+
+Bytes open_file(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+                ImageSize &size) {
     if (settings.size)
         size = *settings.size;
     else
@@ -15,6 +18,20 @@ Bytes open_picture(const std::string &photo, const PictureSettings &settings, co
     Bytes picture = load_picture(photo, size, settings.framing);
     adjust(picture, size, settings.adjustment);
     return picture;
+}
+
+} // namespace
+
+Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+                   ImageSize &size) {
+    const Rereadable file(photo);
+    try {
+        return open_file(file.path(), settings, panel, size);
+    } catch (const Failure &failure) {
+        if (failure.file() != file.path())
+            throw;
+        throw Failure(photo == "-" ? "standard input" : photo, failure.reason());
+    }
 }
 
 } // namespace oxel::tools

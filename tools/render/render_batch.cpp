@@ -37,7 +37,7 @@ fs::file_time_type note_settings(const std::string &frames, const RenderSettings
         {"dither", settings.dithering_mode},
         {"guarded", settings.guard_threshold.has_value()},
         {"threshold", settings.guard_threshold.value_or(0)},
-        {"frame", {settings.frame.content, settings.frame.format}},
+        {"frame", {settings.frame.content, file_format(settings.frame), settings.frame.gzip}},
     };
     const std::string text = note.dump(1) + "\n";
     const std::string path = fs::path(frames) / ".oxel-render.json";
@@ -105,10 +105,10 @@ class Batch {
         TakenFiles files;
         files.add_input(settings_.picture.panel);
         for (const BatchPhoto &photo : photos) {
-            const auto output = [&](const fs::path &folder, const char *suffix) {
+            const auto output = [&](const fs::path &folder, const std::string &suffix) {
                 return folder.empty() ? "" : (folder / photo.place).string() + suffix;
             };
-            jobs_.push_back({photo.path, output(options_.frames, ".bin"),
+            jobs_.push_back({photo.path, output(options_.frames, frame_suffix(settings_.frame)),
                              output(options_.previews, ".png"), output(options_.nominals, ".png")});
             outcomes_.push_back({Status::done, {}, {}});
             refuse_failing(jobs_.size() - 1, [&] { files.add_input(photo.path); });

@@ -17,7 +17,8 @@ struct RenderSettings {
     FrameSettings frame;
 };
 
-/// One photograph and where its renderings go; no name for those that nobody asked for.
+/// One photograph and where its renderings go; no name for those that nobody asked for. "-" is the
+/// standard input and, for the frame, the standard output.
 struct RenderJob {
     std::string photo;
     std::string frame;
