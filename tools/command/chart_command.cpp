@@ -18,7 +18,8 @@ namespace {
 
 constexpr const char *chart_explanation = R"(
 All charts go into FOLDER, which is made if it is missing, at the panel's size or at --size. Frames
-hold the timing controller's codes in the panel's driving layout or that of --layout, one byte a pixel.
+hold the timing controller's codes in the panel's driving layout, or that of --layout, one byte a
+pixel.
 
   patches    colour-00.bin, colour-01.bin, ...: a frame of each palette entry alone, to be sent to
              the panel and measured; beside each a PNG in the colour that is measured already

@@ -81,9 +81,7 @@ std::vector<const CLI::Option *> arguments(const CLI::App &command) {
 }
 
 void write_page(std::ostream &page, const CLI::App &command) {
-    const std::string version = library_version();
-    page << ".TH " << page_name(command) << " 1 \"\" \"oxel "
-         << version.substr(version.rfind(' ') + 1) << "\"\n"
+    page << ".TH " << page_name(command) << " 1 \"\" \"oxel " << library_version() << "\"\n"
          << ".SH NAME\n"
          << roff(page_name(command)) << " \\- " << roff(command.get_description()) << "\n"
          << ".SH SYNOPSIS\n.B " << roff(full_name(command)) << "\n";

@@ -20,10 +20,12 @@ void parse_and_run(int argc, char **argv) {
     } catch (const CLI::Success &wish) { // --help, --version
         app->exit(wish);
     } catch (const CLI::ParseError &error) {
-        if (oxel::tools::asks_for_help(*app)) // which is wanted most when something else is wrong
-            std::cout << app->help();
-        else
+        if (oxel::tools::asks_for_help(*app)) { // which is wanted most when something is wrong
+            std::cout << oxel::tools::help_text(*app);
+        } else {
+            std::cout << oxel::tools::missing_commands(*app) << std::flush;
             throw std::invalid_argument(oxel::tools::explain(*app, error));
+        }
     }
 }
 
