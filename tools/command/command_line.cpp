@@ -155,14 +155,17 @@ std::string explain_extra(const CLI::App &app, const std::string &word) {
 /// A key of the configuration file that no command has: "render.diver", or "rendr.++", by which
 /// CLI11 marks the start of a section.
 std::string explain_key(const CLI::App &app, const std::string &key) {
-    const std::size_t dot = key.find('.');
-    const std::string section = key.substr(0, dot);
-    const CLI::App *const command = find_command(app, section);
-    if (dot == key.npos || !command)
-        return (dot == key.npos ? "unknown key " : "unknown section ") + section +
-               suggestion(section, command_names(app));
-    return "unknown key " + key +
-           suggestion(key.substr(key.rfind('.') + 1), option_names(*command, ""));
+    const CLI::App *command = &app;
+    std::size_t start = 0;
+    for (std::size_t dot; (dot = key.find('.', start)) != key.npos; start = dot + 1) {
+        const std::string section = key.substr(start, dot - start);
+        const CLI::App *const found = find_command(*command, section);
+        if (!found)
+            return "unknown section " + key.substr(0, dot) +
+                   suggestion(section, command_names(*command));
+        command = found;
+    }
+    return "unknown key " + key + suggestion(key.substr(start), option_names(*command, ""));
 }
 
 class Formatter : public CLI::Formatter {
