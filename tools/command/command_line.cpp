@@ -1,6 +1,7 @@
 #include "command/command_line.h"
 
 #include "base/suggestion.h"
+#include "command/command_tree.h"
 #include "command/commands.h"
 #include "render/library.h"
 
@@ -8,7 +9,6 @@
 #include <cctype>
 #include <cstdlib>
 #include <map>
-#include <sstream>
 
 namespace oxel::tools {
 
@@ -43,11 +43,6 @@ std::string environment_name(const std::string &option) {
 std::string variable(const std::string &name) {
     const char *const value = std::getenv(name.c_str());
     return value ? value : "";
-}
-
-/// The long name, without its dashes; "" if there is none.
-std::string long_name(const CLI::Option &option) {
-    return option.get_lnames().empty() ? "" : option.get_lnames().front();
 }
 
 /// Files in which CLI11 sees only what the environment does not say, which it reads later.
@@ -101,18 +96,6 @@ std::vector<std::string> values_of(const CLI::App &command, const std::string &n
         if (auto values = values_of(*subcommand, name); !values.empty())
             return values;
     return {};
-}
-
-std::vector<const CLI::App *> commands_of(const CLI::App &command) {
-    return command.get_subcommands([](const CLI::App *) { return true; });
-}
-
-/// Null if there is none.
-const CLI::App *find_command(const CLI::App &command, const std::string &name) {
-    for (const CLI::App *each : commands_of(command))
-        if (each->get_name() == name)
-            return each;
-    return nullptr;
 }
 
 std::vector<std::string> command_names(const CLI::App &command) {
@@ -218,17 +201,13 @@ std::string help_text(const CLI::App &app) {
     if (!app.got_subcommand("help"))
         return app.help();
     const CLI::App *command = &app;
-    std::string before;
     for (const std::string &word : app.get_subcommand("help")->get_option("COMMAND")->results()) {
-        before += (before.empty() ? "" : " ") + command->get_name();
         const CLI::App *const found = find_command(*command, word);
         if (!found)
             throw unknown_command(word, *command);
         command = found;
     }
-    return app.get_formatter()->make_help(
-        command, before + (before.empty() ? "" : " ") + command->get_name(),
-        CLI::AppFormatMode::Normal);
+    return app.get_formatter()->make_help(command, full_name(*command), CLI::AppFormatMode::Normal);
 }
 
 std::string missing_commands(const CLI::App &app) {
@@ -236,10 +215,9 @@ std::string missing_commands(const CLI::App &app) {
     const auto commands = commands_of(command);
     if (commands.empty() || !app.remaining(true).empty())
         return "";
-    const std::string name = (&command == &app ? "" : app.get_name() + " ") + command.get_name();
     std::string list;
     for (const CLI::App *each : commands)
-        list += name + " " + each->get_name() + std::string(12 - each->get_name().size(), ' ') +
+        list += full_name(*each) + std::string(12 - each->get_name().size(), ' ') +
                 each->get_description() + "\n";
     return list;
 }
@@ -271,35 +249,6 @@ std::string explain(const CLI::App &app, const CLI::ParseError &error) {
     if (values == std::vector{variable(environment_name(name))})
         return environment_name(name) + ": " + message;
     return defaults.give(name, values) ? file + ": " + message : message;
-}
-
-bool is_flag(const CLI::Option &option) {
-    return option.get_expected_min() == 0;
-}
-
-std::vector<std::string> choices(const CLI::Option &option) {
-    const std::string type = option.get_type_name(); // TEXT:{one,other}
-    const std::size_t from = type.find('{');
-    std::vector<std::string> names;
-    if (from == std::string::npos)
-        return names;
-    std::istringstream list(type.substr(from + 1, type.find('}') - from - 1));
-    for (std::string name; std::getline(list, name, ',');)
-        names.push_back(name);
-    return names;
-}
-
-std::string value_text(const CLI::Option &option) {
-    std::string text = option.get_option_text();
-    if (is_flag(option))
-        return "";
-    for (const std::string &name : choices(option))
-        text += (text.empty() ? "" : "|") + name;
-    if (text.empty() && !option.get_positional())
-        text = option.get_type_name();
-    if (!option.get_default_str().empty() && !option.get_positional())
-        text += " [" + option.get_default_str() + "]";
-    return text;
 }
 
 } // namespace oxel::tools

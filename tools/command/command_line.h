@@ -24,14 +24,6 @@ std::string missing_commands(const CLI::App &app);
 /// What is wrong, and where it was said: on the command line, in the environment or in the file.
 std::string explain(const CLI::App &app, const CLI::ParseError &error);
 
-bool is_flag(const CLI::Option &option);
-
-/// The value that an option takes, as help shows it: "" for a flag.
-std::string value_text(const CLI::Option &option);
-
-/// The values that an option can have, if it is a choice.
-std::vector<std::string> choices(const CLI::Option &option);
-
 } // namespace oxel::tools
 
 #endif

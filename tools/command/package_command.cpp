@@ -52,7 +52,8 @@ Shows the header, the palette, and how much of the colour space goes to each pal
 damaged package it shows what can be read, and exits with 1. Of a panel description it shows what
 that says.
 
-Example: oxel package info panel.lut)";
+Example:
+  oxel package info panel.lut)";
 
 struct BuildRequest {
     std::string description;

@@ -2,6 +2,7 @@
 
 #include "base/failure.h"
 #include "command/frame_options.h"
+#include "command/picture_options.h"
 #include "pictures/picture.h"
 #include "render/library.h"
 #include "render/panel_codes.h"
