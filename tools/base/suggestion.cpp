@@ -3,23 +3,27 @@
 #include <algorithm>
 #include <cstddef>
 #include <numeric>
+#include <utility>
 
 namespace oxel::tools {
 
 namespace {
 
-/// Letters to insert, remove or replace, after Levenshtein, "Binary codes capable of correcting
-/// deletions, insertions, and reversals", 1966.
+/// Letters to insert, remove, replace or exchange with their neighbours, after Damerau, "A technique
+/// for computer detection and correction of spelling errors", 1964.
 std::size_t distance(const std::string &from, const std::string &to) {
+    std::vector<std::size_t> before;
+    std::vector<std::size_t> above;
     std::vector<std::size_t> row(to.size() + 1);
     std::iota(row.begin(), row.end(), std::size_t{0});
-    for (std::size_t i = 0; i < from.size(); ++i) {
-        std::size_t corner = row[0];
-        row[0] = i + 1;
-        for (std::size_t j = 0; j < to.size(); ++j) {
-            const std::size_t replaced = corner + (from[i] != to[j]);
-            corner = row[j + 1];
-            row[j + 1] = std::min({replaced, row[j] + 1, corner + 1});
+    for (std::size_t i = 1; i <= from.size(); ++i) {
+        before = std::exchange(above, row);
+        row[0] = i;
+        for (std::size_t j = 1; j <= to.size(); ++j) {
+            const bool same = from[i - 1] == to[j - 1];
+            row[j] = std::min({above[j - 1] + !same, row[j - 1] + 1, above[j] + 1});
+            if (i > 1 && j > 1 && from[i - 1] == to[j - 2] && from[i - 2] == to[j - 1])
+                row[j] = std::min(row[j], before[j - 2] + 1);
         }
     }
     return row.back();

@@ -115,9 +115,7 @@ std::string zsh_value(const CLI::Option &option, const std::string &name) {
     const std::string message = ":" + escaped(name, ":") + ":";
     if (!takes_file(option))
         return message + "(" + values + ")";
-    return message + (values.empty()
-                          ? "_files"
-                          : "{_alternative 'names:name:(" + values + ")' 'files:file:_files'}");
+    return message + (values.empty() ? "_files" : "_oxel_name_or_file " + values);
 }
 
 void write_zsh_function(std::ostream &script, const CLI::App &command) {
@@ -161,8 +159,13 @@ void write_zsh_function(std::ostream &script, const CLI::App &command) {
 
 void write_zsh_completion(std::ostream &script, const CLI::App &app) {
     script << "#compdef oxel\n# Completion of oxel for zsh.\n";
+    script << R"zsh(
+_oxel_name_or_file() {
+    _alternative "names:name:($*)" 'files:file:_files'
+}
+)zsh";
     write_zsh_function(script, app);
-    script << "\n_oxel \"$@\"\n";
+script << "\n_oxel \"$@\"\n";
 }
 
 namespace {
