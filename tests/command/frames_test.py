@@ -3,7 +3,6 @@
 import contextlib
 import gzip
 import io
-import itertools
 import os
 import pathlib
 import struct
@@ -48,8 +47,8 @@ def compiled(name, symbol):
 
 class Frames(CommandCase):
     def test_other_programs_read_the_codes_and_view_shows_them(self):
-        for codes, (width, height) in itertools.product(
-                ((1, 0, 0, 1), (3, 1, 0, 2), (0, 5, 9, 2), (7, 200, 3, 255)), ((24, 16), (13, 3), (1, 1))):
+        for codes, width, height in (((1, 0, 0, 1), 24, 16), ((3, 1, 0, 2), 13, 3), ((0, 5, 9, 2), 15, 2),
+                                     ((0, 4, 2, 1), 1, 1), ((7, 200, 3, 255), 9, 9)):
             pathlib.Path("p.lut").write_bytes(package_with(codes))
             options = f"--panel p.lut --size {width}x{height}"
             self.oxel(f"render photo.png -o plain.bin --layout 0 {options}")
@@ -78,9 +77,8 @@ class Frames(CommandCase):
                 packed_file = pathlib.Path(f"a.{suffix}.gz").read_bytes()
                 self.assertEqual(gzip.decompress(packed_file), data)
                 self.assertEqual(packed_file[4:8], bytes(4), "tells a time")
-                for name in (f"a.{suffix}", f"a.{suffix}.gz"):
-                    self.oxel(f"view {name} -o view.png {options} {choice}")
-                    np.testing.assert_array_equal(Image.open("view.png"), shown, form)
+                self.oxel(f"view a.{suffix}.gz -o view.png {options} {choice}")
+                np.testing.assert_array_equal(Image.open("view.png"), shown, form)
             for name in ("a.png", "a.bmp"):
                 np.testing.assert_array_equal(Image.open(name).convert("RGB"), shown, name)
             for bits in (4, 2, 1):
@@ -100,10 +98,12 @@ class Frames(CommandCase):
         pathlib.Path("grey.png").write_bytes(png)
         self.oxel(f"view grey.png -o v.png --panel panel.lut")
         np.testing.assert_array_equal(Image.open("v.png"), Image.open("preview.png"))
-        for name in ("a.png", "a.bmp", "a.h", "a.bin.gz", "a.png.gz"):
+        for name in ("a.png", "a.bmp", "a.h", "a.bin.gz"):
             self.oxel(f"render photo.png -o {name} --quiet {size}")
+            self.oxel(f"view {name} -o v.png {size}")
+            np.testing.assert_array_equal(Image.open("v.png"), Image.open("preview.png"))
             whole = pathlib.Path(name).read_bytes()
-            for tenths in range(10):
+            for tenths in range(1, 10, 2):
                 pathlib.Path("cut_" + name).write_bytes(whole[:len(whole) * tenths // 10])
                 self.refused(f"view cut_{name} -o no.png {size}", f"cut_{name}: ")
             self.refused(f"view {name} -o no.png --panel panel.lut --size 24x17", f"{name}: (holds a frame|has)")
