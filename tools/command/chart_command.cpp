@@ -207,11 +207,14 @@ CLI::App *add_chart(CLI::App &command, const std::string &name, const std::strin
 void add_chart_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("chart", "Draw what one needs to measure a panel");
     command->require_subcommand(1);
-    const auto options = std::make_shared<ChartOptions>();
-    add_chart(*command, "patches", "Each palette colour alone, to be measured", *options)
-        ->callback([options] { draw_patches(*options); });
+    // Options of its own for each: CLI11 gives also the subcommands that were not named their values
+    // from the environment.
+    const auto patches = std::make_shared<ChartOptions>();
+    add_chart(*command, "patches", "Each palette colour alone, to be measured", *patches)
+        ->callback([patches] { draw_patches(*patches); });
     const auto add_rendered = [&](const std::string &name, const std::string &description,
                                   Bytes (*draw)(ImageSize)) {
+        const auto options = std::make_shared<ChartOptions>();
         CLI::App *chart = add_chart(*command, name, description, *options);
         add_choice(*chart, "--dither", options->dithering_mode, dither_names, "Error diffusion");
         chart->callback([options, name, draw] { draw_rendered(*options, name, draw); });
