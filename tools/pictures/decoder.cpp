@@ -160,7 +160,8 @@ VImage turn(const VImage &image, int orientation) {
 }
 
 /// A picture as `wanted`, on the background.
-Bytes frame(const OpenPicture &picture, int orientation, const Decoding &wanted) {
+void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
+           std::span<std::uint8_t> rgb) {
     const Framing &framing = wanted.framing;
     const ImageSize size = wanted.size;
     const std::vector<double> background(framing.background.begin(), framing.background.end());
@@ -193,26 +194,28 @@ Bytes frame(const OpenPicture &picture, int orientation, const Decoding &wanted)
     const VImage framed = image.gravity(
         VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
         VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background));
-    std::size_t count = 0;
-    void *memory = framed.write_to_memory(&count);
-    return take_vips_memory(memory, count);
+    if (vips_image_write(framed.get_image(), image_of(rgb, size).get_image()) != 0)
+        throw vips::VError();
 }
 
-DecodedPicture decode(int file, const Decoding &wanted, const PictureLimits &limits) {
+ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
+                 std::span<std::uint8_t> rgb) {
     OpenPicture picture = open_picture_file(file, wanted.document, 1, limits);
     const int orientation = orientation_of(picture.image, wanted.framing.rotation);
     const ImageSize own = upright(size_of(picture.image), orientation);
     if (wanted.size.pixels() == 0)
-        return {own, {}};
+        return own;
     if (picture.drawing)
         picture = open_picture_file(file, wanted.document,
                                     drawing_scale(own, wanted.size, wanted.framing.fit), limits);
-    return {wanted.size, frame(picture, orientation, wanted)};
+    frame(picture, orientation, wanted, rgb);
+    return wanted.size;
 }
 
 } // namespace
 
-DecodedPicture decode_picture(int file, const Decoding &wanted, const PictureLimits &limits) {
+ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
+                         std::span<std::uint8_t> rgb) {
     static const bool prepared = [] {
         start_vips();
         block_other_loaders();
@@ -222,9 +225,9 @@ DecodedPicture decode_picture(int file, const Decoding &wanted, const PictureLim
     take_vips_messages();
     const unsigned losses = vips_losses();
     try {
-        DecodedPicture picture = decode(file, wanted, limits);
+        const ImageSize size = decode(file, wanted, limits, rgb);
         if (vips_losses() == losses)
-            return picture;
+            return size;
     } catch (const vips::VError &) { // told below
     }
     const std::string message = take_vips_messages();

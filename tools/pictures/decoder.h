@@ -1,11 +1,11 @@
 #ifndef OXEL_TOOLS_DECODER_H
 #define OXEL_TOOLS_DECODER_H
 
-#include "base/files.h"
 #include "base/image_size.h"
 #include "pictures/framing.h"
 
-#include <string>
+#include <cstdint>
+#include <span>
 
 namespace oxel::tools {
 
@@ -16,13 +16,10 @@ struct Decoding {
     bool document; // whether a PDF is expected
 };
 
-struct DecodedPicture {
-    ImageSize size;
-    Bytes rgb; // 3 bytes a pixel in sRGB; none if its own size was asked for
-};
-
-/// Decodes the picture in a file, here and now. Throws std::runtime_error and std::bad_alloc.
-DecodedPicture decode_picture(int file, const Decoding &wanted, const PictureLimits &limits);
+/// Decodes the picture in a file, here and now, to 3 bytes a pixel in sRGB, unless its own size is
+/// asked for. Returns the size. Throws std::runtime_error and std::bad_alloc.
+ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
+                         std::span<std::uint8_t> rgb);
 
 } // namespace oxel::tools
 

@@ -59,8 +59,9 @@ class SharedMemory {
 
     int file() const { return file_.get(); }
 
-    Bytes contents() const {
-        Bytes bytes(size_);
+    std::size_t size() const { return size_; }
+
+    void read(Bytes &bytes) const {
         for (std::size_t done = 0; done < size_;) {
             const ssize_t count =
                 pread(file_.get(), bytes.data() + done, size_ - done, static_cast<off_t>(done));
@@ -68,7 +69,6 @@ class SharedMemory {
                 throw std::bad_alloc();
             done += static_cast<std::size_t>(count);
         }
-        return bytes;
     }
 
   private:
@@ -97,7 +97,10 @@ class DecoderProcess {
     bool is_alive() const { return process_ > 0; }
     bool fits(const PictureLimits &limits) const { return limits == limits_; }
 
-    Answer ask(const DecoderRequest &request, int picture, int memory) {
+    /// The pixels go to `rgb`, which has their size.
+    Answer ask(const DecoderRequest &request, int picture, Bytes &rgb) {
+        if (!memory_ || memory_->size() != rgb.size())
+            memory_.emplace(rgb.size());
         const bool fresh = !std::exchange(used_, true);
         const double start = processor_seconds();
         // For a process whose parent is gone; the parent is more exact.
@@ -105,10 +108,12 @@ class DecoderProcess {
                              RLIM_INFINITY};
         prlimit(process_, RLIMIT_CPU, &time, nullptr);
         Answer answer{};
-        if (send_packet(socket_.get(), &request, sizeof request, picture, memory) &&
+        if (send_packet(socket_.get(), &request, sizeof request, picture, memory_->file()) &&
             await_reply(start, answer.reply) &&
             receive_packet(socket_.get(), &answer.reply, sizeof answer.reply)) {
             answer.reply.reason.back() = '\0';
+            if (answer.reply.result == DecoderReply::done)
+                memory_->read(rgb);
             answer.worth_another = answer.reply.result == DecoderReply::out_of_memory && !fresh;
             return answer;
         }
@@ -137,8 +142,8 @@ class DecoderProcess {
         std::string program = "oxel";
         std::string argument = decoder_argument;
         char *const arguments[] = {program.data(), argument.data(), nullptr};
-        const int error = posix_spawn(&process_, own_program().c_str(), &actions, nullptr,
-                                      arguments, environ);
+        const int error =
+            posix_spawn(&process_, own_program().c_str(), &actions, nullptr, arguments, environ);
         posix_spawn_file_actions_destroy(&actions);
         const DecoderSettings settings{limits_, vips_threads()};
         if (error != 0) {
@@ -173,7 +178,8 @@ class DecoderProcess {
 
     /// Whether a reply, or the end of the process, is there before the time is over.
     bool await_reply(double start, DecoderReply &reply) {
-        const auto end = Clock::now() + std::chrono::seconds(clock_seconds_a_second) * limits_.seconds;
+        const auto end =
+            Clock::now() + std::chrono::seconds(clock_seconds_a_second) * limits_.seconds;
         for (;;) {
             const double left = start + limits_.seconds - processor_seconds();
             if (left <= 0)
@@ -208,8 +214,7 @@ class DecoderProcess {
         } else if (end.si_status == SIGBUS) {
             refuse(reply, "was cut short while it was read");
         } else {
-            refuse(reply,
-                   std::string("its decoder crashed: ") + strsignal(end.si_status));
+            refuse(reply, std::string("its decoder crashed: ") + strsignal(end.si_status));
         }
     }
 
@@ -219,8 +224,7 @@ class DecoderProcess {
         const ssize_t count = pread(errors_.get(), text.data(), text.size(), 0);
         const std::string_view said(text.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
         return said.find("memory allocation of") != said.npos ||
-               said.find("failed to allocate") != said.npos ||
-               said.find("bad_alloc") != said.npos;
+               said.find("failed to allocate") != said.npos || said.find("bad_alloc") != said.npos;
     }
 
     void wait() {
@@ -233,6 +237,7 @@ class DecoderProcess {
     pid_t process_ = -1;
     Descriptor socket_;
     Descriptor errors_;
+    std::optional<SharedMemory> memory_; // kept for pictures of the same size
     bool used_ = false;
 };
 
@@ -260,14 +265,14 @@ class DecoderPool {
 };
 
 DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int picture,
-                 int memory) {
+                 Bytes &rgb) {
     static DecoderPool pool;
     std::unique_ptr<DecoderProcess> process = pool.take(limits);
-    Answer answer = process->ask(request, picture, memory);
+    Answer answer = process->ask(request, picture, rgb);
     if (answer.worth_another) {
         // Perhaps the pictures before this one are to blame.
         process = std::make_unique<DecoderProcess>(limits);
-        answer = process->ask(request, picture, memory);
+        answer = process->ask(request, picture, rgb);
     }
     pool.give_back(std::move(process));
     return answer.reply;
@@ -278,14 +283,14 @@ DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int
 Bytes decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
                    ImageSize &size) {
     const Descriptor picture = open_regular(path);
-    const SharedMemory pixels(3 * wanted.size.pixels());
-    const DecoderReply reply = ask({wanted}, limits, picture.get(), pixels.file());
+    Bytes rgb(3 * wanted.size.pixels());
+    const DecoderReply reply = ask({wanted}, limits, picture.get(), rgb);
     if (reply.result == DecoderReply::out_of_memory)
         throw Failure(path, memory_refusal(limits));
     if (reply.result == DecoderReply::refused)
         throw Failure(path, reply.reason.data());
     size = reply.size;
-    return pixels.contents();
+    return rgb;
 }
 
 } // namespace oxel::tools

@@ -20,24 +20,32 @@ void refuse(DecoderReply &reply, const char *reason) {
     std::strncpy(reply.reason.data(), reason, reply.reason.size() - 1);
 }
 
-/// Copies the pixels to the memory that the asking process shares.
-void hand_over(const Bytes &rgb, int memory) {
-    if (rgb.empty())
-        return;
-    void *const shared = mmap(nullptr, rgb.size(), PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
-    if (shared == MAP_FAILED)
-        throw std::bad_alloc();
-    std::memcpy(shared, rgb.data(), rgb.size());
-    munmap(shared, rgb.size());
-}
+/// The memory that the asking process shares.
+class SharedPixels {
+  public:
+    SharedPixels(int memory, std::size_t size) : size_(size) {
+        if (size > 0)
+            pixels_ = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
+        if (pixels_ == MAP_FAILED)
+            throw std::bad_alloc();
+    }
+    SharedPixels(const SharedPixels &) = delete;
+    SharedPixels &operator=(const SharedPixels &) = delete;
+    ~SharedPixels() { munmap(pixels_, size_); }
+
+    std::span<std::uint8_t> bytes() const { return {static_cast<std::uint8_t *>(pixels_), size_}; }
+
+  private:
+    std::size_t size_;
+    void *pixels_ = nullptr;
+};
 
 DecoderReply serve(const DecoderRequest &request, const TwoFiles &files,
                    const PictureLimits &limits) {
     DecoderReply reply{};
     try {
-        const DecodedPicture picture = decode_picture(files[0].get(), request.wanted, limits);
-        hand_over(picture.rgb, files[1].get());
-        reply.size = picture.size;
+        const SharedPixels pixels(files[1].get(), 3 * request.wanted.size.pixels());
+        reply.size = decode_picture(files[0].get(), request.wanted, limits, pixels.bytes());
     } catch (const std::bad_alloc &) {
         reply.result = DecoderReply::out_of_memory;
     } catch (const std::exception &error) {

@@ -56,8 +56,12 @@ void limit_memory(const PictureLimits &limits) {
 #if defined(LANDLOCK_ACCESS_FS_MAKE_SYM) && defined(SYS_landlock_create_ruleset)
 /// Folders and files that libraries may look into while they decode.
 std::vector<std::string> readable_places() {
-    std::vector<std::string> places = {"/usr", "/lib", "/lib64", "/etc/fonts",
-                                       "/etc/ld.so.cache", "/var/cache/fontconfig",
+    std::vector<std::string> places = {"/usr",
+                                       "/lib",
+                                       "/lib64",
+                                       "/etc/fonts",
+                                       "/etc/ld.so.cache",
+                                       "/var/cache/fontconfig",
                                        "/sys/devices/system/cpu"};
     if (const char *const home = std::getenv("HOME"))
         for (const char *const fonts :
