@@ -1,5 +1,6 @@
 #include "pictures/decoder.h"
 
+#include "base/files.h"
 #include "pictures/loaders.h"
 #include "pictures/vips_session.h"
 
@@ -128,7 +129,7 @@ VImage most_interesting(const VImage &picture, ImageSize size) {
 struct PartRows {
     Box part;
     std::size_t row_bytes;
-    Bytes bytes;
+    std::span<std::uint8_t> bytes;
 
     static int take(VipsRegion *region, VipsRect *area, void *self) {
         auto &rows = *static_cast<PartRows *>(self);
@@ -141,14 +142,12 @@ struct PartRows {
     }
 };
 
-/// A part of it. The whole is read, so that a picture that is cut off is noticed wherever it is.
-Bytes read_part(const VImage &picture, Box part) {
-    PartRows rows{part, VIPS_IMAGE_SIZEOF_PEL(picture.get_image()), {}};
-    rows.row_bytes *= static_cast<std::size_t>(part.size.width);
-    rows.bytes.resize(rows.row_bytes * static_cast<std::size_t>(part.size.height));
+/// Writes a part of it, 3 bytes a pixel. The whole is read, so that a picture that is cut off is
+/// noticed wherever it is.
+void read_part(const VImage &picture, Box part, std::span<std::uint8_t> rgb) {
+    PartRows rows{part, 3 * static_cast<std::size_t>(part.size.width), rgb};
     if (vips_sink_disc(picture.get_image(), PartRows::take, &rows) != 0)
         throw vips::VError();
-    return rows.bytes;
 }
 
 VImage turn(const VImage &image, int orientation) {
@@ -184,7 +183,8 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
         part.size = {std::min(size.width, resized.width), std::min(size.height, resized.height)};
         part = stored_box(part, resized, orientation);
         if (streamed) {
-            rows = read_part(image, part);
+            rows.resize(3 * part.size.pixels());
+            read_part(image, part, rows);
             image = image_of(rows, part.size);
         } else { // what is cut off is not made in the first place
             image = image.extract_area(part.left, part.top, part.size.width, part.size.height);
@@ -194,8 +194,7 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
     const VImage framed = image.gravity(
         VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
         VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background));
-    if (vips_image_write(framed.get_image(), image_of(rgb, size).get_image()) != 0)
-        throw vips::VError();
+    read_part(framed, {0, 0, size}, rgb);
 }
 
 ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,

@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "pictures/decoder_messages.h"
 #include "pictures/loaders.h"
+#include "pictures/sandbox.h"
 #include "pictures/vips_session.h"
 
 #include <algorithm>
@@ -36,6 +37,12 @@ using Clock = std::chrono::steady_clock;
 /// A disk may be slow and a machine busy: by the clock a picture has more time.
 constexpr int clock_seconds_a_second = 10;
 
+/// The same file under a number that the new process does not use itself: where the standard ones
+/// are closed, they would be taken.
+Descriptor away_from_standard(Descriptor file) {
+    return Descriptor(fcntl(file.get(), F_DUPFD_CLOEXEC, decoder_socket + 1));
+}
+
 Descriptor open_regular(const std::string &path) {
     // Opening a pipe would wait for its writer.
     Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
@@ -47,28 +54,27 @@ Descriptor open_regular(const std::string &path) {
     return file;
 }
 
-/// Memory that two processes share, of a size that neither can change.
+/// Memory that two processes share, of a size that neither can change. There is none, for one,
+/// where files must not grow so large.
 class SharedMemory {
   public:
     explicit SharedMemory(std::size_t size)
         : size_(size), file_(memfd_create("pixels", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
         if (!file_ || ftruncate(file_.get(), static_cast<off_t>(size)) != 0 ||
             fcntl(file_.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
-            throw std::bad_alloc();
+            file_ = Descriptor();
     }
 
     int file() const { return file_.get(); }
 
     std::size_t size() const { return size_; }
 
-    void read(Bytes &bytes) const {
-        for (std::size_t done = 0; done < size_;) {
-            const ssize_t count =
-                pread(file_.get(), bytes.data() + done, size_ - done, static_cast<off_t>(done));
-            if (count <= 0)
-                throw std::bad_alloc();
-            done += static_cast<std::size_t>(count);
-        }
+    bool read(Bytes &bytes) const {
+        std::size_t done = 0;
+        for (ssize_t count = 1; count > 0 && done < size_; done += static_cast<std::size_t>(count))
+            count = std::max<ssize_t>(
+                0, pread(file_.get(), bytes.data() + done, size_ - done, static_cast<off_t>(done)));
+        return done == size_;
     }
 
   private:
@@ -110,10 +116,10 @@ class DecoderProcess {
         Answer answer{};
         if (send_packet(socket_.get(), &request, sizeof request, picture, memory_->file()) &&
             await_reply(start, answer.reply) &&
-            receive_packet(socket_.get(), &answer.reply, sizeof answer.reply)) {
+            receive_packet(socket_.get(), &answer.reply, sizeof answer.reply) &&
+            (answer.reply.result != DecoderReply::done ||
+             receive_pixels(start, answer.reply, rgb))) {
             answer.reply.reason.back() = '\0';
-            if (answer.reply.result == DecoderReply::done)
-                memory_->read(rgb);
             answer.worth_another = answer.reply.result == DecoderReply::out_of_memory && !fresh;
             return answer;
         }
@@ -131,13 +137,14 @@ class DecoderProcess {
         if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
             throw std::runtime_error(std::string("decoder: ") + std::strerror(errno));
         socket_ = Descriptor(ends[0]);
-        const Descriptor theirs(ends[1]);
-        errors_ = Descriptor(memfd_create("errors", MFD_CLOEXEC));
+        const Descriptor theirs = away_from_standard(Descriptor(ends[1]));
+        errors_ = away_from_standard(Descriptor(memfd_create("errors", MFD_CLOEXEC)));
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_adddup2(&actions, errors_.get(), STDERR_FILENO);
+        if (!process_is_watched()) // whoever watches wants to be heard
+            posix_spawn_file_actions_adddup2(&actions, errors_.get(), STDERR_FILENO);
         posix_spawn_file_actions_adddup2(&actions, theirs.get(), decoder_socket);
         std::string program = "oxel";
         std::string argument = decoder_argument;
@@ -201,6 +208,17 @@ class DecoderProcess {
         reply.result = DecoderReply::refused;
         std::strncpy(reply.reason.data(), reason.c_str(), reply.reason.size() - 1);
         return false;
+    }
+
+    bool receive_pixels(double start, DecoderReply &reply, Bytes &rgb) {
+        if (memory_->file() >= 0)
+            return memory_->read(rgb);
+        for (std::size_t done = 0; done < rgb.size(); done += pixel_packet)
+            if (!await_reply(start, reply) ||
+                !receive_packet(socket_.get(), rgb.data() + done,
+                                std::min(pixel_packet, rgb.size() - done)))
+                return false;
+        return true;
     }
 
     void explain_death(DecoderReply &reply, bool fresh, bool &worth_another) {

@@ -34,16 +34,6 @@ namespace oxel::tools {
 
 namespace {
 
-/// Whether something watches the process that needs more than it does.
-bool is_watched() {
-#ifdef OXEL_SANITIZED
-    return true;
-#else
-    const char *const preloaded = std::getenv("LD_PRELOAD");
-    return preloaded && std::string_view(preloaded).find("vgpreload") != std::string_view::npos;
-#endif
-}
-
 void limit_memory(const PictureLimits &limits) {
     // The program itself and the libraries' code have their share of what a process takes.
     const rlim_t program = 64;
@@ -164,8 +154,17 @@ void restrict_system_calls() {
 
 } // namespace
 
+bool process_is_watched() {
+#ifdef OXEL_SANITIZED
+    return true;
+#else
+    const char *const preloaded = std::getenv("LD_PRELOAD");
+    return preloaded && std::string_view(preloaded).find("vgpreload") != std::string_view::npos;
+#endif
+}
+
 void enter_sandbox(const PictureLimits &limits) {
-    if (is_watched())
+    if (process_is_watched())
         return;
     limit_memory(limits);
     restrict_files();
