@@ -9,7 +9,7 @@ cd "$(dirname "$0")"
 build=${BUILD_DIR:-build/test}
 
 scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
-    libvips-dev libcli11-dev nlohmann-json3-dev libqhull-dev zlib1g-dev \
+    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev libqhull-dev zlib1g-dev \
     python3-numpy python3-pil python3-distributed
 
 echo "Building in $build"

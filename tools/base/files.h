@@ -27,6 +27,18 @@ Bytes read_input(const std::string &path);
 /// Throws Failure if not all of it could be written.
 void write_standard_output(std::span<const std::uint8_t> bytes);
 
+/// What tells a file's contents from those that it had at other times.
+struct FileVersion {
+    std::int64_t nanoseconds = 0; // of its last change
+    std::int64_t bytes = -1;      // -1: there is no file
+
+    bool operator==(const FileVersion &) const = default;
+};
+
+FileVersion file_version(const std::string &path);
+
+using FileVersions = std::map<std::string, FileVersion>; // by their names
+
 /// The files that a run reads and writes, told apart by where they really are.
 class TakenFiles {
   public:
@@ -41,6 +53,7 @@ class TakenFiles {
     std::map<std::filesystem::path, bool> taken_; // whether it is an input
 };
 
+/// Throws Failure for outputs that add_output refuses or that are read-only.
 void check_outputs(const std::vector<std::string> &outputs, const std::vector<std::string> &inputs);
 
 /// Makes the folder and those above it. Throws Failure if there is none afterwards.
@@ -66,8 +79,13 @@ class OutputFiles {
     OutputFiles &operator=(const OutputFiles &) = delete;
     ~OutputFiles();
 
-    /// Into a pipe, which nobody can take back, at once.
+    /// Into a pipe, which nobody can take back, at once. A file that was there keeps its mode and
+    /// owner; one that is read-only is a Failure.
     void write(const std::string &path, std::span<const std::uint8_t> bytes);
+
+    /// The versions that the files written so far will have once they are published.
+    FileVersions versions() const;
+
     void publish();
 
   private:

@@ -1,5 +1,6 @@
 #include "command/commands.h"
 
+#include "base/failure.h"
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
 #include "render/line_pairs.h"
@@ -116,7 +117,7 @@ void run(const GuardOptions &options) {
         write_plot(options.plot, picture, size, series);
     print(table, options.json);
     if (!options.plot.empty() && !options.json)
-        std::cout << options.plot << ": plot\n";
+        std::cout << printable(options.plot) << ": plot\n";
 }
 
 } // namespace

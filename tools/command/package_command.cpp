@@ -94,7 +94,8 @@ void build(BuildRequest request) {
                       {reinterpret_cast<const std::uint8_t *>(page.data()), page.size()});
     }
     outputs.publish();
-    std::cout << request.output << ": " << package.size() << " bytes\n" << text_report(report);
+    std::cout << printable(request.output) << ": " << package.size() << " bytes\n"
+              << text_report(report);
 }
 
 std::string hexadecimal(std::uint32_t number, int digits) {
@@ -145,8 +146,8 @@ void print_palette(std::span<const std::uint8_t> package, const PackageFields &f
 }
 
 void print_description(const std::string &path, const PanelDescription &panel) {
-    std::cout << path << ": a panel description, of which oxel package build makes a package\n"
-              << "name          " << panel.name << "\nsize          "
+    std::cout << printable(path) << ": a panel description, of which oxel package build makes a package\n"
+              << "name          " << printable(panel.name) << "\nsize          "
               << (panel.size ? panel.size->text() : "that of each picture") << "\ntft_layout    "
               << panel.layout << "\n\nindex   R   G   B  TCON\n";
     for (std::size_t i = 0; i < panel.colours.size(); ++i) {
@@ -161,7 +162,7 @@ void info(const std::string &path) {
     const Bytes package = read_file(path);
     if (!package.empty() && is_description(package))
         return print_description(path, read_panel_description(path));
-    std::cout << path << ": " << package.size() << " bytes\n";
+    std::cout << printable(path) << ": " << package.size() << " bytes\n";
     if (const auto fields = read_package_fields(package)) {
         print_fields(*fields, package_crc(package));
         print_palette(package, *fields);

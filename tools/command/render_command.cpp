@@ -28,9 +28,9 @@ PHOTO - is a picture on the standard input, FRAME - the standard output.
 Several photographs, a folder (with those below it, but not behind links) or the names of --list
 (one on a line, or NUL-terminated) make a batch: FRAME and the PNGs are then folders, in which each
 photograph gets its own name with .bin (.png, .bmp or .h for frames of that kind) or .png added,
-below the name of its folder if several are given. A photograph that fails does not stop the others; the end names it. With --resume
-a batch skips what is up to date: what was made after its photograph's last change, with the same
-panel and options.
+below the name of its folder if several are given. A photograph that fails does not stop the others;
+the end names it. With --resume a batch skips what is up to date: what was made after its
+photograph's last change, with the same panel and options.
 
 A photograph's files appear when all of them are whole, also when the program is interrupted; after
 a failure there are none.
@@ -75,11 +75,11 @@ void render_single(const RenderOptions &options, const Panel &panel) {
     if (options.json || options.quiet)
         return;
     std::ostream &report = job.frame == "-" ? std::cerr : std::cout;
-    report << (job.frame == "-" ? "frame" : job.frame) << ": " << result.frame_size.text() << ", "
-           << result.frame_bytes << " bytes\n";
+    report << (job.frame == "-" ? "frame" : printable(job.frame)) << ": "
+           << result.frame_size.text() << ", " << result.frame_bytes << " bytes\n";
     for (const std::string &png : {job.preview, job.nominal})
         if (!png.empty())
-            report << png << ": " << result.picture_size.text() << '\n';
+            report << printable(png) << ": " << result.picture_size.text() << '\n';
     if (result.verdict)
         report << "guard: " << verdict_name(*result.verdict) << '\n';
 }
@@ -114,9 +114,10 @@ void run(RenderOptions options) {
     if (!options.list.empty())
         for (std::string &name : listed_names(options.list))
             options.photos.push_back(std::move(name));
-    if (!batch)
+    if (!batch) {
         check_outputs({options.frame == "-" ? "" : options.frame, options.preview, options.nominal},
                       {options.photos.front(), settings.picture.panel});
+    }
     Panel panel = open_panel(settings.picture.panel);
     panel.layout = settings.frame.layout.value_or(panel.layout);
     adopt_package(panel.source, panel.package);

@@ -12,10 +12,10 @@ Bytes open_file(const std::string &photo, const PictureSettings &settings, const
     if (settings.size)
         size = *settings.size;
     else
-        size = panel.size ? *panel.size : picture_size(photo, settings.framing);
+        size = panel.size ? *panel.size : picture_size(photo, settings.framing, settings.limits);
     if (!size.supported())
         throw Failure(photo, "too large to be rendered at its own size: " + size.text());
-    Bytes picture = load_picture(photo, size, settings.framing);
+    Bytes picture = load_picture(photo, size, settings.framing, settings.limits);
     adjust(picture, size, settings.adjustment);
     return picture;
 }

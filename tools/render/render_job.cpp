@@ -67,6 +67,7 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
         write_standard_output(frame);
     else
         outputs.write(job.frame, frame);
+    result.outputs = outputs.versions();
     outputs.publish();
     return result;
 }
