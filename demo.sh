@@ -16,7 +16,7 @@ if [ ! -f "$photo" ]; then
     exit 2
 fi
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config \
-    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev libqhull-dev fonts-dejavu-core
+    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev libqhull-dev zlib1g-dev fonts-dejavu-core
 
 echo "Building in $build"
 cmake -S "$here" -B "$build" -DOXEL_BUILD_TOOLS=ON >/dev/null

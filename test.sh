@@ -10,7 +10,7 @@ build=${BUILD_DIR:-build/test}
 
 scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
     libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev libqhull-dev zlib1g-dev \
-    python3-numpy python3-pil python3-distributed
+    python3-numpy python3-pil python3-distributed zsh fish
 
 echo "Building in $build"
 cmake -S . -B "$build" -DOXEL_BUILD_TESTS=ON -DOXEL_BUILD_TOOLS=ON -DOXEL_BUILD_STATIC=ON \
