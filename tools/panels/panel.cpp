@@ -1,6 +1,7 @@
 #include "panels/panel.h"
 
 #include "base/failure.h"
+#include "base/suggestion.h"
 #include "built_in_panels.h"
 
 #include <algorithm>
@@ -10,22 +11,29 @@ namespace oxel::tools {
 
 namespace {
 
-/// JSON has no NUL; a package's header has some whenever it is true to its length.
-bool is_description(const Bytes &bytes) {
-    return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
-}
-
 PanelDescription parse(const std::string &path, const Bytes &bytes) {
     return parse_panel_description(path,
                                    {reinterpret_cast<const char *>(bytes.data()), bytes.size()});
 }
 
 Panel build(const std::string &source, const PanelDescription &description) {
-    return {source, description.name, build_package(description.colours), description.size,
-            description.layout};
+    return {source,           description.name,   build_package(description.colours),
+            description.size, description.layout, description.colour_names};
+}
+
+std::vector<std::string> built_in_names() {
+    std::vector<std::string> names;
+    for (const PanelDescription &description : built_in_panel_descriptions())
+        names.push_back(description.name);
+    return names;
 }
 
 } // namespace
+
+bool is_description(const Bytes &bytes) {
+    // JSON has no NUL; a package's header has some whenever it is true to its length.
+    return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
+}
 
 std::optional<Panel> built_in_panel(const std::string &name) {
     const std::vector<PanelDescription> descriptions = built_in_panel_descriptions();
@@ -36,8 +44,12 @@ std::optional<Panel> built_in_panel(const std::string &name) {
         const std::string_view package = built_in_packages[i];
         if (package.empty())
             return build(name, description);
-        return Panel{name, description.name, Bytes(package.begin(), package.end()),
-                     description.size, description.layout};
+        return Panel{name,
+                     description.name,
+                     Bytes(package.begin(), package.end()),
+                     description.size,
+                     description.layout,
+                     description.colour_names};
     }
     return std::nullopt;
 }
@@ -45,14 +57,15 @@ std::optional<Panel> built_in_panel(const std::string &name) {
 Panel panel_from_bytes(const std::string &source, Bytes bytes) {
     if (is_description(bytes))
         return build(source, parse(source, bytes));
-    return {source, source, std::move(bytes), std::nullopt, 0};
+    return {source, source, std::move(bytes), std::nullopt, 0, {}};
 }
 
 Panel open_panel(const std::string &name) {
     if (auto panel = built_in_panel(name))
         return std::move(*panel);
     if (!std::filesystem::exists(name))
-        throw Failure(name, "neither a built-in panel (see oxel panels) nor a file");
+        throw Failure(name, "neither a built-in panel (see oxel panels) nor a file" +
+                                suggestion(name, built_in_names()));
     return panel_from_bytes(name, read_file(name));
 }
 

@@ -18,9 +18,13 @@ struct Panel {
     Bytes package;
     std::optional<ImageSize> size;
     int layout = 0;
+    std::vector<std::string> colour_names; // none of a package
 };
 
 std::optional<Panel> built_in_panel(const std::string &name);
+
+/// Whether they are a panel description: a package is never text.
+bool is_description(const Bytes &bytes);
 
 /// A panel from a package or from a description, whichever the bytes are.
 Panel panel_from_bytes(const std::string &source, Bytes bytes);
