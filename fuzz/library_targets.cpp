@@ -20,7 +20,7 @@ void expect(bool holds) {
 
 void choose_form(Choices &choices) {
     const auto forms = oxel::all_forms();
-    const auto *form = forms.begin()[choices.byte() % forms.count];
+    const auto *form = forms.begin()[choices.byte() % forms.size()];
     oxel::force_form(form->runs_here() ? form : nullptr);
 }
 

@@ -130,9 +130,8 @@ extern OXEL_EXPORT const uint8_t *TCON_INDEX_TABLE;
  * (262,144 bytes).
  *
  * A package that passes the checks is adopted even if its tables cannot be used; renders then
- * return OXEL_UNUSABLE_TABLES. Tables can be used when each lies wholly between byte 28 and the
- * trailer, the palette and the TCON codes with as many entries as the largest index in the
- * quantisation table needs.
+ * return OXEL_UNUSABLE_TABLES. Tables can be used when each ends before the trailer, the palette
+ * and the TCON codes with as many entries as the largest index in the quantisation table needs.
  *
  * Returns OXEL_SUCCESS; OXEL_BAD_PACKAGE_LENGTH; OXEL_BAD_PACKAGE_CRC (tested before the length
  * field). After a failure the package adopted before stays in force. Must not overlap any other
@@ -153,14 +152,15 @@ OXEL_EXPORT int32_t Oxel_Morvel6_render_init(const uint8_t *package,
  *
  * Returns the first that applies; the output is untouched except on success:
  *   OXEL_NOT_INITIALISED
- *   OXEL_BAD_SELECTOR     dithering_mode, then rgb_order
+ *   OXEL_BAD_SELECTOR     dithering_mode; then, not for an empty image, rgb_order
  *   OXEL_BAD_ARGUMENT     not for an empty image: a needed pointer is null, or the size is
  *                         unsupported
  *   OXEL_UNUSABLE_TABLES  not for an empty image
  *   OXEL_OUT_OF_MEMORY
- *   OXEL_BAD_SELECTOR     output_type, or an output_order that is used
+ *   OXEL_BAD_SELECTOR     output_type, or an output_order that is used; an empty image uses none
  *   OXEL_NOT_SIX_COLOURS  OUTPUT_NOMINAL_RGB; tested before output_order
  *   OXEL_SUCCESS
+ * The last two errors, too, are found before any pixel is diffused.
  * The pointers that a call needs are the input and each output that it would write; an output
  * that the last two errors keep from being written may be null.
  */
@@ -203,9 +203,10 @@ OXEL_EXPORT int32_t Oxel_Morvel6_render_All(const uint8_t *input_image, uint32_t
  *   guard_result     receives enum Oxel_guard_result, or null
  *
  * Returns what Oxel_Morvel6_render returns, in the same order. A rejected rendering is no error.
- * guard_result is written with OXEL_SUCCESS, OXEL_NOT_SIX_COLOURS and the OXEL_BAD_SELECTOR of
- * output_type and output_order, and is untouched with every other status. An empty image of
- * width 0 and at least 4 rows has no measure and is reported as GUARD_BLANKED.
+ * One whose output is refused is measured all the same, for guard_result. guard_result is written
+ * with OXEL_SUCCESS, OXEL_NOT_SIX_COLOURS and the OXEL_BAD_SELECTOR of output_type and
+ * output_order, and is untouched with every other status. An empty image of width 0 and at least 4
+ * rows has no measure and is reported as GUARD_BLANKED.
  */
 OXEL_EXPORT int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image,
                                                         uint32_t rgb_order, uint8_t *output_image,

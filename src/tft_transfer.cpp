@@ -1,6 +1,6 @@
 #include "Oxel_Morvel6_render.h"
 #include "forms/forms.h"
-#include "heap_array.h"
+#include "heap_bytes.h"
 #include "image_size.h"
 
 #include <algorithm>
@@ -65,7 +65,7 @@ std::int32_t resize(std::uint8_t *pixels, ImageSize size, std::int32_t mode) {
         return OXEL_SUCCESS;
     const auto width = static_cast<std::size_t>(size.width);
     const auto height = static_cast<std::size_t>(size.height);
-    const auto saved_row = HeapArray<std::uint8_t>::uninitialised(pixel_size * width);
+    const auto saved_row = HeapBytes::uninitialised(pixel_size * width);
     if (!saved_row)
         return OXEL_OUT_OF_MEMORY;
     if (merges(mode))

@@ -2,6 +2,7 @@
 #include "quantisation.h"
 
 #include "diffusion_kernel.h"
+#include "library_state.h"
 #include "reference.h"
 
 #include <gtest/gtest.h>
@@ -67,7 +68,7 @@ TEST(Dithering, QuantisesTheClampedValue) {
     adopt(tables.package());
     const std::int16_t values[][3] = {{-40, 300, 128}, {128, 300, -40}};
     for (const std::uint32_t order : {ORDER_RGB, ORDER_BGR}) {
-        const auto [index, error] = quantise_pixel(values[order], order);
+        const auto [index, error] = quantise_pixel(values[order], order, {QLUT, EO_RGB_color});
         EXPECT_EQ(index, 1);
         EXPECT_EQ(error[2 * order], -200);
         EXPECT_EQ(error[1], 45);

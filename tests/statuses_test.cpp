@@ -77,8 +77,8 @@ struct Situation {
     std::int32_t status(bool lacks_output, bool tables_usable) const {
         return first_of({{!initialised, OXEL_NOT_INITIALISED},
                          {mode > 5, OXEL_BAD_SELECTOR},
-                         {rgb_order > 1, OXEL_BAD_SELECTOR},
                          {empty, OXEL_SUCCESS},
+                         {rgb_order > 1, OXEL_BAD_SELECTOR},
                          {!supported || no_input || lacks_output, OXEL_BAD_ARGUMENT},
                          {!tables_usable, OXEL_UNUSABLE_TABLES},
                          {!memory, OXEL_OUT_OF_MEMORY}});
@@ -110,7 +110,7 @@ void expect_single(const Adopted &adopted, Combination combination, bool &all_se
     const std::int32_t refusal =
         first_of({{type < 1 || type > 3, OXEL_BAD_SELECTOR},
                   {type == OUTPUT_NOMINAL_RGB && adopted.colours != 6, OXEL_NOT_SIX_COLOURS},
-                  {type != OUTPUT_TCON_CODE && output_order > 1, OXEL_BAD_SELECTOR}});
+                  {type != OUTPUT_TCON_CODE && output_order > 1 && !s.empty, OXEL_BAD_SELECTOR}});
     const bool writes = refusal == OXEL_SUCCESS;
     const std::int32_t early =
         s.status(no_output && writes,
@@ -119,9 +119,12 @@ void expect_single(const Adopted &adopted, Combination combination, bool &all_se
     Bytes output = untouched, guarded = untouched;
     const auto *input = s.no_input ? nullptr : picture.data();
     std::int32_t verdict = no_verdict;
+    // A render that is going to be refused does not look at its input.
+    const auto *unread = reinterpret_cast<const std::uint8_t *>(1);
     ASSERT_EQ(s.of([&] {
-        return Oxel_Morvel6_render(input, s.rgb_order, no_output ? nullptr : output.data(),
-                                   output_order, s.size.first, s.size.second, s.mode, type);
+        return Oxel_Morvel6_render(writes || !input ? input : unread, s.rgb_order,
+                                   no_output ? nullptr : output.data(), output_order, s.size.first,
+                                   s.size.second, s.mode, type);
     }),
               expected);
     ASSERT_EQ(s.of([&] {

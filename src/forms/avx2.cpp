@@ -26,6 +26,7 @@ struct Avx2 {
     static constexpr int pixels = 4;
     static constexpr int doubles = 4;
     static constexpr int wavefront_registers = 4;
+    static constexpr int step_cost = 2; // of the wavefront, in pixels of the portable form
     static constexpr int segment_registers = 2;
     static const Form &narrower() { return portable_form; }
 
@@ -52,18 +53,16 @@ bool runs_here() {
 
 } // namespace
 
-constinit const Form avx2_form = {"AVX2",
-                                  runs_here,
-                                  diffusion_memory<Avx2>,
-                                  diffuse<Avx2>,
-                                  write_pixels,
-                                  count_in_lanes<Avx2>,
-                                  power_in_lanes<Avx2>,
-                                  adjust_in_lanes<Avx2>,
-                                  map_bytes,
-                                  merge_rows_by_four,
-                                  split_row_by_four,
-                                  carryless_crc32};
+constinit const Form avx2_form = {.name = "AVX2",
+                                  .runs_here = runs_here,
+                                  .diffusion_memory = diffusion_memory_in_lanes<Avx2>,
+                                  .diffuse = diffuse_in_lanes<Avx2>,
+                                  .count_indices = count_in_lanes<Avx2>,
+                                  .power = power_in_lanes<Avx2>,
+                                  .adjust = adjust_in_lanes<Avx2>,
+                                  .merge_rows = merge_rows_by_four,
+                                  .split_row = split_row_by_four,
+                                  .crc32 = carryless_crc32};
 
 } // namespace oxel
 

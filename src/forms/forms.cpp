@@ -1,10 +1,8 @@
 #include "forms.h"
 
-#include "portable.h"
 #include "vector_forms.h"
 
 #include <atomic>
-#include <iterator>
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
@@ -32,8 +30,8 @@ const Form *fastest() {
 
 } // namespace
 
-Forms all_forms() {
-    return {forms, std::size(forms)};
+std::span<const Form *const> all_forms() {
+    return forms;
 }
 
 const Form &chosen_form() {

@@ -1,9 +1,9 @@
 #ifndef OXEL_FORMS_LANES_H
 #define OXEL_FORMS_LANES_H
 
+#include "../colour_cell.h"
 #include "../diffusion.h"
 #include "../diffusion_kernel.h"
-#include "../library_state.h"
 
 #include <bit>
 #include <cstring>
@@ -82,33 +82,6 @@ OXEL_INLINE Words<Target> widen(const std::uint32_t *pixels) {
 }
 
 // Shares.
-//
-// A share is weight * error / divisor. With a factor a little above 65536 * weight / divisor it is
-// the upper half of factor * error: too large by less than the distance of the exact quotient to
-// the next integer, as long as errors are within a byte. Below 0, where the upper half is rounded
-// down, one more makes it round toward zero. Factors are even for processors that double products.
-
-constexpr int share_factor(const DiffusionKernel &kernel, int weight) {
-    return kernel.floors ? 65536 / kernel.divisor * weight
-                         : 2 * (32768 * weight / kernel.divisor + 1);
-}
-
-constexpr bool factors_are_exact(const DiffusionKernel &kernel) {
-    for (int place = 0; place < 3 * DiffusionKernel::columns; ++place) {
-        const int row = place / DiffusionKernel::columns;
-        const int column = place % DiffusionKernel::columns;
-        const int weight = kernel.weights[row][column];
-        for (int error = -255; weight != 0 && error <= 255; ++error) {
-            const int rounded_up = !kernel.floors && error < 0;
-            if ((error * share_factor(kernel, weight) >> 16) + rounded_up !=
-                kernel.share(row, column, error))
-                return false;
-        }
-    }
-    return true;
-}
-static_assert(factors_are_exact(floyd_steinberg) && factors_are_exact(jarvis_judice_ninke) &&
-              factors_are_exact(stucki));
 
 /// What each neighbour receives of a register of errors.
 template <class Target, const DiffusionKernel &kernel>
@@ -135,7 +108,7 @@ class Shares {
     template <int weight>
     OXEL_INLINE static Words<Target> share(Words<Target> error) {
         if constexpr (!kernel.has_weight(weight))
-            return error;
+            return error; // any value: at() never reads it
         const Words<Target> product = Target::high_product(error, share_factor(kernel, weight));
         return kernel.floors ? product : product - (error >> 15);
     }

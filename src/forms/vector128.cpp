@@ -21,6 +21,7 @@ struct Vector128 {
     static constexpr int pixels = 2;
     static constexpr int doubles = 2;
     static constexpr int wavefront_registers = 4;
+    static constexpr int step_cost = 2; // of the wavefront, in pixels of the portable form
     static constexpr int segment_registers = 4;
     static const Form &narrower() { return portable_form; }
 
@@ -41,18 +42,12 @@ struct Vector128 {
 
 } // namespace
 
-constinit const Form vector128_form = {"128-bit vectors",
-                                       [] { return true; },
-                                       diffusion_memory<Vector128>,
-                                       diffuse<Vector128>,
-                                       write_pixels,
-                                       count_in_lanes<Vector128>,
-                                       power_in_lanes<Vector128>,
-                                       adjust,
-                                       map_bytes,
-                                       merge_rows,
-                                       split_row,
-                                       crc32};
+constinit const Form vector128_form = {.name = "128-bit vectors",
+                                       .runs_here = [] { return true; },
+                                       .diffusion_memory = diffusion_memory_in_lanes<Vector128>,
+                                       .diffuse = diffuse_in_lanes<Vector128>,
+                                       .count_indices = count_in_lanes<Vector128>,
+                                       .power = power_in_lanes<Vector128>};
 
 } // namespace oxel
 

@@ -23,7 +23,7 @@ void count_in_lanes(const std::uint8_t *indices, std::size_t count, int colours,
     constexpr std::size_t most = 255; // matches that a byte can count
     constexpr int few_colours = 16;
     if (colours > few_colours)
-        return count_indices(indices, count, colours, counts);
+        return portable::count_indices(indices, count, colours, counts);
 
     while (count >= lanes) {
         const std::size_t vectors = count / lanes < most ? count / lanes : most;
@@ -40,7 +40,7 @@ void count_in_lanes(const std::uint8_t *indices, std::size_t count, int colours,
         indices += vectors * lanes;
         count -= vectors * lanes;
     }
-    count_indices(indices, count, colours, counts);
+    portable::count_indices(indices, count, colours, counts);
 }
 
 template <class Target>

@@ -24,20 +24,25 @@ namespace {
 template <class Target, const DiffusionKernel &kernel>
 class Wavefront {
   public:
-    /// A step costs as much as some pixels one by one, however many rows there are.
-    static bool pays_for(std::int32_t height) { return height > rows / 16; }
+    /// A step takes its time however many of its lanes lie in the picture, so the steps of all
+    /// blocks are weighed against the pixels that they are for.
+    static bool pays_for(const PixelRows &picture) {
+        const std::int64_t blocks = (std::int64_t{picture.height} + rows - 1) / rows;
+        const std::int64_t steps = blocks * (std::int64_t{picture.width} + depth + kernel.reach);
+        return steps * Target::step_cost <= std::int64_t{picture.width} * picture.height;
+    }
 
     static std::uint64_t memory(std::int32_t width) {
         return sizeof(Wavefront) + (kernel.rows - 1) * carry_length(width) * sizeof(std::uint64_t);
     }
 
     /// `memory` is zeroed, and aligned to a cache line.
-    static void diffuse(const DiffusionJob &job, void *memory) {
+    static void sweep(const DiffusionJob &job, void *memory) {
         Wavefront &front = *static_cast<Wavefront *>(memory);
         front.tables_.fill(job);
         auto *carry = reinterpret_cast<std::uint64_t *>(&front + 1) + margin;
         for (std::int32_t row = 0; row < job.picture.height; row += rows)
-            front.diffuse_block(job, row, carry, carry + carry_length(job.picture.width));
+            front.sweep_block(job, row, carry, carry + carry_length(job.picture.width));
     }
 
   private:
@@ -46,7 +51,14 @@ class Wavefront {
     static constexpr int lag = kernel.reach + 1;            // columns between two rows
     static constexpr int depth = lag * (rows - 1);
     static constexpr int run = 128; // steps between staging pixels and handing on indices
-    static constexpr int margin = depth + kernel.reach + Target::pixels; // columns
+
+    // What a block's last row hands to the next block's rows, one lane a column, lies in `carry`
+    // for the first of them and in `second_carry` for the second. A block reads at its first row's
+    // column, up to depth + reach beyond the right edge, with the lanes to the left that
+    // last_lane_from() takes along; and it writes depth + reach columns further left, first that
+    // far beyond the left edge. So each column is read before the same block puts there what the
+    // next one will read. Behind the right edge nothing is written and all stays 0.
+    static constexpr int margin = depth + kernel.reach + Target::pixels; // columns at each side
 
     static std::uint64_t carry_length(std::int32_t width) {
         return static_cast<std::uint64_t>(width) + 2 * margin;
@@ -75,8 +87,8 @@ class Wavefront {
         return {column, end - column, column - first};
     }
 
-    void diffuse_block(const DiffusionJob &job, std::int32_t first_row, std::uint64_t *carry,
-                       std::uint64_t *second_carry) {
+    void sweep_block(const DiffusionJob &job, std::int32_t first_row, std::uint64_t *carry,
+                     std::uint64_t *second_carry) {
         const PixelRows &picture = job.picture;
         const std::int32_t rows_left = picture.height - first_row;
         const int block_rows = rows_left < rows ? rows_left : rows;
@@ -95,8 +107,8 @@ class Wavefront {
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
                 if (piece.count > 0)
-                    job.sink->take(*job.sink, first_row + row, piece.column,
-                                   &indices_[row][piece.step], piece.count);
+                    deliver(*job.destination, first_row + row, piece.column,
+                            &indices_[row][piece.step], piece.count);
             }
         }
     }
@@ -147,6 +159,8 @@ class Wavefront {
         }
     }
 
+    /// A register whose last lane is the one at `lane`. The others come along, as a whole register
+    /// is what loads fastest; shift_up() drops them.
     OXEL_INLINE static Words<Target> last_lane_from(const std::uint64_t *lane) {
         Words<Target> words;
         std::memcpy(&words, lane - (Target::pixels - 1), sizeof words);
