@@ -136,7 +136,7 @@ class Hostile(unittest.TestCase):
             if "ASAN_OPTIONS" not in os.environ: # which limits no memory
                 self.assertLess(kilobytes, 512e6 / 1024, name)
             refused += reason is not None
-        told = self.oxel("render photos --panel p.lut --size 64x48 -o frames --timeout 2", code=1)
+        told = self.oxel("render photos --panel p.lut --size 1600x1200 -o frames --timeout 2", code=1)
         self.assertEqual(told.count("\n"), refused + 1)
         self.assertLessEqual(good, set(os.listdir("frames")))
 
