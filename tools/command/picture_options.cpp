@@ -53,7 +53,7 @@ background, and of several pages or frames the first is taken.
 
 Each picture is decoded in a process of its own that may do nothing else, and costs only itself: it
 fails if it has more than --max-pixels millions of pixels, takes more than --max-memory megabytes, or
-more than --timeout seconds of one processor (or ten times that by the clock).
+more than --timeout seconds of one processor (or thirty times that by the clock).
 
 PANEL is the name of a built-in panel (see oxel panels), a LUT package, or a panel description in
 JSON (see oxel package build). The picture gets the panel's size; with a package, which has none,

@@ -35,7 +35,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// A disk may be slow and a machine busy: by the clock a picture has more time.
-constexpr int clock_seconds_a_second = 10;
+constexpr int clock_seconds_a_second = 30;
 
 /// The same file under a number that the new process does not use itself: where the standard ones
 /// are closed, they would be taken.

@@ -120,6 +120,10 @@ OpenPicture open_picture_file(int file, bool document, double scale, const Pictu
         refuse_format(start);
     if (loader->document && !document)
         throw std::runtime_error("is a PDF document, which is drawn only if its name ends in .pdf");
+    if (std::string_view(loader->name) == "VipsForeignLoadPpmSource") {
+        check_pnm_head(file, limits);
+        lseek(file, 0, SEEK_SET);
+    }
     auto *const options = VImage::option()
                               ->set("access", VIPS_ACCESS_SEQUENTIAL)
                               ->set("fail_on", VIPS_FAIL_ON_TRUNCATED);
