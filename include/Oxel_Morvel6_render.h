@@ -12,8 +12,8 @@
  * Buffers   belong to the caller, before, during and after a call. Outputs are written only when
  *           the status is OXEL_SUCCESS. No alignment is needed. Buffers must not overlap except
  *           where a function says so.
- * Memory    Work memory comes from malloc and is released before the call returns. No call needs more
- *           than 24 KiB of stack.
+ * Memory    Work memory comes from malloc and is released before the call returns. No call needs
+ *           more than 24 KiB of stack.
  * Threads   Oxel_Morvel6_render_init writes the library's state and must not overlap any other
  *           call. All other calls only read that state and may run at once on any number of
  *           threads, as long as no call writes a buffer that another one uses. No threads are

@@ -73,12 +73,15 @@ template <class F>
                          : 2 * (32768 * weight / kernel.divisor + 1);
 }
 
-/// Whether all of that holds, error by error.
+/// Whether all of that holds, error by error, and factors fit the 16 bits, one of them the sign,
+/// that processors multiply.
 [[gnu::always_inline]] constexpr bool factors_are_exact(const DiffusionKernel &kernel) {
     for (int place = 0; place < 3 * DiffusionKernel::columns; ++place) {
         const int row = place / DiffusionKernel::columns;
         const int column = place % DiffusionKernel::columns;
         const int weight = kernel.weights[row][column];
+        if (share_factor(kernel, weight) > 32767)
+            return false;
         for (int error = -255; weight != 0 && error <= 255; ++error) {
             const int rounded_up = !kernel.floors && error < 0;
             if ((error * share_factor(kernel, weight) >> 16) + rounded_up !=

@@ -30,7 +30,7 @@ void pair_shares(const std::uint8_t *pair, std::int32_t width, int colours, doub
         shares[index] = counts[index] / static_cast<double>(pixels);
 }
 
-/// A sum of squares in the order in which the numbers come. Squares are taken of many at once.
+/// Adds squares in the order in which the numbers come, but takes the squares of many at once.
 class SumOfSquares {
   public:
     void add(double number) {

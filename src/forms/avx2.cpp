@@ -1,6 +1,6 @@
 #include "vector_forms.h"
 
-#ifdef OXEL_AVX
+#ifdef OXEL_AVX2
 
 #include <immintrin.h>
 

@@ -1,6 +1,6 @@
 #include "vector_forms.h"
 
-#ifdef OXEL_AVX
+#ifdef OXEL_AVX512
 
 #include <immintrin.h>
 
@@ -75,7 +75,7 @@ struct Avx512 {
     }
 };
 
-/// Byte k of the three registers that hold what 64 pixels become is channel k % 3 of pixel k / 3.
+/// 64 pixels become three registers. Byte k of these is channel k % 3 of pixel k / 3.
 template <int channel_or_pixel>
 constexpr auto byte_places() {
     struct {
@@ -88,7 +88,7 @@ constexpr auto byte_places() {
 constexpr auto channel_of_byte = byte_places<0>();
 constexpr auto pixel_of_byte = byte_places<1>();
 
-/// With the colours of a small palette in one register, of four bytes each.
+/// Up to 16 colours, of four bytes each, are one register, from which a shuffle takes any byte.
 void write_few_colours(const std::uint8_t *indices, std::size_t count, const ColourTable &colours,
                        std::uint8_t *pixels) {
     const __m512i table = _mm512_loadu_si512(colours.bytes);

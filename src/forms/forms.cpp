@@ -9,8 +9,10 @@ namespace [[gnu::visibility("hidden")]] oxel {
 namespace {
 
 constexpr const Form *forms[] = {
-#ifdef OXEL_AVX
+#ifdef OXEL_AVX512
     &avx512_form,
+#endif
+#ifdef OXEL_AVX2
     &avx2_form,
 #endif
 #ifdef OXEL_VECTOR128

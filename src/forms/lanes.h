@@ -16,7 +16,8 @@
 // The unnamed namespace gives every instruction set a copy of its own of all this, so that the
 // linker cannot put the code for one in the place of another's.
 
-// A step of the diffusion keeps all that it has in hand in registers, so it must be one function.
+// A step of the diffusion keeps its state in registers, so all that it calls must become part of
+// it.
 #define OXEL_INLINE [[gnu::always_inline]] inline
 #define OXEL_UNROLL _Pragma("GCC unroll 8")
 
@@ -74,7 +75,7 @@ OXEL_INLINE std::uint64_t last_lane(Words<Target> words) {
     return ((Quads<Target>)words)[Target::pixels - 1];
 }
 
-/// A register of pixels of four bytes, of which the fourth does not count.
+/// The first three bytes of each pixel of four, as the slots of its lane.
 template <class Target>
 OXEL_INLINE Words<Target> widen(const std::uint32_t *pixels) {
     typename Register<Target>::Bytes bytes;
@@ -204,13 +205,14 @@ template <class Target, bool rgb>
 void stage_mapped(const std::uint8_t *gamut, const std::uint8_t *pixels, std::int32_t count,
                   std::uint32_t *staged, std::ptrdiff_t stride) {
     const auto map = [&](std::int32_t i, std::uint32_t cell) {
-        // Four bytes, as behind the table's last entry there is still the package's trailer.
+        // Four bytes move faster than three. Behind the table's last entry they reach into what
+        // follows in the package, at least its trailer.
         std::memcpy(&staged[i * stride], gamut + 3 * cell, 4);
     };
     std::int32_t i = 0;
     if constexpr (requires { Target::extract_bits(0U, 0U); })
         for (; i < count - 1; ++i) {
-            std::uint32_t bytes; // one more than the pixel has
+            std::uint32_t bytes; // the pixel's and the next one's first
             std::memcpy(&bytes, pixels + std::ptrdiff_t{3} * i, 4);
             map(i, rgb ? Target::extract_bits(__builtin_bswap32(bytes), 0xFCFCFC00)
                        : Target::extract_bits(bytes, 0xFCFCFC));

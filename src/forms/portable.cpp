@@ -140,8 +140,8 @@ void diffuse(const DiffusionJob &job, void *memory) {
     });
 }
 
-/// Four bytes a pixel are moved faster than three: the fourth falls on the next pixel's place,
-/// before that is written. Behind the last pixel there is no place.
+/// Four bytes move faster than three. The fourth falls on the next pixel, which is written after
+/// it; behind the last pixel there may be no memory.
 void write_pixels(const std::uint8_t *indices, std::size_t count, const ColourTable &colours,
                   std::uint8_t *pixels) {
     for (std::size_t i = 0; i + 1 < count; ++i)
@@ -150,7 +150,7 @@ void write_pixels(const std::uint8_t *indices, std::size_t count, const ColourTa
         std::memcpy(pixels + 3 * (count - 1), colours.bytes[indices[count - 1]], 3);
 }
 
-/// In four sets of counters, so that runs of one index do not wait for their own last count.
+/// Four sets of counters, as equal neighbours would each wait for the count before.
 void count_indices(const std::uint8_t *indices, std::size_t count, int /*colours*/,
                    std::int32_t *counts) {
     std::int32_t sets[4][256] = {};
@@ -166,7 +166,7 @@ void power(double *numbers, std::size_t count, double exponent) {
         numbers[i] = my_pow(numbers[i], exponent);
 }
 
-// All but the last pixels are moved as four bytes, as above.
+// All but the last pixels move as four bytes, as in write_pixels.
 
 void merge_rows(const std::uint8_t *first, const std::uint8_t *second, std::size_t count,
                 std::uint8_t *pairs) {

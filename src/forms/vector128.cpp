@@ -35,9 +35,7 @@ struct Vector128 {
 #endif
     }
 
-    static bool any(LaneMask<Vector128> mask) {
-        return (mask[0] | mask[1]) != 0;
-    }
+    static bool any(LaneMask<Vector128> mask) { return (mask[0] | mask[1]) != 0; }
 };
 
 } // namespace

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <immintrin.h>
 
-// The pixel moves of driving layouts, four pixels of three bytes to a register of sixteen. What
-// the last bytes of a register bring along falls on the next pixels' places, before those are
-// written; the last pixels of a row are left to the portable form.
+// The pixel moves of driving layouts: a register of 16 bytes holds four pixels and four bytes more,
+// which fall on the next pixels, before those are written. The last pixels of a row are left to the
+// portable form.
 namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {

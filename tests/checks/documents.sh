@@ -20,5 +20,9 @@ grep -q "CRC-32 0x$crc" docs/package-format.md
 
 scripts/code-blocks.sh c docs/host.md >"$folder/host.c"
 ${CC:-cc} -std=c99 -Wall -Wextra -Werror -Iinclude -fsyntax-only "$folder/host.c"
-grep -o '](\(\.\./\)*[A-Za-z][A-Za-z0-9_./-]*' docs/*.md | grep -v '://' | sed 's/.*(//' |
-    while read -r link; do ls "docs/$link" >/dev/null; done
+for page in ./*.md docs/*.md docs/*/*.md; do
+    grep -o '](\(\.\./\)*[A-Za-z][A-Za-z0-9_./-]*' "$page" | sed 's/.*(//' |
+        while read -r link; do
+            case $link in http*) ;; *) ls "${page%/*}/$link" >/dev/null ;; esac
+        done
+done

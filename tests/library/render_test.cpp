@@ -24,9 +24,9 @@ struct Expectation {
     double measures[2];
 
     Expectation(const Tables &t, Case c)
-        : tables(t), picture(std::move(c)), renderings{reference_indices(tables, picture),
-                                                       reference_indices(tables, picture, 1),
-                                                       Bytes(picture.input.size() / 3)} {
+        : tables(t), picture(std::move(c)),
+          renderings{reference_indices(tables, picture), reference_indices(tables, picture, 1),
+                     Bytes(picture.input.size() / 3)} {
         for (int moved = 0; moved < 2; ++moved)
             measures[moved] =
                 reference_measure(renderings[moved], picture.width, picture.height, colours());
