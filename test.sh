@@ -16,8 +16,8 @@ case ${1-} in
 esac
 
 scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
-    libvips-dev libcli11-dev nlohmann-json3-dev libqhull-dev zlib1g-dev \
-    python3-numpy python3-pil python3-distributed
+    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev libqhull-dev zlib1g-dev \
+    python3-numpy python3-pil python3-distributed zsh fish
 
 echo "Compiling takes three to five minutes on two cores, and 40 MB in $build; the tests then about three"
 cmake -S . -B "$build" -DOXEL_BUILD_TESTS=ON -DOXEL_BUILD_TOOLS=ON -DOXEL_BUILD_STATIC=ON \

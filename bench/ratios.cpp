@@ -61,6 +61,7 @@ void Ratios::Finalize() {
 
 void Ratios::print_head(const std::string &title, const std::vector<std::string> &more) const {
     std::vector<std::string> columns = forms_;
+    columns.insert(columns.begin(), cold_form(forms_.front()));
     columns.insert(columns.end(), more.begin(), more.end());
     std::printf("\n### %s\n\n| %-52s |", title.c_str(), "");
     for (const std::string &column : columns)
@@ -78,6 +79,8 @@ void Ratios::print_speeds(const std::string &name, Size &size) const {
         if (milliseconds[forms_.front()].empty())
             continue;
         std::printf("| %-52s |", job.name.c_str());
+        print_ratio(milliseconds[cold_form(yardstick_form)],
+                    milliseconds[cold_form(forms_.front())]);
         for (const std::string &form : forms_)
             print_ratio(milliseconds[yardstick_form], milliseconds[form]);
         const double time = median_of(milliseconds[forms_.front()]);
@@ -97,6 +100,7 @@ void Ratios::print_times(const std::string &name, Size &size) const {
             print_head(name + ": time by that of another job", {});
         any = true;
         std::printf("| %-52s |", (job.name + ", by " + job.beside).c_str());
+        print_ratio(times[cold_form(forms_.front())], others[cold_form(forms_.front())]);
         for (const std::string &form : forms_)
             print_ratio(times[form], others[form]);
         std::printf("\n");

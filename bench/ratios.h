@@ -20,12 +20,18 @@ struct Place {
 
 constexpr const char *yardstick_form = "yardstick";
 
+/// The same with cold caches.
+inline std::string cold_form(const std::string &form) {
+    return form + ", cold";
+}
+
 /// Collects the median of each bench's rounds, in processor time, which other programs disturb less
 /// than they do a clock, and prints tables of their ratios. Over several pictures of a size a table
 /// shows the median of the ratios.
 class Ratios : public benchmark::ConsoleReporter {
   public:
-    /// `places` by name; forms and jobs in the order of columns and lines.
+    /// `places` by name; forms and jobs in the order of columns and lines. The first form has a
+    /// column more, for cold caches.
     Ratios(std::map<std::string, Place> places, std::vector<std::string> forms,
            std::vector<Job> jobs);
 

@@ -7,8 +7,8 @@ rendering with it are one call of C.
 
 import ctypes
 import os
-from ctypes import (POINTER, Structure, c_char_p, c_double, c_int32, c_size_t, c_uint32, c_uint64,
-                    c_void_p)
+from ctypes import (POINTER, Structure, c_bool, c_char_p, c_double, c_int32, c_size_t, c_uint32,
+                    c_uint64, c_void_p)
 from typing import Dict, Type
 
 
@@ -52,6 +52,10 @@ class PanelError(OxelError, ValueError):
     """A panel or its description is wrong; the message names the place and the reason."""
 
 
+class FrameError(OxelError, ValueError):
+    """A frame does not fit its format, or a file is none in that format."""
+
+
 _errors: Dict[int, Type[OxelError]] = {
     3: BadPackageLength,
     4: BadPackageCRC,
@@ -74,6 +78,19 @@ class NativePackage(Structure):
     """A LUT package and the number of the panel that it belongs to."""
 
     _fields_ = [("panel", c_uint64), ("bytes", c_char_p), ("size", c_size_t)]
+
+
+class NativeFrame(Structure):
+    """A frame's file, or a frame out of one."""
+
+    _fields_ = [("error", c_char_p), ("bytes", c_void_p), ("size", c_size_t), ("width", c_int32),
+                ("height", c_int32)]
+
+
+class NativeCodes(Structure):
+    """The codes of a panel and their colours."""
+
+    _fields_ = [("codes", c_void_p), ("colours", c_void_p), ("count", c_size_t)]
 
 
 class NativePanel(Structure):
@@ -120,3 +137,13 @@ library.oxel_panel_built_in_name.argtypes = [c_size_t]
 library.oxel_panel_built_in_name.restype = c_char_p
 library.oxel_panel_free.argtypes = [POINTER(NativePanel)]
 library.oxel_panel_free.restype = None
+library.oxel_frame_format.argtypes = [c_size_t]
+library.oxel_frame_format.restype = c_char_p
+library.oxel_frame_encode.argtypes = [c_int32, c_bool, c_char_p, c_int32, c_int32, c_void_p,
+                                      POINTER(NativeCodes)]
+library.oxel_frame_encode.restype = POINTER(NativeFrame)
+library.oxel_frame_decode.argtypes = [c_int32, c_bool, c_int32, c_int32, c_char_p, c_size_t,
+                                      POINTER(NativeCodes)]
+library.oxel_frame_decode.restype = POINTER(NativeFrame)
+library.oxel_frame_free.argtypes = [POINTER(NativeFrame)]
+library.oxel_frame_free.restype = None

@@ -103,9 +103,11 @@ class Wavefront {
             const int steps = end - start < run ? end - start : run;
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
-                if (piece.count > 0)
+                if (piece.count > 0) {
                     stage<Target>(picture, first_row + row, piece.column, piece.count,
                                   &staged_[piece.step][row], rows);
+                    fetch_next(job, first_row + row, piece.column + piece.count);
+                }
             }
             for (int i = 0; i < steps; ++i)
                 step(state, i, start + i, picture.width, carry, second_carry);
@@ -115,6 +117,27 @@ class Wavefront {
                     deliver(*job.destination, first_row + row, piece.column,
                             &indices_[row][piece.step], piece.count);
             }
+        }
+    }
+
+    /// Asks for the bytes that the next run will read and write in a row from `column` on. A run
+    /// takes a few cache lines of each of many rows, which is more than processors foresee. All
+    /// inline: GCC takes a function that only asks for one that does nothing.
+    OXEL_INLINE static void fetch_next(const DiffusionJob &job, std::int32_t row,
+                                       std::int32_t column) {
+        constexpr std::uintptr_t bytes = 3 * run;
+        const auto place = 3 * (std::ptrdiff_t{row} * job.picture.width + column);
+        const auto blank = 3 * std::ptrdiff_t{job.picture.blank_rows} * job.picture.width;
+        const auto input = reinterpret_cast<std::uintptr_t>(job.picture.pixels) +
+                           static_cast<std::uintptr_t>(place - blank);
+        for (std::uintptr_t i = 0; i < bytes; i += cache_line)
+            __builtin_prefetch(reinterpret_cast<const void *>(input + i));
+        for (int image = 0; image < job.destination->image_count; ++image) {
+            const auto output =
+                reinterpret_cast<std::uintptr_t>(job.destination->images[image].pixels) +
+                static_cast<std::uintptr_t>(place);
+            for (std::uintptr_t i = 0; i < bytes; i += cache_line)
+                __builtin_prefetch(reinterpret_cast<const void *>(output + i), 1);
         }
     }
 
@@ -172,9 +195,10 @@ class Wavefront {
         return words;
     }
 
-    /// Makes the errors of rows that are not inside the picture 0.
-    OXEL_INLINE static void clear_outside(Words<Target> (&error)[registers], std::int32_t column,
-                                          std::int32_t width) {
+    /// Makes the errors of rows that are not inside the picture 0. Inlined, it would take registers
+    /// from the steps between the edges: the wide kernels took 1.15 times as long.
+    [[gnu::noinline]] static void clear_outside(Words<Target> (&error)[registers],
+                                                std::int32_t column, std::int32_t width) {
         const Words<Target> entered = splat<Target>(column < depth ? column : depth);
         const Words<Target> left = splat<Target>(column < width ? -1 : column - width);
         OXEL_UNROLL

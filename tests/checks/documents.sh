@@ -8,6 +8,7 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 
 cp examples/scene.svg tools/panels/six-colour.json "$folder"
+scripts/code-blocks.sh json docs/measuring-a-panel.md >"$folder/my-panel.json"
 for page in tool measuring-a-panel; do
     scripts/code-blocks.sh sh "docs/$page.md"
 done >"$folder/commands"
@@ -17,6 +18,10 @@ dump=$(scripts/code-blocks.sh text docs/package-format.md | cut -c 11-49 | tr -d
 [ "$dump" = "$(od -An -v -tx1 -N64 "$folder/panel.lut" | tr -d ' \n')" ]
 crc=$("$1" package info "$folder/panel.lut" | sed -n 's/^CRC-32 *\(.*\), computed.*/\1/p')
 grep -q "CRC-32 0x$crc" docs/package-format.md
+
+# The page's table of formats is the command's.
+"$1" help render | sed -n 's/^  \(bytes\|rgb\|packed.\|planes.\|png\|bmp\|c\)  */\1 /p' >"$folder/formats"
+sed -n 's/^| `\([a-z0-9]*\)` | [^|]* | \(.*\) |$/\1 \2/p' docs/tool.md | diff "$folder/formats" -
 
 scripts/code-blocks.sh c docs/host.md >"$folder/host.c"
 ${CC:-cc} -std=c99 -Wall -Wextra -Werror -Iinclude -fsyntax-only "$folder/host.c"

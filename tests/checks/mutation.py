@@ -7,6 +7,7 @@ one is not caught, does not compile, or is not found in just one place.
 """
 
 import concurrent.futures
+import filecmp
 import os
 import pathlib
 import queue
@@ -55,11 +56,15 @@ def passes(tree, tests):
 
 def prepare(tree, chosen):
     """A copy of the sources, built and with all tests in question passing."""
-    for place in ROOT.iterdir():
-        if place.is_dir() and place.name not in ("build", ".git"):
-            shutil.copytree(place, tree / place.name, dirs_exist_ok=True)
-        elif place.is_file():
-            shutil.copy2(place, tree)
+    names = run(ROOT, "git", "ls-files", "-co", "--exclude-standard").stdout.splitlines()
+    for old in tree.rglob("*"):
+        if old.is_file() and (name := str(old.relative_to(tree))) not in names and name[:6] != "build/":
+            old.unlink()
+    for name in names: # one that differs gets the present time, so that it is compiled again
+        if (ROOT / name).is_file() and not ((tree / name).is_file() and filecmp.cmp(
+                ROOT / name, tree / name, shallow=False)):
+            (tree / name).parent.mkdir(parents=True, exist_ok=True)
+            shutil.copy(ROOT / name, tree / name)
     run(tree, "cmake", "-S", ".", "-B", "build", "-DCMAKE_BUILD_TYPE=RelWithDebInfo",
         "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1", "-DOXEL_BUILD_TESTS=ON", "-DOXEL_HARDENING=OFF",
         "-DOXEL_BUILD_TOOLS=ON", "-DOXEL_BUILD_PYTHON=ON", check=True)

@@ -92,7 +92,7 @@ class Panels(CommandCase):
             "name": "charted", "width": 6, "height": 4, "tft_layout": 1, "colours": [
                 {"name": "<k & co>", "rgb": [10, 20, 30], "tcon": 200},
                 {"name": "paper", "rgb": [240, 241, 242], "tcon": 7}]}))
-        out = self.oxel("chart patches --panel p.json -o charts --size 8x2")
+        out = self.oxel("chart patches --panel p.json -o charts --size 8x2", OXEL_PANEL="six-colour")
         self.assertEqual(len(out.splitlines()), 4)
         for i, (rgb, code) in enumerate((((10, 20, 30), 200), ((240, 241, 242), 7))):
             patch = np.asarray(Image.open(f"charts/colour-0{i}.png"))

@@ -106,6 +106,28 @@ class Images(unittest.TestCase):
         self.assertEqual((TWO.size, TWO.layout, TWO.codes.tolist()), ((5, 4), 3, [7, 9]))
 
 
+class Frames(unittest.TestCase):
+    def test_each_format_gives_back_what_it_was_given(self):
+        draw = np.random.default_rng(4)
+        for panel, gzip, (height, width) in itertools.product(
+                (COLOUR, TWO), (False, True), ((1, 1), (3, 7), (8, 16), (5, 33))):
+            codes = draw.choice(panel.codes, (height, width, 1)).repeat(3, 2)
+            for form in ("bytes", "rgb", "packed4", "planes1", "png", "bmp", "c"):
+                data = oxel.encode_frame(codes, panel, form, gzip=gzip)
+                size = None if form in ("png", "bmp", "c") else (width, height)
+                np.testing.assert_array_equal(
+                    oxel.decode_frame(data, panel, form, size, gzip=gzip), codes, form)
+                for wrong in (data[:-1], data + b" ") if form not in ("c", "png", "bmp") else (data[:len(data) // 2],):
+                    with self.assertRaises(oxel.FrameError):
+                        oxel.decode_frame(wrong, panel, form, size, gzip=gzip)
+        with self.assertRaisesRegex(oxel.FrameError, "its code 7 does not fit 2 bits"):
+            oxel.encode_frame(np.full((1, 1, 3), 7, np.uint8), TWO, "packed2")
+        with self.assertRaisesRegex(ValueError, "size: is needed"):
+            oxel.decode_frame(b"1", TWO)
+        with self.assertRaisesRegex(ValueError, "did you mean 'packed4'"):
+            oxel.encode_frame(np.zeros((1, 1, 3), np.uint8), TWO, "pack4")
+
+
 class Threads(unittest.TestCase):
     def test_two_panels_side_by_side(self):
         large = np.tile(PICTURE, (10, 10, 1))  # so that renders meet

@@ -1,7 +1,8 @@
 #ifndef OXEL_TOOLS_FILES_H
 #define OXEL_TOOLS_FILES_H
 
-#include <cstdint>
+#include "base/bytes.h"
+
 #include <cstdio>
 #include <filesystem>
 #include <map>
@@ -12,8 +13,6 @@
 
 namespace oxel::tools {
 
-using Bytes = std::vector<std::uint8_t>;
-
 struct FileCloser {
     void operator()(std::FILE *file) const { std::fclose(file); }
 };
@@ -22,19 +21,39 @@ using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 /// Throws Failure if the file cannot be read to its end.
 Bytes read_file(const std::string &path);
 
+/// The same, or all that comes from the standard input if `path` is "-".
+Bytes read_input(const std::string &path);
+
+/// Throws Failure if not all of it could be written.
+void write_standard_output(std::span<const std::uint8_t> bytes);
+
+/// What tells a file's contents from those that it had at other times.
+struct FileVersion {
+    std::int64_t nanoseconds = 0; // of its last change
+    std::int64_t bytes = -1;      // -1: there is no file
+
+    bool operator==(const FileVersion &) const = default;
+};
+
+FileVersion file_version(const std::string &path);
+
+using FileVersions = std::map<std::string, FileVersion>; // by their names
+
 /// The files that a run reads and writes, told apart by where they really are.
 class TakenFiles {
   public:
     void add_input(const std::string &path);
 
     /// Throws Failure if the output is also an input or another output, or is something that a file
-    /// must not replace: a folder, a device. An empty name is an output that nobody asked for.
+    /// must not replace: a folder, a device. Into a pipe it goes as it is. An empty name is an
+    /// output that nobody asked for.
     void add_output(const std::string &path);
 
   private:
     std::map<std::filesystem::path, bool> taken_; // whether it is an input
 };
 
+/// Throws Failure for outputs that add_output refuses or that are read-only.
 void check_outputs(const std::vector<std::string> &outputs, const std::vector<std::string> &inputs);
 
 /// Makes the folder and those above it. Throws Failure if there is none afterwards.
@@ -60,7 +79,13 @@ class OutputFiles {
     OutputFiles &operator=(const OutputFiles &) = delete;
     ~OutputFiles();
 
+    /// Into a pipe, which nobody can take back, at once. A file that was there keeps its mode and
+    /// owner; one that is read-only is a Failure.
     void write(const std::string &path, std::span<const std::uint8_t> bytes);
+
+    /// The versions that the files written so far will have once they are published.
+    FileVersions versions() const;
+
     void publish();
 
   private:

@@ -2,8 +2,8 @@
 
 #include "base/failure.h"
 #include "built_in_scene.h"
+#include "command/frame_options.h"
 #include "command/picture_options.h"
-#include "frames/frame_format.h"
 #include "package_builder/package_file.h"
 #include "pictures/vips_session.h"
 
@@ -18,7 +18,8 @@ namespace {
 
 constexpr const char *chart_explanation = R"(
 All charts go into FOLDER, which is made if it is missing, at the panel's size or at --size. Frames
-hold the timing controller's codes in the panel's driving layout, one byte a pixel.
+hold the timing controller's codes in the panel's driving layout, or that of --layout, one byte a
+pixel.
 
   patches    colour-00.bin, colour-01.bin, ...: a frame of each palette entry alone, to be sent to
              the panel and measured; beside each a PNG in the colour that is measured already
@@ -34,6 +35,7 @@ struct ChartOptions {
     std::string panel;
     std::string folder;
     std::optional<ImageSize> size;
+    std::optional<int> layout;
     int dithering_mode = 1; // enum Oxel_dithering_mode
 };
 
@@ -47,7 +49,8 @@ ImageSize chart_size(const ChartOptions &options, const Panel &panel) {
 class Charts {
   public:
     Charts(const ChartOptions &options, const Panel &panel)
-        : folder_(options.folder), panel_(panel), size_(chart_size(options, panel)) {
+        : folder_(options.folder), panel_(panel), layout_(options.layout),
+          size_(chart_size(options, panel)) {
         make_folder(folder_);
         taken_.add_input(options.panel);
     }
@@ -62,14 +65,15 @@ class Charts {
     /// Of codes, 3 equal bytes a pixel.
     void add_frame(const std::string &name, Bytes codes) {
         ImageSize size = size_;
-        apply_layout(panel_.source, panel_.layout, codes, size);
+        apply_layout(panel_.source, layout_.value_or(panel_.layout), codes, size);
         add(folder_ / (name + ".bin"),
-            encode_frame(panel_.source, FrameFormat::bytes, size, codes));
+            encode_frame(panel_.source, FrameFormat::bytes, false, {size, codes, {}, name}));
     }
 
     void publish() {
         outputs_.publish();
         std::cout << report_;
+        note_missing_layout(panel_, layout_);
     }
 
   private:
@@ -81,6 +85,7 @@ class Charts {
 
     std::filesystem::path folder_;
     const Panel &panel_;
+    std::optional<int> layout_;
     ImageSize size_;
     TakenFiles taken_;
     OutputFiles outputs_;
@@ -193,6 +198,7 @@ CLI::App *add_chart(CLI::App &command, const std::string &name, const std::strin
         ->option_text("FOLDER")
         ->required();
     add_size_option(*chart, options.size, "Size of the charts instead of the panel's");
+    add_layout_option(*chart, options.layout);
     return chart;
 }
 
@@ -201,11 +207,14 @@ CLI::App *add_chart(CLI::App &command, const std::string &name, const std::strin
 void add_chart_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("chart", "Draw what one needs to measure a panel");
     command->require_subcommand(1);
-    const auto options = std::make_shared<ChartOptions>();
-    add_chart(*command, "patches", "Each palette colour alone, to be measured", *options)
-        ->callback([options] { draw_patches(*options); });
+    // Options of its own for each: CLI11 gives also the subcommands that were not named their values
+    // from the environment.
+    const auto patches = std::make_shared<ChartOptions>();
+    add_chart(*command, "patches", "Each palette colour alone, to be measured", *patches)
+        ->callback([patches] { draw_patches(*patches); });
     const auto add_rendered = [&](const std::string &name, const std::string &description,
                                   Bytes (*draw)(ImageSize)) {
+        const auto options = std::make_shared<ChartOptions>();
         CLI::App *chart = add_chart(*command, name, description, *options);
         add_choice(*chart, "--dither", options->dithering_mode, dither_names, "Error diffusion");
         chart->callback([options, name, draw] { draw_rendered(*options, name, draw); });

@@ -1,5 +1,7 @@
 #include "command/command_line.h"
 
+#include "base/suggestion.h"
+#include "command/command_tree.h"
 #include "command/commands.h"
 #include "render/library.h"
 
@@ -7,7 +9,6 @@
 #include <cctype>
 #include <cstdlib>
 #include <map>
-#include <sstream>
 
 namespace oxel::tools {
 
@@ -42,11 +43,6 @@ std::string environment_name(const std::string &option) {
 std::string variable(const std::string &name) {
     const char *const value = std::getenv(name.c_str());
     return value ? value : "";
-}
-
-/// The long name, without its dashes; "" if there is none.
-std::string long_name(const CLI::Option &option) {
-    return option.get_lnames().empty() ? "" : option.get_lnames().front();
 }
 
 /// Files in which CLI11 sees only what the environment does not say, which it reads later.
@@ -102,6 +98,59 @@ std::vector<std::string> values_of(const CLI::App &command, const std::string &n
     return {};
 }
 
+std::vector<std::string> command_names(const CLI::App &command) {
+    std::vector<std::string> names;
+    for (const CLI::App *each : commands_of(command))
+        names.push_back(each->get_name());
+    return names;
+}
+
+/// The long names of a command's options, with `dashes` before them.
+std::vector<std::string> option_names(const CLI::App &command, const std::string &dashes) {
+    std::vector<std::string> names;
+    for (const CLI::Option *option : command.get_options())
+        if (!long_name(*option).empty())
+            names.push_back(dashes + long_name(*option));
+    return names;
+}
+
+/// The last of the commands that were named: package build of oxel package build.
+const CLI::App &named_command(const CLI::App &app) {
+    const auto named = app.get_subcommands();
+    return named.empty() ? app : named_command(*named.back());
+}
+
+CLI::ParseError unknown_command(const std::string &word, const CLI::App &command) {
+    return CLI::ExtrasError("unknown command " + word + suggestion(word, command_names(command)),
+                            CLI::ExitCodes::ExtrasError);
+}
+
+/// What is wrong with a word of the command line that nothing has taken.
+std::string explain_extra(const CLI::App &app, const std::string &word) {
+    const CLI::App &command = named_command(app);
+    if (word.starts_with("-"))
+        return "unknown option " + word +
+               suggestion(word.substr(0, word.find('=')), option_names(command, "--"));
+    return command_names(command).empty() ? "unexpected argument " + word
+                                          : unknown_command(word, command).what();
+}
+
+/// A key of the configuration file that no command has: "render.diver", or "rendr.++", by which
+/// CLI11 marks the start of a section.
+std::string explain_key(const CLI::App &app, const std::string &key) {
+    const CLI::App *command = &app;
+    std::size_t start = 0;
+    for (std::size_t dot; (dot = key.find('.', start)) != key.npos; start = dot + 1) {
+        const std::string section = key.substr(start, dot - start);
+        const CLI::App *const found = find_command(*command, section);
+        if (!found)
+            return "unknown section " + key.substr(0, dot) +
+                   suggestion(section, command_names(*command));
+        command = found;
+    }
+    return "unknown key " + key + suggestion(key.substr(start), option_names(*command, ""));
+}
+
 class Formatter : public CLI::Formatter {
   public:
     Formatter() { column_width(34); }
@@ -118,7 +167,7 @@ std::unique_ptr<CLI::App> make_command_line() {
     auto app = std::make_unique<CLI::App>("Renders pictures for colour e-paper panels.", "oxel");
     app->footer(configuration_explanation);
     app->formatter(std::make_shared<Formatter>());
-    app->set_version_flag("--version", library_version)->configurable(false);
+    app->set_version_flag("--version", "oxel " + library_version())->configurable(false);
     app->get_help_ptr()->configurable(false);
     app->require_subcommand(1);
     app->fallthrough(); // --config may stand behind the subcommand
@@ -135,15 +184,42 @@ std::unique_ptr<CLI::App> make_command_line() {
     add_guard_command(*app);
     add_package_command(*app);
     add_panels_command(*app);
+    add_help_command(*app);
+    add_version_command(*app);
     read_environment(*app);
     return app;
 }
 
 bool asks_for_help(const CLI::App &command) {
     const auto subcommands = command.get_subcommands();
-    return command.get_help_ptr()->count() > 0 ||
+    return command.get_help_ptr()->count() > 0 || command.get_name() == "help" ||
            std::any_of(subcommands.begin(), subcommands.end(),
                        [](const CLI::App *subcommand) { return asks_for_help(*subcommand); });
+}
+
+std::string help_text(const CLI::App &app) {
+    if (!app.got_subcommand("help"))
+        return app.help();
+    const CLI::App *command = &app;
+    for (const std::string &word : app.get_subcommand("help")->get_option("COMMAND")->results()) {
+        const CLI::App *const found = find_command(*command, word);
+        if (!found)
+            throw unknown_command(word, *command);
+        command = found;
+    }
+    return app.get_formatter()->make_help(command, full_name(*command), CLI::AppFormatMode::Normal);
+}
+
+std::string missing_commands(const CLI::App &app) {
+    const CLI::App &command = named_command(app);
+    const auto commands = commands_of(command);
+    if (commands.empty() || !app.remaining(true).empty())
+        return "";
+    std::string list;
+    for (const CLI::App *each : commands)
+        list += full_name(*each) + std::string(12 - each->get_name().size(), ' ') +
+                each->get_description() + "\n";
+    return list;
 }
 
 std::string explain(const CLI::App &app, const CLI::ParseError &error) {
@@ -155,13 +231,12 @@ std::string explain(const CLI::App &app, const CLI::ParseError &error) {
     // CLI11 misses a command before it looks at words that it does not know.
     if (const auto words = app.remaining(true);
         error.get_name() == "RequiredError" && !words.empty())
-        return CLI::ExtrasError(words).what();
+        return explain_extra(app, words.front());
+    if (!missing_commands(app).empty())
+        return "a command is missing";
     const std::string unknown = "INI was not able to parse ";
     if (message.starts_with(unknown)) {
-        const std::string name = message.substr(unknown.size());
-        const bool section = name.ends_with(".++"); // CLI11's mark of a section's start
-        return file + (section ? ": unknown section " : ": unknown key ") +
-               name.substr(0, name.size() - (section ? 3 : 0));
+        return file + ": " + explain_key(app, message.substr(unknown.size()));
     }
     const bool about_value =
         error.get_name() == "ValidationError" || error.get_name() == "ConversionError";
@@ -174,35 +249,6 @@ std::string explain(const CLI::App &app, const CLI::ParseError &error) {
     if (values == std::vector{variable(environment_name(name))})
         return environment_name(name) + ": " + message;
     return defaults.give(name, values) ? file + ": " + message : message;
-}
-
-bool is_flag(const CLI::Option &option) {
-    return option.get_expected_min() == 0;
-}
-
-std::vector<std::string> choices(const CLI::Option &option) {
-    const std::string type = option.get_type_name(); // TEXT:{one,other}
-    const std::size_t from = type.find('{');
-    std::vector<std::string> names;
-    if (from == std::string::npos)
-        return names;
-    std::istringstream list(type.substr(from + 1, type.find('}') - from - 1));
-    for (std::string name; std::getline(list, name, ',');)
-        names.push_back(name);
-    return names;
-}
-
-std::string value_text(const CLI::Option &option) {
-    std::string text = option.get_option_text();
-    if (is_flag(option))
-        return "";
-    for (const std::string &name : choices(option))
-        text += (text.empty() ? "" : "|") + name;
-    if (text.empty() && !option.get_positional())
-        text = option.get_type_name();
-    if (!option.get_default_str().empty() && !option.get_positional())
-        text += " [" + option.get_default_str() + "]";
-    return text;
 }
 
 } // namespace oxel::tools

@@ -12,19 +12,17 @@ namespace oxel::tools {
 /// the environment and from a configuration file.
 std::unique_ptr<CLI::App> make_command_line();
 
-/// Whether --help was given, to it or to a subcommand.
+/// Whether --help or help was given, to it or to a subcommand.
 bool asks_for_help(const CLI::App &command);
+
+/// The help that was asked for. Throws CLI::ParseError if it is for a command that there is not.
+std::string help_text(const CLI::App &app);
+
+/// The commands of which one should have been named, a line each; "" if that is not what is wrong.
+std::string missing_commands(const CLI::App &app);
 
 /// What is wrong, and where it was said: on the command line, in the environment or in the file.
 std::string explain(const CLI::App &app, const CLI::ParseError &error);
-
-bool is_flag(const CLI::Option &option);
-
-/// The value that an option takes, as help shows it: "" for a flag.
-std::string value_text(const CLI::Option &option);
-
-/// The values that an option can have, if it is a choice.
-std::vector<std::string> choices(const CLI::Option &option);
 
 } // namespace oxel::tools
 

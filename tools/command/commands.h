@@ -10,9 +10,11 @@ namespace oxel::tools {
 void add_chart_command(CLI::App &app);
 void add_compare_command(CLI::App &app);
 void add_guard_command(CLI::App &app);
+void add_help_command(CLI::App &app);
 void add_package_command(CLI::App &app);
 void add_panels_command(CLI::App &app);
 void add_render_command(CLI::App &app);
+void add_version_command(CLI::App &app);
 void add_view_command(CLI::App &app);
 
 } // namespace oxel::tools

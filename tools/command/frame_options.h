@@ -2,20 +2,26 @@
 #define OXEL_TOOLS_FRAME_OPTIONS_H
 
 #include "frames/frame_format.h"
+#include "panels/panel.h"
 
 #include <CLI/CLI.hpp>
 
 namespace oxel::tools {
 
-/// Adds --output, --frame and --layout.
+/// Adds --output, --frame, --gzip and --layout.
 void add_frame_options(CLI::App &command, FrameSettings &settings);
 
-/// Throws CLI::ParseError if `settings` pack colours.
-void check_frame_options(const FrameSettings &settings);
+/// `settings` with what the end of the frame's name says; "" and "-" say nothing. Throws
+/// CLI::ParseError if they contradict each other or put colours into a format of codes.
+FrameSettings settle_frame_options(FrameSettings settings, const std::string &name);
 
-/// The part of a command's help that explains them. Not a string: other files' constants begin with
-/// it, and so might be made before it.
-extern const char *const frame_explanation;
+void add_layout_option(CLI::App &command, std::optional<int> &layout);
+
+/// Tells on the standard error that no layout was applied if nobody said which: a package does not.
+void note_missing_layout(const Panel &panel, std::optional<int> layout);
+
+/// The part of a command's help that explains them.
+std::string frame_explanation();
 
 } // namespace oxel::tools
 

@@ -1,11 +1,15 @@
 #include "command/commands.h"
 
+#include "base/failure.h"
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
 #include "render/line_pairs.h"
 #include "reports/guard_plot.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
+#include <cmath>
 #include <iomanip>
 #include <iostream>
 #include <numeric>
@@ -18,7 +22,8 @@ const std::string guard_explanation = std::string(picture_explanation) + R"(
 Shows the power guard's measure of each diffusion, for the picture as it is (first) and moved down
 by one row (shifted): the sum, over successive line pairs and over the colours, of the squared
 change of each colour's share of the pair. With oxel render --guard THRESHOLD a measure below the
-threshold passes; if neither does, the frame is blanked.
+threshold passes; if neither does, the frame is blanked. The table rounds measures up; --json prints
+all their digits.
 
 PLOT, an SVG or a PNG by its name, shows beside the picture which rows the measure comes from.
 
@@ -29,6 +34,7 @@ Examples:
 struct GuardOptions {
     std::string photo;
     std::string plot;
+    bool json = false;
     PictureSettings picture;
 };
 
@@ -54,7 +60,33 @@ void write_plot(const std::string &path, const Bytes &picture, ImageSize size,
     outputs.write(path,
                   path.ends_with(".svg") ? Bytes(svg.begin(), svg.end()) : png_of_svg(path, svg));
     outputs.publish();
-    std::cout << path << ": plot\n";
+}
+
+/// The measures of a diffusion.
+struct Measures {
+    std::string dither;
+    double first;
+    double shifted;
+};
+
+/// Rounded up, so that a threshold that passes in the table passes.
+double thousandths(double measure) {
+    return std::ceil(measure * 1000) / 1000;
+}
+
+void print(const std::vector<Measures> &table, bool json) {
+    if (!json)
+        std::cout << "dither                 first   shifted\n"
+                  << std::fixed << std::setprecision(3);
+    for (const auto &[dither, first, shifted] : table)
+        if (json)
+            std::cout << nlohmann::ordered_json{{"dither", dither},
+                                                {"first", first},
+                                                {"shifted", shifted}}
+                      << '\n';
+        else
+            std::cout << std::left << std::setw(18) << dither << std::right << std::setw(10)
+                      << thousandths(first) << std::setw(10) << thousandths(shifted) << '\n';
 }
 
 void run(const GuardOptions &options) {
@@ -70,9 +102,7 @@ void run(const GuardOptions &options) {
     const int colours = read_package_fields(panel.package)->colours;
 
     std::vector<GuardSeries> series;
-    std::cout << std::left << std::setw(20) << "dither" << std::right << std::setw(24) << "first"
-              << std::setw(24) << "shifted" << '\n'
-              << std::setprecision(17);
+    std::vector<Measures> table;
     for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
         if (mode > 0 && mode % 2 == 0) { // the next kernel
             tune(panel, tuning_for(static_cast<int>(mode)));
@@ -84,12 +114,14 @@ void run(const GuardOptions &options) {
         };
         const auto first = changes(picture);
         const auto second = changes(shifted);
-        std::cout << std::left << std::setw(20) << dither_names[mode] << std::right << std::setw(24)
-                  << guard_measure(first) << std::setw(24) << guard_measure(second) << '\n';
+        table.push_back({dither_names[mode], guard_measure(first), guard_measure(second)});
         series.push_back({dither_names[mode], sums(first), sums(second)});
     }
     if (!options.plot.empty())
         write_plot(options.plot, picture, size, series);
+    print(table, options.json);
+    if (!options.plot.empty() && !options.json)
+        std::cout << printable(options.plot) << ": plot\n";
 }
 
 } // namespace
@@ -101,6 +133,7 @@ void add_guard_command(CLI::App &app) {
     command->footer(guard_explanation);
     command->add_option("PHOTO", options->photo, "The picture")->required();
     command->add_option("-o", options->plot, "Where a plot goes")->option_text("PLOT");
+    command->add_flag("--json", options->json, "Print each diffusion as a line of JSON");
     add_picture_options(*command, options->picture);
     command->callback([options] { run(*options); });
 }

@@ -1,6 +1,7 @@
 #include "base/failure.h"
 #include "base/files.h"
 #include "command/command_line.h"
+#include "pictures/decoder_process.h"
 
 #include <iostream>
 
@@ -20,16 +21,20 @@ void parse_and_run(int argc, char **argv) {
     } catch (const CLI::Success &wish) { // --help, --version
         app->exit(wish);
     } catch (const CLI::ParseError &error) {
-        if (oxel::tools::asks_for_help(*app)) // which is wanted most when something else is wrong
-            std::cout << app->help();
-        else
+        if (oxel::tools::asks_for_help(*app)) { // which is wanted most when something is wrong
+            std::cout << oxel::tools::help_text(*app);
+        } else {
+            std::cout << oxel::tools::missing_commands(*app) << std::flush;
             throw std::invalid_argument(oxel::tools::explain(*app, error));
+        }
     }
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
+    if (const auto code = oxel::tools::run_decoder_process(argc, argv))
+        return *code;
     try {
         oxel::tools::remove_temporaries_when_interrupted();
         parse_and_run(argc, argv);

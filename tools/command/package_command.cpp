@@ -48,9 +48,11 @@ Examples:
 
 constexpr const char *info_explanation = R"(
 Shows the header, the palette, and how much of the colour space goes to each palette index. Of a
-damaged package it shows what can be read, and exits with 1.
+damaged package it shows what can be read, and exits with 1. Of a panel description it shows what
+that says.
 
-Example: oxel package info panel.lut)";
+Example:
+  oxel package info panel.lut)";
 
 struct BuildRequest {
     std::string description;
@@ -89,7 +91,8 @@ void build(BuildRequest request) {
                       {reinterpret_cast<const std::uint8_t *>(page.data()), page.size()});
     }
     outputs.publish();
-    std::cout << request.output << ": " << package.size() << " bytes\n" << text_report(report);
+    std::cout << printable(request.output) << ": " << package.size() << " bytes\n"
+              << text_report(report);
 }
 
 std::string hexadecimal(std::uint32_t number, int digits) {
@@ -143,9 +146,24 @@ void print_palette(std::span<const std::uint8_t> package, const PackageFields &f
     }
 }
 
+void print_description(const std::string &path, const PanelDescription &panel) {
+    std::cout << printable(path) << ": a panel description, of which oxel package build makes a package\n"
+              << "name          " << printable(panel.name) << "\nsize          "
+              << (panel.size ? panel.size->text() : "that of each picture") << "\ntft_layout    "
+              << panel.layout << "\n\nindex   R   G   B  TCON\n";
+    for (std::size_t i = 0; i < panel.colours.size(); ++i) {
+        const auto &[rgb, tcon] = panel.colours[i];
+        std::cout << std::setw(5) << i << std::setw(4) << int{rgb[0]} << std::setw(4) << int{rgb[1]}
+                  << std::setw(4) << int{rgb[2]} << std::setw(6) << int{tcon} << "  "
+                  << printable(panel.colour_names[i]) << swatch(rgb) << '\n';
+    }
+}
+
 void info(const std::string &path) {
     const Bytes package = read_file(path);
-    std::cout << path << ": " << package.size() << " bytes\n";
+    if (!package.empty() && is_description(package))
+        return print_description(path, read_panel_description(path));
+    std::cout << printable(path) << ": " << package.size() << " bytes\n";
     if (const auto fields = read_package_fields(package)) {
         print_fields(*fields, noted_options(package), package_crc(package));
         print_palette(package, *fields);

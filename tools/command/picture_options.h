@@ -5,14 +5,14 @@
 
 #include <CLI/CLI.hpp>
 
-#include <algorithm>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace oxel::tools {
 
-/// Adds --panel, --size, --fit, --rotate, --background and the adjustments.
+/// Adds --panel, --size, --fit, --rotate, --background, the adjustments and the limits.
 void add_picture_options(CLI::App &command, PictureSettings &settings);
 
 /// The part of a command's help that explains them.
@@ -27,16 +27,19 @@ CLI::Option *add_panel_option(CLI::App &command, std::string &panel);
 CLI::Option *add_size_option(CLI::App &command, std::optional<ImageSize> &size,
                              const std::string &description);
 
+/// An option of names, whose place is what `choose` is called with.
+CLI::Option *add_names(CLI::App &command, const std::string &name,
+                       const std::function<void(std::size_t)> &choose,
+                       const std::vector<std::string> &names, const std::string &description);
+
 /// An option of names, which stand for the values of an enumeration from 0.
 template <class Enumeration>
 CLI::Option *add_choice(CLI::App &command, const std::string &name, Enumeration &value,
                         const std::vector<std::string> &names, const std::string &description) {
-    const auto choose = [&value, names](const std::string &choice) {
-        const auto place = std::find(names.begin(), names.end(), choice) - names.begin();
-        value = static_cast<Enumeration>(place);
-    };
-    return command.add_option_function<std::string>(name, choose, description)
-        ->check(CLI::IsMember(names))
+    return add_names(
+               command, name,
+               [&value](std::size_t place) { value = static_cast<Enumeration>(place); }, names,
+               description)
         ->default_str(names[static_cast<std::size_t>(value)]);
 }
 

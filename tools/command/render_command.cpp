@@ -2,11 +2,13 @@
 
 #include "base/failure.h"
 #include "package_builder/package_file.h"
+#include "render/batch.h"
 #include "render/render_batch.h"
 
 #include <algorithm>
 #include <iostream>
 #include <thread>
+#include <unistd.h>
 
 namespace oxel::tools {
 
@@ -14,19 +16,21 @@ namespace fs = std::filesystem;
 
 namespace {
 
-const std::string render_explanation = std::string(picture_explanation) + frame_explanation + R"(
+const std::string render_explanation = std::string(picture_explanation) + frame_explanation() + R"(
 The PNGs show the picture before the driving layout, in measured and in pure colours.
 
 --guard rejects a rendering whose mix of colours changes too strongly between line pairs: it passed,
 or the picture was shifted down by one row, or it was blanked to the panel's first colour. See oxel
 guard for how to choose the threshold.
 
-Several photographs, a folder (with those below it, but not behind links) or - (names on the
-standard input, one on a line or NUL-terminated) make a batch: FRAME and the PNGs are then folders,
-in which each photograph gets its own name with .bin or .png added, below the name of its folder if
-several are given. A photograph that fails does not stop the others; the end names it. With --resume
-a batch skips what is up to date: what was made after its photograph's last change, with the same
-panel and options.
+PHOTO - is a picture on the standard input, FRAME - the standard output.
+
+Several photographs, a folder (with those below it, but not behind links) or the names of --list
+(one on a line, or NUL-terminated) make a batch: FRAME and the PNGs are then folders, in which each
+photograph gets its own name with .bin (.png, .bmp or .h for frames of that kind) or .png added,
+below the name of its folder if several are given. A photograph that fails does not stop the others;
+the end names it. With --resume a batch skips what is up to date: what was made after its
+photograph's last change, with the same panel and options.
 
 A photograph's files appear when all of them are whole, also when the program is interrupted; after
 a failure there are none.
@@ -39,10 +43,13 @@ Examples:
   oxel render photo.jpg --panel panel.json --fit contain --dither floyd -o frame.bin
   oxel render photo.jpg --panel panel.lut --size 800x480 --frame packed4 -o frame.bin
   oxel render photos/ --panel six-colour -o frames/ --preview previews/ --resume
-  find photos -name '*.jpg' -print0 | oxel render - --panel six-colour -o frames/)";
+  oxel render photo.jpg --panel six-colour -o frame.png.gz
+  curl https://example.org/now.jpg | oxel render - --panel six-colour -o - >frame.bin
+  find photos -name '*.jpg' -print0 | oxel render --list - --panel six-colour -o frames/)";
 
 struct RenderOptions {
     std::vector<std::string> photos;
+    std::string list;
     std::string frame;
     std::string preview;
     std::string nominal;
@@ -67,29 +74,50 @@ void render_single(const RenderOptions &options, const Panel &panel) {
         std::cout << json_line(options.settings, job, {Status::done, result, {}});
     if (options.json || options.quiet)
         return;
-    std::cout << job.frame << ": " << result.frame_size.text() << ", " << result.frame_bytes
-              << " bytes\n";
+    std::ostream &report = job.frame == "-" ? std::cerr : std::cout;
+    report << (job.frame == "-" ? "frame" : printable(job.frame)) << ": "
+           << result.frame_size.text() << ", " << result.frame_bytes << " bytes\n";
     for (const std::string &png : {job.preview, job.nominal})
         if (!png.empty())
-            std::cout << png << ": " << result.picture_size.text() << '\n';
+            report << printable(png) << ": " << result.picture_size.text() << '\n';
     if (result.verdict)
-        std::cout << "guard: " << verdict_name(*result.verdict) << '\n';
+        report << "guard: " << verdict_name(*result.verdict) << '\n';
 }
 
 bool is_batch(const RenderOptions &options) {
-    const std::string &photo = options.photos.front();
     std::error_code unknown;
-    return options.photos.size() > 1 || photo == "-" || fs::is_directory(photo, unknown) ||
-           options.frame.ends_with('/') || fs::is_directory(options.frame, unknown);
+    return !options.list.empty() || options.photos.size() > 1 ||
+           fs::is_directory(options.photos.front(), unknown) || options.frame.ends_with('/') ||
+           fs::is_directory(options.frame, unknown);
 }
 
-void run(const RenderOptions &options) {
-    const RenderSettings &settings = options.settings;
-    check_frame_options(settings.frame); // tells a wrong command line before any work
+/// A frame goes to the standard output alone, and to no person's screen.
+void check_standard_output(const RenderOptions &options, bool batch) {
+    if (options.frame != "-")
+        return;
+    if (batch)
+        throw CLI::ValidationError("-o", "- takes a single frame");
+    if (options.json)
+        throw CLI::ValidationError("--json", "would write where the frame of -o - goes");
+    if (isatty(STDOUT_FILENO))
+        throw CLI::ValidationError("-o", "- would write a frame to the terminal");
+}
+
+void run(RenderOptions options) {
+    RenderSettings &settings = options.settings;
+    if (options.photos.empty() && options.list.empty())
+        throw CLI::RequiredError("PHOTO or --list");
     const bool batch = is_batch(options);
-    if (!batch)
-        check_outputs({options.frame, options.preview, options.nominal},
+    // What is wrong with the command line is told before any work.
+    settings.frame = settle_frame_options(settings.frame, batch ? "" : options.frame);
+    check_standard_output(options, batch);
+    if (!options.list.empty())
+        for (std::string &name : listed_names(options.list))
+            options.photos.push_back(std::move(name));
+    if (!batch) {
+        check_outputs({options.frame == "-" ? "" : options.frame, options.preview, options.nominal},
                       {options.photos.front(), settings.picture.panel});
+    }
     Panel panel = open_panel(settings.picture.panel, tuning_for(settings.dithering_mode));
     panel.layout = settings.frame.layout.value_or(panel.layout);
     adopt_package(panel.source, panel.package);
@@ -104,6 +132,8 @@ void run(const RenderOptions &options) {
                      settings, panel);
     else
         render_single(options, panel);
+    if (!options.quiet)
+        note_missing_layout(panel, settings.frame.layout);
 }
 
 } // namespace
@@ -113,8 +143,10 @@ void add_render_command(CLI::App &app) {
     RenderSettings &settings = options->settings;
     CLI::App *command = app.add_subcommand("render", "Render pictures for a panel");
     command->footer(render_explanation);
-    command->add_option("PHOTO", options->photos, "Pictures, folders of pictures, or - for a list")
-        ->required();
+    command->add_option("PHOTO", options->photos,
+                        "Pictures, folders of pictures, or - for one on the standard input");
+    command->add_option("--list", options->list, "File of names of pictures, or -")
+        ->option_text("FILE");
     command->add_option("-o", options->frame, "Where the frame or the frames go")
         ->option_text("FRAME")
         ->required();

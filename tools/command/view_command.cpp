@@ -2,7 +2,10 @@
 
 #include "base/failure.h"
 #include "command/frame_options.h"
-#include "package_builder/package_file.h"
+#include "command/picture_options.h"
+#include "pictures/picture.h"
+#include "render/library.h"
+#include "render/panel_codes.h"
 
 #include <algorithm>
 #include <array>
@@ -12,10 +15,11 @@ namespace oxel::tools {
 
 namespace {
 
-const std::string view_explanation = std::string(frame_explanation) + R"(
+const std::string view_explanation = frame_explanation() + R"(
 PNG shows what a frame's file holds, codes and indices in the panel's measured colours and colours
 as they are, with the driving layout undone. The options must be those that the frame was rendered
-with; the size is that of the picture and is the panel's unless --size gives another.
+with; the size is that of the picture: that of --size, else the panel's, else what the file tells.
+- is a frame on the standard input.
 
 Examples:
   oxel view frame.bin --panel six-colour -o sent.png
@@ -29,63 +33,43 @@ struct ViewOptions {
     FrameSettings layout;
 };
 
-/// The measured colour of each code; a code that several colours have shows the first of them.
-std::array<std::optional<RgbBytes>, 256> colours_of_codes(const Panel &panel,
-                                                          FrameContent content) {
-    const PackageFields fields = read_package_fields(panel.package).value();
-    std::array<std::optional<RgbBytes>, 256> colours;
-    for (std::size_t i = 0; i < std::min<std::size_t>(fields.colours, 256); ++i) {
-        const auto code = package_table(panel.package, std::uint64_t{fields.tcon} + i, 1);
-        const auto rgb = package_table(panel.package, std::uint64_t{fields.palette} + 3 * i, 3);
-        if (code.empty() || rgb.empty())
-            throw Failure(panel.source, "its palette or its codes are incomplete");
-        auto &colour = colours[content == FrameContent::index ? i : code[0]];
-        if (!colour)
-            colour = {rgb[0], rgb[1], rgb[2]};
-    }
-    return colours;
-}
-
-void colour_codes(const std::string &frame, const Panel &panel, FrameContent content,
-                  Bytes &image) {
-    const auto colours = colours_of_codes(panel, content);
+void colour_codes(const std::string &frame, const Codes &codes, Bytes &image) {
+    std::array<const Code *, 256> meanings{};
+    for (const Code &code : codes)
+        meanings[code.code] = &code;
     for (std::size_t i = 0; i < image.size(); i += 3) {
-        const auto &colour = colours[image[i]];
-        if (!colour)
+        const Code *const code = meanings[image[i]];
+        if (!code)
             throw Failure(frame, "its code " + std::to_string(image[i]) + " at pixel " +
                                      std::to_string(i / 3) + " is none of the panel's");
-        std::copy(colour->begin(), colour->end(), image.begin() + static_cast<std::ptrdiff_t>(i));
+        std::copy(code->colour.begin(), code->colour.end(),
+                  image.begin() + static_cast<std::ptrdiff_t>(i));
     }
 }
 
 void run(const ViewOptions &options) {
-    check_frame_options(options.layout);
-    const FrameFormat format = file_format(options.layout);
+    const FrameSettings settings = settle_frame_options(options.layout, options.frame);
+    const FrameFormat format = file_format(settings);
     check_outputs({options.png}, {options.frame, options.panel});
     const Panel panel = open_panel(options.panel);
     adopt_package(panel.source, panel.package); // checks it
-    if (!options.size && !panel.size)
+    const std::optional<ImageSize> asked = options.size ? options.size : panel.size;
+    if (!asked && !entry_of(format).tells_size)
         throw Failure(panel.source, "has no size; give it with --size");
-    ImageSize size = options.size ? *options.size : *panel.size;
-    const int layout = options.layout.layout.value_or(panel.layout);
-    const ImageSize frame_size = layout_size(layout, size);
+    const int layout = settings.layout.value_or(panel.layout);
+    ImageSize size = asked ? layout_size(layout, *asked) : ImageSize{0, 0};
 
-    const Bytes file = read_file(options.frame);
-    const std::size_t expected = frame_bytes(format, frame_size);
-    if (file.size() != expected)
-        throw Failure(options.frame, "has " + std::to_string(file.size()) + " bytes; a frame of " +
-                                         size.text() + " in this format has " +
-                                         std::to_string(expected));
-    Bytes image = decode_frame(format, frame_size, file);
-    const FrameContent content = options.layout.content;
-    if (content == FrameContent::tcon || content == FrameContent::index)
-        colour_codes(options.frame, panel, content, image);
-    size = frame_size;
+    const std::string source = options.frame == "-" ? "standard input" : options.frame;
+    const Codes codes = codes_of(panel, settings.content);
+    Bytes image =
+        decode_frame(source, format, settings.gzip, read_input(options.frame), codes, size);
+    if (holds_codes(settings.content))
+        colour_codes(source, codes, image);
     undo_layout(panel.source, layout, image, size);
     OutputFiles outputs;
     outputs.write(options.png, encode_png(options.png, image, size));
     outputs.publish();
-    std::cout << options.png << ": " << size.text() << '\n';
+    std::cout << printable(options.png) << ": " << size.text() << '\n';
 }
 
 } // namespace
@@ -94,7 +78,7 @@ void add_view_command(CLI::App &app) {
     const auto options = std::make_shared<ViewOptions>();
     CLI::App *command = app.add_subcommand("view", "Turn a frame back into a picture");
     command->footer(view_explanation);
-    command->add_option("FRAME", options->frame, "The frame's file")->required();
+    command->add_option("FRAME", options->frame, "The frame's file, or -")->required();
     add_panel_option(*command, options->panel);
     command->add_option("-o", options->png, "Where the picture goes")
         ->option_text("PNG")

@@ -1,6 +1,7 @@
 #include "panels/panel.h"
 
 #include "base/failure.h"
+#include "base/suggestion.h"
 #include "built_in_panels.h"
 #include "panels/package_cache.h"
 #include "panels/packed_package.h"
@@ -12,11 +13,6 @@ namespace oxel::tools {
 
 namespace {
 
-/// JSON has no NUL; a package's header has some whenever it is true to its length.
-bool is_description(const Bytes &bytes) {
-    return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
-}
-
 PanelDescription parse(const std::string &path, const Bytes &bytes) {
     return parse_panel_description(path,
                                    {reinterpret_cast<const char *>(bytes.data()), bytes.size()});
@@ -24,13 +20,30 @@ PanelDescription parse(const std::string &path, const Bytes &bytes) {
 
 Panel open_description(const std::string &source, const PanelDescription &description,
                        Tuning tuning) {
-    Panel panel{source,           description.name,   {},
-                description.size, description.layout, description.colours};
+    Panel panel{source,
+                description.name,
+                {},
+                description.size,
+                description.layout,
+                description.colour_names,
+                description.colours};
     tune(panel, tuning);
     return panel;
 }
 
+std::vector<std::string> built_in_names() {
+    std::vector<std::string> names;
+    for (const PanelDescription &description : built_in_panel_descriptions())
+        names.push_back(description.name);
+    return names;
+}
+
 } // namespace
+
+bool is_description(const Bytes &bytes) {
+    // JSON has no NUL; a package's header has some whenever it is true to its length.
+    return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
+}
 
 /// A description that has a built-in panel's colours has its package, too.
 void tune(Panel &panel, Tuning tuning) {
@@ -56,14 +69,15 @@ std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning) {
 Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning) {
     if (is_description(bytes))
         return open_description(source, parse(source, bytes), tuning);
-    return {source, source, std::move(bytes), std::nullopt, 0, {}};
+    return {source, source, std::move(bytes), std::nullopt, 0, {}, {}};
 }
 
 Panel open_panel(const std::string &name, Tuning tuning) {
     if (auto panel = built_in_panel(name, tuning))
         return std::move(*panel);
     if (!std::filesystem::exists(name))
-        throw Failure(name, "neither a built-in panel (see oxel panels) nor a file");
+        throw Failure(name, "neither a built-in panel (see oxel panels) nor a file" +
+                                suggestion(name, built_in_names()));
     return panel_from_bytes(name, read_file(name), tuning);
 }
 

@@ -18,13 +18,17 @@ struct Panel {
     Bytes package;
     std::optional<ImageSize> size;
     int layout = 0;
-    std::vector<PanelColour> colours; // the description's; none if there is just a package
+    std::vector<std::string> colour_names; // none of a package
+    std::vector<PanelColour> colours;      // the description's; none if there is just a package
 };
 
 /// Gives the panel the package for these diffusions. A panel that came as a package keeps it.
 void tune(Panel &panel, Tuning tuning);
 
 std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning = Tuning::all);
+
+/// Whether they are a panel description: a package is never text.
+bool is_description(const Bytes &bytes);
 
 /// A panel from a package or from a description, whichever the bytes are.
 Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning = Tuning::all);

@@ -1,6 +1,7 @@
 #include "panels/panel_description.h"
 
 #include "base/failure.h"
+#include "base/suggestion.h"
 
 #include <nlohmann/json.hpp>
 
@@ -42,7 +43,8 @@ class Node {
             fail("must be an object");
         for (const auto &[key, value] : value_.items())
             if (std::find(keys.begin(), keys.end(), key) == keys.end())
-                fail("unknown key " + json(key).dump());
+                fail("unknown key " + json(key).dump() +
+                     suggestion(key, {keys.begin(), keys.end()}));
     }
 
     std::vector<Node> elements(std::size_t least, std::size_t most) const {

@@ -1,12 +1,11 @@
 #include "render/batch.h"
 
 #include "base/failure.h"
+#include "base/files.h"
 #include "pictures/picture.h"
 
 #include <algorithm>
 #include <atomic>
-#include <iostream>
-#include <iterator>
 #include <system_error>
 #include <thread>
 
@@ -36,10 +35,13 @@ std::vector<BatchPhoto> pictures_below(const std::string &folder, const fs::path
     return photos;
 }
 
-std::vector<std::string> listed_names() {
-    const std::string list(std::istreambuf_iterator<char>(std::cin), {});
+} // namespace
+
+std::vector<std::string> listed_names(const std::string &path) {
+    const Bytes bytes = read_input(path);
+    const std::string list(bytes.begin(), bytes.end());
     if (list.starts_with("\xFF\xD8") || list.starts_with("\x89PNG"))
-        throw Failure("-", "holds a picture, not the names of pictures");
+        throw Failure(path, "holds a picture, not the names of pictures");
     const char end = list.find('\0') == std::string::npos ? '\n' : '\0';
     std::vector<std::string> names;
     for (std::size_t from = 0; from < list.size();) {
@@ -51,8 +53,6 @@ std::vector<std::string> listed_names() {
     return names;
 }
 
-} // namespace
-
 std::vector<BatchPhoto> collect_photos(const std::vector<std::string> &names) {
     std::vector<BatchPhoto> photos;
     const auto append = [&](const std::vector<BatchPhoto> &more) {
@@ -62,15 +62,14 @@ std::vector<BatchPhoto> collect_photos(const std::vector<std::string> &names) {
     const auto is_folder = [&](const std::string &name) { return fs::is_directory(name, unknown); };
     const bool one_folder = std::count_if(names.begin(), names.end(), is_folder) == 1;
     for (const std::string &name : names)
-        if (name == "-") {
-            for (const std::string &listed : listed_names())
-                photos.push_back({listed, fs::path(listed).filename()});
-        } else if (is_folder(name)) {
+        if (name == "-")
+            throw Failure("standard input", "is one picture, which its frame must be named for; "
+                                            "a list of names comes by --list -");
+        else if (is_folder(name))
             append(pictures_below(
                 name, one_folder ? fs::path() : fs::weakly_canonical(name, unknown).filename()));
-        } else {
+        else
             photos.push_back({name, fs::path(name).filename()});
-        }
     return photos;
 }
 

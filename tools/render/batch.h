@@ -17,9 +17,12 @@ struct BatchPhoto {
 };
 
 /// The photographs that the names stand for, in order: a file stands for itself, a folder for the
-/// pictures in it and below, "-" for the names on the standard input, each on a line or, where
-/// there are NULs, up to a NUL. What cannot be looked into stands for itself.
+/// pictures in it and below. What cannot be looked into stands for itself.
 std::vector<BatchPhoto> collect_photos(const std::vector<std::string> &names);
+
+/// The names in a list, a file or - for the standard input: each on a line or, where there are
+/// NULs, up to a NUL. Throws Failure.
+std::vector<std::string> listed_names(const std::string &path);
 
 /// Calls work(i) for each i below `count`, in order, by `threads` threads at once. `work` must not
 /// throw.

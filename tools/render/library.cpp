@@ -34,10 +34,15 @@ void check(const std::string &panel, std::int32_t status) {
 const std::vector<std::string> dither_names = {
     "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine"};
 
-std::string library_version() {
+std::string library_log() {
     std::string log = Oxel_get_updateLog();
     log.erase(log.find_last_not_of('\n') + 1);
-    return log.substr(log.rfind('\n') + 1);
+    return log;
+}
+
+std::string library_version() {
+    const std::string log = library_log(); // whose last line ends in v2.2.1
+    return log.substr(log.rfind('v') + 1);
 }
 
 void adopt_package(const std::string &panel, const Bytes &package) {

@@ -11,8 +11,11 @@ namespace oxel::tools {
 
 // The rendering library with exceptions: statuses become Failures that blame `panel`.
 
-/// The library's version line.
+/// The library's version: "2.2.1".
 std::string library_version();
+
+/// What changed in it from version to version, without a line's end behind the last.
+std::string library_log();
 
 /// Adopts a package, which must outlive all renders.
 void adopt_package(const std::string &panel, const Bytes &package);

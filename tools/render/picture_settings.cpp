@@ -1,20 +1,37 @@
 #include "render/picture_settings.h"
 
 #include "base/failure.h"
+#include "base/rereadable.h"
 
 namespace oxel::tools {
 
-Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
-                   ImageSize &size) {
+namespace {
+
+Bytes open_file(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+                ImageSize &size) {
     if (settings.size)
         size = *settings.size;
     else
-        size = panel.size ? *panel.size : picture_size(photo, settings.framing);
+        size = panel.size ? *panel.size : picture_size(photo, settings.framing, settings.limits);
     if (!size.supported())
         throw Failure(photo, "too large to be rendered at its own size: " + size.text());
-    Bytes picture = load_picture(photo, size, settings.framing);
+    Bytes picture = load_picture(photo, size, settings.framing, settings.limits);
     adjust(picture, size, settings.adjustment);
     return picture;
+}
+
+} // namespace
+
+Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+                   ImageSize &size) {
+    const Rereadable file(photo);
+    try {
+        return open_file(file.path(), settings, panel, size);
+    } catch (const Failure &failure) {
+        if (failure.file() != file.path())
+            throw;
+        throw Failure(photo == "-" ? "standard input" : photo, failure.reason());
+    }
 }
 
 } // namespace oxel::tools

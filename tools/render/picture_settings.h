@@ -15,6 +15,7 @@ struct PictureSettings {
     std::string panel;
     std::optional<ImageSize> size; // instead of the panel's
     Framing framing;
+    PictureLimits limits;
     Adjustment adjustment;
 };
 

@@ -10,7 +10,7 @@ namespace oxel::tools {
 
 /// Many photographs, whose outputs go to folders.
 struct BatchOptions {
-    std::vector<std::string> photos; // names of files and folders, "-" for the standard input
+    std::vector<std::string> photos; // names of files and folders
     std::string frames;              // folders; no name for outputs that nobody asked for
     std::string previews;
     std::string nominals;

@@ -2,6 +2,7 @@
 
 #include "Oxel_Morvel6_render.h"
 #include "base/failure.h"
+#include "render/panel_codes.h"
 
 namespace oxel::tools {
 
@@ -58,10 +59,15 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
     Bytes &image = frame_of(rendering, settings.frame.content);
     result.frame_size = size;
     apply_layout(panel.source, panel.layout, image, result.frame_size);
-    const Bytes frame =
-        encode_frame(panel.source, file_format(settings.frame), result.frame_size, image);
+    const Bytes frame = encode_frame(
+        panel.source, file_format(settings.frame), settings.frame.gzip,
+        {result.frame_size, image, codes_of(panel, settings.frame.content), job.frame});
     result.frame_bytes = frame.size();
-    outputs.write(job.frame, frame);
+    if (job.frame == "-")
+        write_standard_output(frame);
+    else
+        outputs.write(job.frame, frame);
+    result.outputs = outputs.versions();
     outputs.publish();
     return result;
 }

@@ -17,7 +17,8 @@ struct RenderSettings {
     FrameSettings frame;
 };
 
-/// One photograph and where its renderings go; no name for those that nobody asked for.
+/// One photograph and where its renderings go; no name for those that nobody asked for. "-" is the
+/// standard input and, for the frame, the standard output.
 struct RenderJob {
     std::string photo;
     std::string frame;
@@ -30,6 +31,7 @@ struct RenderResult {
     ImageSize frame_size;
     std::size_t frame_bytes;
     std::optional<int> verdict; // enum Oxel_guard_result
+    FileVersions outputs;
 };
 
 /// Renders with the adopted panel and publishes the outputs. Throws Failure.

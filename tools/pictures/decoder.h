@@ -1,0 +1,26 @@
+#ifndef OXEL_TOOLS_DECODER_H
+#define OXEL_TOOLS_DECODER_H
+
+#include "base/image_size.h"
+#include "pictures/framing.h"
+
+#include <cstdint>
+#include <span>
+
+namespace oxel::tools {
+
+/// What is asked of a picture.
+struct Decoding {
+    ImageSize size; // without pixels: the picture's own size is asked for
+    Framing framing;
+    bool document; // whether a PDF is expected
+};
+
+/// Decodes the picture in a file, here and now, to 3 bytes a pixel in sRGB, unless its own size is
+/// asked for. Returns the size. Throws std::runtime_error and std::bad_alloc.
+ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
+                         std::span<std::uint8_t> rgb);
+
+} // namespace oxel::tools
+
+#endif

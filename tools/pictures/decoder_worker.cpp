@@ -1,0 +1,88 @@
+// The process that decodes pictures: the other end of decoder_process.cpp.
+#include "pictures/decoder_messages.h"
+#include "pictures/decoder_process.h"
+#include "pictures/sandbox.h"
+#include "pictures/vips_session.h"
+
+#include <algorithm>
+#include <cstring>
+#include <new>
+#include <stdexcept>
+#include <string_view>
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace oxel::tools {
+
+namespace {
+
+void refuse(DecoderReply &reply, const char *reason) {
+    reply.result = DecoderReply::refused;
+    std::strncpy(reply.reason.data(), reason, reply.reason.size() - 1);
+}
+
+/// The memory that the asking process shares, or memory of our own.
+class Pixels {
+  public:
+    Pixels(int memory, std::size_t size) : size_(size) {
+        const int shared = memory < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
+        if (size > 0)
+            pixels_ = mmap(nullptr, size, PROT_READ | PROT_WRITE, shared, memory, 0);
+        if (pixels_ == MAP_FAILED)
+            throw std::bad_alloc();
+    }
+    Pixels(const Pixels &) = delete;
+    Pixels &operator=(const Pixels &) = delete;
+    ~Pixels() { munmap(pixels_, size_); }
+
+    std::span<std::uint8_t> bytes() const { return {static_cast<std::uint8_t *>(pixels_), size_}; }
+
+  private:
+    std::size_t size_;
+    void *pixels_ = nullptr;
+};
+
+/// Whether the answer went out.
+bool serve(const DecoderRequest &request, const TwoFiles &files, const PictureLimits &limits) {
+    DecoderReply reply{};
+    std::optional<Pixels> pixels;
+    const int memory = files[1].get();
+    try {
+        pixels.emplace(memory, 3 * request.wanted.size.pixels());
+        reply.size = decode_picture(files[0].get(), request.wanted, limits, pixels->bytes());
+    } catch (const std::bad_alloc &) {
+        reply.result = DecoderReply::out_of_memory;
+    } catch (const std::exception &error) {
+        refuse(reply, error.what());
+    }
+    bool sent = send_packet(decoder_socket, &reply, sizeof reply);
+    if (reply.result == DecoderReply::done && memory < 0)
+        for (auto left = pixels->bytes(); sent && !left.empty();) {
+            const auto packet = left.first(std::min(left.size(), pixel_packet));
+            sent = send_packet(decoder_socket, packet.data(), packet.size());
+            left = left.subspan(packet.size());
+        }
+    return sent;
+}
+
+} // namespace
+
+std::optional<int> run_decoder_process(int argc, char **argv) {
+    if (argc != 2 || std::string_view(argv[1]) != decoder_argument)
+        return std::nullopt;
+    DecoderSettings settings{};
+    if (!receive_packet(decoder_socket, &settings, sizeof settings))
+        return 2; // started by somebody else
+    limit_vips_threads(settings.threads);
+    start_vips(); // loads its modules while it may
+    enter_sandbox(settings.limits);
+    DecoderRequest request{};
+    for (;;) {
+        TwoFiles files;
+        if (!receive_packet(decoder_socket, &request, sizeof request, &files) ||
+            !serve(request, files, settings.limits))
+            _exit(0); // there is nothing to put in order
+    }
+}
+
+} // namespace oxel::tools
