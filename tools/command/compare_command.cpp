@@ -44,13 +44,18 @@ VImage labelled(const std::string &label, const Bytes &rgb, ImageSize size) {
 
 void run(const CompareOptions &options) {
     check_outputs({options.sheet}, {options.photo, options.picture.panel});
-    const Panel panel = open_panel(options.picture.panel);
+    Panel panel = open_panel(options.picture.panel, tuning_for(0));
     adopt_package(panel.source, panel.package);
     ImageSize size{};
     const Bytes picture = open_picture(options.photo, options.picture, panel, size);
     std::vector<Rendering> renderings;
-    for (std::size_t mode = 0; mode < dither_names.size(); ++mode)
+    for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
+        if (mode > 0 && mode % 2 == 0) { // the next kernel
+            tune(panel, tuning_for(static_cast<int>(mode)));
+            adopt_package(panel.source, panel.package);
+        }
         renderings.push_back(render(panel.source, picture, size, static_cast<int>(mode)));
+    }
 
     const Bytes sheet = with_vips(options.sheet, [&] {
         const auto tile = [&](std::size_t mode) {

@@ -3,6 +3,8 @@
 #include "base/failure.h"
 #include "base/suggestion.h"
 #include "built_in_panels.h"
+#include "panels/package_cache.h"
+#include "panels/packed_package.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -16,9 +18,17 @@ PanelDescription parse(const std::string &path, const Bytes &bytes) {
                                    {reinterpret_cast<const char *>(bytes.data()), bytes.size()});
 }
 
-Panel build(const std::string &source, const PanelDescription &description) {
-    return {source,           description.name,   build_package(description.colours),
-            description.size, description.layout, description.colour_names};
+Panel open_description(const std::string &source, const PanelDescription &description,
+                       Tuning tuning) {
+    Panel panel{source,
+                description.name,
+                {},
+                description.size,
+                description.layout,
+                description.colour_names,
+                description.colours};
+    tune(panel, tuning);
+    return panel;
 }
 
 std::vector<std::string> built_in_names() {
@@ -35,38 +45,40 @@ bool is_description(const Bytes &bytes) {
     return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
 }
 
-std::optional<Panel> built_in_panel(const std::string &name) {
+/// A description that has a built-in panel's colours has its package, too.
+void tune(Panel &panel, Tuning tuning) {
+    if (panel.colours.empty())
+        return;
     const std::vector<PanelDescription> descriptions = built_in_panel_descriptions();
-    for (std::size_t i = 0; i < descriptions.size(); ++i) {
-        const PanelDescription &description = descriptions[i];
-        if (description.name != name)
-            continue;
-        const std::string_view package = built_in_packages[i];
-        if (package.empty())
-            return build(name, description);
-        return Panel{name,
-                     description.name,
-                     Bytes(package.begin(), package.end()),
-                     description.size,
-                     description.layout,
-                     description.colour_names};
-    }
+    for (std::size_t i = 0; i < descriptions.size(); ++i)
+        if (const auto &[packed, size] = built_in_packages[i][std::size_t(tuning)];
+            size > 0 && descriptions[i].colours == panel.colours) {
+            panel.package = unpack_package(packed, size);
+            return;
+        }
+    panel.package = cached_package(panel.colours, {.tuning = tuning});
+}
+
+std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning) {
+    for (const PanelDescription &description : built_in_panel_descriptions())
+        if (description.name == name)
+            return open_description(name, description, tuning);
     return std::nullopt;
 }
 
-Panel panel_from_bytes(const std::string &source, Bytes bytes) {
+Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning) {
     if (is_description(bytes))
-        return build(source, parse(source, bytes));
-    return {source, source, std::move(bytes), std::nullopt, 0, {}};
+        return open_description(source, parse(source, bytes), tuning);
+    return {source, source, std::move(bytes), std::nullopt, 0, {}, {}};
 }
 
-Panel open_panel(const std::string &name) {
-    if (auto panel = built_in_panel(name))
+Panel open_panel(const std::string &name, Tuning tuning) {
+    if (auto panel = built_in_panel(name, tuning))
         return std::move(*panel);
     if (!std::filesystem::exists(name))
         throw Failure(name, "neither a built-in panel (see oxel panels) nor a file" +
                                 suggestion(name, built_in_names()));
-    return panel_from_bytes(name, read_file(name));
+    return panel_from_bytes(name, read_file(name), tuning);
 }
 
 PanelDescription read_panel_description(const std::string &path) {

@@ -19,18 +19,22 @@ struct Panel {
     std::optional<ImageSize> size;
     int layout = 0;
     std::vector<std::string> colour_names; // none of a package
+    std::vector<PanelColour> colours;      // the description's; none if there is just a package
 };
 
-std::optional<Panel> built_in_panel(const std::string &name);
+/// Gives the panel the package for these diffusions. A panel that came as a package keeps it.
+void tune(Panel &panel, Tuning tuning);
+
+std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning = Tuning::all);
 
 /// Whether they are a panel description: a package is never text.
 bool is_description(const Bytes &bytes);
 
 /// A panel from a package or from a description, whichever the bytes are.
-Panel panel_from_bytes(const std::string &source, Bytes bytes);
+Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning = Tuning::all);
 
 /// Opens the built-in panel of this name, or a package or a description in a file of this name.
-Panel open_panel(const std::string &name);
+Panel open_panel(const std::string &name, Tuning tuning = Tuning::all);
 
 PanelDescription read_panel_description(const std::string &path);
 
