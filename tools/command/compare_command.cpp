@@ -2,6 +2,7 @@
 
 #include "command/picture_options.h"
 #include "pictures/vips_session.h"
+#include "render/prepared_render.h"
 
 #include <iostream>
 
@@ -46,17 +47,18 @@ void run(const CompareOptions &options) {
     const Panel panel = open_panel(options.picture.panel);
     adopt_package(panel.source, panel.package);
     ImageSize size{};
-    const Bytes picture = open_picture(options.photo, options.picture, panel, size);
+    const Light picture = open_picture(options.photo, options.picture, panel, size);
+    const PreparedPicture prepared = prepare(picture, size, panel, options.picture.prepared, false);
     std::vector<Rendering> renderings;
     for (std::size_t mode = 0; mode < dither_names.size(); ++mode)
-        renderings.push_back(render(panel.source, picture, size, static_cast<int>(mode)));
+        renderings.push_back(render(prepared, panel, static_cast<int>(mode)));
 
     const Bytes sheet = with_vips(options.sheet, [&] {
         const auto tile = [&](std::size_t mode) {
             return labelled(dither_names[mode], renderings[mode].measured, size);
         };
         // Plain order above serpentine order.
-        std::vector<VImage> tiles = {labelled("original", picture, size),
+        std::vector<VImage> tiles = {labelled("original", bytes_of(picture), size),
                                      tile(0),
                                      tile(2),
                                      tile(4),

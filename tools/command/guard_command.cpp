@@ -2,6 +2,7 @@
 
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
+#include "render/prepared_render.h"
 #include "render/line_pairs.h"
 #include "reports/guard_plot.h"
 
@@ -65,7 +66,9 @@ void run(const GuardOptions &options) {
     adopt_package(panel.source, panel.package);
     write_indices_for_codes();
     ImageSize size{};
-    const Bytes picture = open_picture(options.photo, options.picture, panel, size);
+    const Bytes picture = prepare(open_picture(options.photo, options.picture, panel, size), size,
+                                  panel, options.picture.prepared, true)
+                              .bytes;
     const Bytes shifted = moved_down(picture, size);
     const int colours = read_package_fields(panel.package)->colours;
 

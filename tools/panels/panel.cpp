@@ -27,6 +27,17 @@ Panel build(const std::string &source, const PanelDescription &description) {
 
 } // namespace
 
+Grid Panel::grid() const {
+    const auto options = noted_options(package);
+    return options && options->intent != Intent::absolute ? Grid::ends : Grid::middles;
+}
+
+ExactColours Panel::exact_colours() const {
+    const auto fields = read_package_fields(package);
+    return ExactColours(fields ? package_table(package, fields->palette, 3UL * fields->colours)
+                               : std::span<const std::uint8_t>());
+}
+
 std::optional<Panel> built_in_panel(const std::string &name) {
     const std::vector<PanelDescription> descriptions = built_in_panel_descriptions();
     for (std::size_t i = 0; i < descriptions.size(); ++i) {

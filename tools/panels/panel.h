@@ -4,6 +4,7 @@
 #include "base/files.h"
 #include "base/image_size.h"
 #include "panels/panel_description.h"
+#include "preparation/grid.h"
 
 #include <optional>
 #include <string>
@@ -18,6 +19,12 @@ struct Panel {
     Bytes package;
     std::optional<ImageSize> size;
     int layout = 0;
+
+    /// Where its package's builder has put the cells of the gamut table.
+    Grid grid() const;
+
+    /// What is shown flat, by the package's palette.
+    ExactColours exact_colours() const;
 };
 
 std::optional<Panel> built_in_panel(const std::string &name);

@@ -4,7 +4,7 @@
 
 namespace oxel::tools {
 
-Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+Light open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
                    ImageSize &size) {
     if (settings.size)
         size = *settings.size;
@@ -12,8 +12,13 @@ Bytes open_picture(const std::string &photo, const PictureSettings &settings, co
         size = panel.size ? *panel.size : picture_size(photo, settings.framing);
     if (!size.supported())
         throw Failure(photo, "too large to be rendered at its own size: " + size.text());
-    Bytes picture = load_picture(photo, size, settings.framing);
-    adjust(picture, size, settings.adjustment);
+    Light picture = load_picture(photo, size, settings.framing);
+    develop(picture, size, settings.development, panel.exact_colours());
+    if (settings.adjustment != Adjustment{}) {
+        Bytes bytes = bytes_of(picture);
+        adjust(bytes, size, settings.adjustment);
+        light_of_bytes(bytes, picture);
+    }
     return picture;
 }
 

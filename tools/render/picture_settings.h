@@ -3,6 +3,7 @@
 
 #include "panels/panel.h"
 #include "pictures/picture.h"
+#include "preparation/development.h"
 #include "render/library.h"
 
 #include <optional>
@@ -16,11 +17,13 @@ struct PictureSettings {
     std::optional<ImageSize> size; // instead of the panel's
     Framing framing;
     Adjustment adjustment;
+    Development development;
+    bool prepared = true; // or the library gets its bytes as they are
 };
 
-/// A photograph as `settings` want it; `size` receives the size that they ask for, the panel's, or
+/// A photograph as `settings` want it, developed and adjusted; `size` receives the size that they ask for, the panel's, or
 /// its own.
-Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+Light open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
                    ImageSize &size);
 
 } // namespace oxel::tools
