@@ -3,12 +3,9 @@
 
 #include "package_builder/characterisation.h"
 #include "package_builder/gamut_mapping.h"
-#include "package_builder/package_file.h"
 
 #include <cstdint>
 #include <functional>
-#include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -45,22 +42,11 @@ struct BuiltTables {
     std::vector<Vector3> targets; // the light that each cell should be shown in
     std::vector<std::uint8_t> gamut;
     std::vector<std::uint8_t> quantisation;
-    ProducerBytes producer{}; // the options, as noted_options reads them
 };
 
 /// The same palette and options give the same bytes on every machine. Does not touch the state of
 /// the rendering library, so it may run while a package is adopted, and on any thread.
 BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options = {});
-
-/// What a package was built for.
-struct NotedOptions {
-    Intent intent;
-    Tuning tuning;
-};
-
-/// What this builder has noted in a package's producer's bytes: "OX", 1, the intent, the tuning, 0.
-/// Nothing for packages of other or earlier builders.
-std::optional<NotedOptions> noted_options(std::span<const std::uint8_t> package);
 
 std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colours,
                                            const BuiltTables &tables);

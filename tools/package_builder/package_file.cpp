@@ -64,8 +64,7 @@ std::span<const std::uint8_t> package_table(std::span<const std::uint8_t> packag
     return package.subspan(offset, size);
 }
 
-std::vector<std::uint8_t> write_package(const ProducerBytes &producer,
-                                        std::span<const std::uint8_t> palette,
+std::vector<std::uint8_t> write_package(std::span<const std::uint8_t> palette,
                                         std::span<const std::uint8_t> tcon,
                                         std::span<const std::uint8_t> gamut,
                                         std::span<const std::uint8_t> quantisation) {
@@ -74,7 +73,7 @@ std::vector<std::uint8_t> write_package(const ProducerBytes &producer,
     for (const auto &table : tables)
         length += table.size();
 
-    std::vector<std::uint8_t> package(producer.begin(), producer.end());
+    std::vector<std::uint8_t> package(6, 0); // producer's data
     append_number(package, length);
     append_number(package, tcon.size(), 2);
     std::size_t offset = header_size;
