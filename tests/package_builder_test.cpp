@@ -278,7 +278,7 @@ TEST(PatchSimulation, DiffusesLikeTheLibrary) {
         for (int channel = 0; channel < 3; ++channel)
             tables.gamut.push_back(static_cast<std::uint8_t>(random() & 255));
     }
-    const auto package = assemble_package(panel_colours(palette), tables);
+    const auto package = assemble_package(panel_colours(palette), tables, {});
     std::vector<RgbBytes> mapped;
     for (std::size_t cell = 0; cell < PatchSimulation::lanes - 3; ++cell)
         mapped.push_back(
@@ -346,6 +346,28 @@ TEST(PackageBuilder, MakesTheSameBytesEverywhere) {
     for (const auto &[palette, options, crc] : packages)
         EXPECT_EQ(package_crc(build_package(panel_colours(palette), options)), crc)
             << intent_names()[std::size_t(options.intent)];
+}
+
+TEST(PackageFile, SaysWhatThePackageIsForAndKnowsItsOwnWordsOnly) {
+    for (std::size_t intent = 0; intent < intent_names().size(); ++intent)
+        for (std::size_t tuning = 0; tuning < tuning_names().size(); ++tuning) {
+            const ProducerBytes bytes = producer_bytes({Intent(intent), Tuning(tuning)});
+            const auto origin = read_origin(bytes);
+            ASSERT_TRUE(origin);
+            EXPECT_EQ(std::pair(std::size_t(origin->intent), std::size_t(origin->tuning)),
+                      std::pair(intent, tuning));
+            EXPECT_EQ(origin->grid(),
+                      origin->intent == Intent::absolute ? CellGrid::middles : CellGrid::ends);
+            for (std::size_t i = 0; i < bytes.size(); ++i) {
+                ProducerBytes other = bytes;
+                other[i] = 0x80;
+                EXPECT_FALSE(read_origin(other)) << "byte " << i;
+                std::vector<std::uint8_t> package(other.begin(), other.end());
+                package.resize(32);
+                EXPECT_EQ(cell_grid(package), CellGrid::middles);
+            }
+        }
+    EXPECT_EQ(cell_grid({}), CellGrid::middles);
 }
 
 TEST(PackageBuilder, ShowsTheColoursWanted) {

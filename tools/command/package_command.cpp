@@ -83,7 +83,7 @@ void build(BuildRequest request) {
     const PackageReport report{
         description, panel, request.options, tables,
         show_patches(panel, tables, reachable_cells(panel, tables.targets, 256))};
-    const Bytes package = assemble_package(description.colours, tables);
+    const Bytes package = assemble_package(description.colours, tables, request.options);
     OutputFiles outputs;
     outputs.write(request.output, package);
     if (!request.report.empty()) {
@@ -105,6 +105,11 @@ void print_fields(const PackageFields &fields, std::uint32_t computed_crc) {
     std::cout << "producer      ";
     for (const std::uint8_t byte : fields.producer)
         std::cout << hexadecimal(byte, 2) << ' ';
+    if (const auto origin = read_origin(fields.producer))
+        std::cout << "\nintent        " << intent_names()[std::size_t(origin->intent)]
+                  << "\ntuned for     " << tuning_names()[std::size_t(origin->tuning)]
+                  << "\ncells are     "
+                  << (origin->grid() == CellGrid::ends ? "k for 255 k / 63" : "k for 4 k + 1.5");
     std::cout << "\nlength        " << fields.length << "\ncolours       " << fields.colours
               << "\npalette       at " << fields.palette << "\nTCON codes    at " << fields.tcon
               << "\ngamut table   at " << fields.gamut << "\nquantisation  at "

@@ -37,11 +37,6 @@ double chroma(const Vector3 &oklab) {
 
 } // namespace
 
-const std::vector<std::string> &intent_names() {
-    static const std::vector<std::string> names = {"perceptual", "vivid", "absolute"};
-    return names;
-}
-
 GamutMapping::GamutMapping(const Characterisation &panel, Intent intent)
     : panel_(panel), rule_(rules[static_cast<std::size_t>(intent)]), white_{1, 1, 1} {
     // A white as dark as this is none to be relative to.

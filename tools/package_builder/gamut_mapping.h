@@ -2,21 +2,11 @@
 #define OXEL_TOOLS_GAMUT_MAPPING_H
 
 #include "package_builder/characterisation.h"
+#include "package_builder/package_choices.h"
 
-#include <string>
 #include <vector>
 
 namespace oxel::tools {
-
-/// What happens to colours that the panel cannot show.
-enum class Intent {
-    perceptual, // a picture's white becomes the paper's and its black the ink's, hues stay
-    vivid,      // the same, but lightness gives way before chroma does
-    absolute,   // reachable colours stay what they are, others become the nearest
-};
-
-/// Each at the place of its value.
-const std::vector<std::string> &intent_names();
 
 /// How an intent weighs, in OKLab, the ways in which a colour can be moved.
 struct IntentRule {

@@ -2,7 +2,6 @@
 
 #include "package_builder/compensation.h"
 #include "package_builder/kernel_agreement.h"
-#include "package_builder/package_file.h"
 #include "package_builder/quantisation.h"
 
 #include <cstddef>
@@ -26,11 +25,6 @@ constexpr TuningWeights tuning_weights[] = {
 };
 
 } // namespace
-
-const std::vector<std::string> &tuning_names() {
-    static const std::vector<std::string> names = {"all", "floyd", "jjn", "stucki"};
-    return names;
-}
 
 std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours) {
     std::vector<RgbBytes> palette;
@@ -59,19 +53,21 @@ BuiltTables build_tables(const Characterisation &panel, const BuildOptions &opti
 }
 
 std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colours,
-                                           const BuiltTables &tables) {
+                                           const BuiltTables &tables, const BuildOptions &options) {
     std::vector<std::uint8_t> palette;
     std::vector<std::uint8_t> tcon;
     for (const PanelColour &colour : colours) {
         palette.insert(palette.end(), colour.rgb.begin(), colour.rgb.end());
         tcon.push_back(colour.tcon);
     }
-    return write_package(palette, tcon, tables.gamut, tables.quantisation);
+    return write_package(producer_bytes({options.intent, options.tuning}), palette, tcon,
+                         tables.gamut, tables.quantisation);
 }
 
 std::vector<std::uint8_t> build_package(const std::vector<PanelColour> &colours,
                                         const BuildOptions &options) {
-    return assemble_package(colours, build_tables(Characterisation(palette_of(colours)), options));
+    return assemble_package(colours, build_tables(Characterisation(palette_of(colours)), options),
+                            options);
 }
 
 } // namespace oxel::tools

@@ -3,6 +3,7 @@
 
 #include "package_builder/characterisation.h"
 #include "package_builder/gamut_mapping.h"
+#include "package_builder/package_file.h"
 
 #include <cstdint>
 #include <functional>
@@ -18,17 +19,6 @@ struct PanelColour {
 };
 
 std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours);
-
-/// For which diffusions a package's colours are right.
-enum class Tuning {
-    all, // a compromise, leaning to Floyd and Steinberg's, the default of a rendering
-    floyd,
-    jjn,
-    stucki,
-};
-
-/// Each at the place of its value.
-const std::vector<std::string> &tuning_names();
 
 struct BuildOptions {
     Intent intent = Intent::perceptual;
@@ -48,8 +38,9 @@ struct BuiltTables {
 /// the rendering library, so it may run while a package is adopted, and on any thread.
 BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options = {});
 
+/// `options` are those that the tables were built with.
 std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colours,
-                                           const BuiltTables &tables);
+                                           const BuiltTables &tables, const BuildOptions &options);
 
 /// Builds the LUT package of a panel of 2 to 256 colours, in the order of their palette indices.
 std::vector<std::uint8_t> build_package(const std::vector<PanelColour> &colours,

@@ -9,6 +9,9 @@ namespace {
 constexpr std::size_t header_size = 28;
 constexpr std::size_t trailer_size = 4;
 
+constexpr std::uint8_t mark[] = {'o', 'x'};
+constexpr std::uint8_t format_version = 1;
+
 std::uint32_t read_number(std::span<const std::uint8_t> bytes, std::size_t offset,
                           std::size_t size = 4) {
     std::uint32_t number = 0;
@@ -34,6 +37,28 @@ std::uint32_t crc32(std::span<const std::uint8_t> bytes) {
 }
 
 } // namespace
+
+ProducerBytes producer_bytes(const PackageOrigin &origin) {
+    return {mark[0],
+            mark[1],
+            format_version,
+            static_cast<std::uint8_t>(origin.intent),
+            static_cast<std::uint8_t>(origin.tuning),
+            static_cast<std::uint8_t>(origin.grid())};
+}
+
+std::optional<PackageOrigin> read_origin(const ProducerBytes &bytes) {
+    if (bytes[3] >= intent_names().size() || bytes[4] >= tuning_names().size())
+        return std::nullopt;
+    const PackageOrigin origin{Intent(bytes[3]), Tuning(bytes[4])};
+    return bytes == producer_bytes(origin) ? std::optional(origin) : std::nullopt;
+}
+
+CellGrid cell_grid(std::span<const std::uint8_t> package) {
+    const auto fields = read_package_fields(package);
+    const auto origin = fields ? read_origin(fields->producer) : std::nullopt;
+    return origin ? origin->grid() : CellGrid::middles;
+}
 
 std::optional<PackageFields> read_package_fields(std::span<const std::uint8_t> package) {
     if (package.size() < header_size)
@@ -64,7 +89,8 @@ std::span<const std::uint8_t> package_table(std::span<const std::uint8_t> packag
     return package.subspan(offset, size);
 }
 
-std::vector<std::uint8_t> write_package(std::span<const std::uint8_t> palette,
+std::vector<std::uint8_t> write_package(const ProducerBytes &producer,
+                                        std::span<const std::uint8_t> palette,
                                         std::span<const std::uint8_t> tcon,
                                         std::span<const std::uint8_t> gamut,
                                         std::span<const std::uint8_t> quantisation) {
@@ -73,7 +99,7 @@ std::vector<std::uint8_t> write_package(std::span<const std::uint8_t> palette,
     for (const auto &table : tables)
         length += table.size();
 
-    std::vector<std::uint8_t> package(6, 0); // producer's data
+    std::vector<std::uint8_t> package(producer.begin(), producer.end());
     append_number(package, length);
     append_number(package, tcon.size(), 2);
     std::size_t offset = header_size;
