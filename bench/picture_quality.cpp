@@ -224,6 +224,29 @@ DifferenceSummary patches(const Renderer &renderer, const Characterisation &pane
     return misses.empty() ? DifferenceSummary{} : summarise(misses);
 }
 
+/// The mean CIEDE2000 of flat tones to their means after a blur.
+double grain(const Renderer &renderer, double sigma) {
+    constexpr ImageSize size{160, 160};
+    constexpr int border = 24;
+    std::vector<double> strays;
+    for (const Vector3 &srgb : {Vector3{61, 62, 63}, {122, 123, 126}, {190, 189, 188}, {225, 226, 224},
+                                {205, 155, 130}, {120, 150, 190}, {90, 60, 50}}) {
+        const LightImage image = blur(seen_image(renderer.show(flat(srgb, size), size), size), sigma);
+        const std::vector<Vector3> lab = lab_of(image, renderer.paper);
+        Vector3 sum{};
+        std::vector<Vector3> inner;
+        for (int y = border; y < size.height - border; ++y)
+            for (int x = border; x < size.width - border; ++x) {
+                inner.push_back(lab[std::size_t(y * size.width + x)]);
+                sum = sum + inner.back();
+            }
+        const Vector3 middle = (1.0 / double(inner.size())) * sum;
+        for (const Vector3 &place : inner)
+            strays.push_back(ciede2000(place, middle));
+    }
+    return mean(strays);
+}
+
 struct Greys {
     double backward = 0;
     double jump = 0;
@@ -473,6 +496,7 @@ void print_synthetic(const char *name, const Renderer &renderer) {
                 bands(renderer, {170, 115, 92}, {232, 190, 165}), first_rows(renderer),
                 coloured_text(renderer));
     const Greys ramp = greys(renderer);
+    std::printf("   grain %.3f %.3f", grain(renderer, 1.5), grain(renderer, 4));
     std::printf("   greys back %.2f jump %.2f cast %.2f\n", ramp.backward, ramp.jump, ramp.cast);
     std::fflush(stdout);
 }

@@ -28,8 +28,7 @@ Panel build(const std::string &source, const PanelDescription &description) {
 } // namespace
 
 Grid Panel::grid() const {
-    const auto options = noted_options(package);
-    return options && options->intent != Intent::absolute ? Grid::ends : Grid::middles;
+    return cell_grid(package) == CellGrid::ends ? Grid::ends : Grid::middles;
 }
 
 ExactColours Panel::exact_colours() const {

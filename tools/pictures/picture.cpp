@@ -86,22 +86,15 @@ bool has_profile(const VImage &image) {
     }
 }
 
-/// Linear light in three channels from 0 to 1, opaque. Deep pictures keep their depth.
-VImage to_light(VImage image, const std::vector<double> &background) {
+/// Three bytes a pixel, opaque.
+VImage to_srgb(VImage image, const std::vector<double> &background) {
     if (has_profile(image) || image.interpretation() == VIPS_INTERPRETATION_CMYK)
-        image = image.icc_transform("srgb", VImage::option()->set("embedded", true)->set(
-                                                "depth", image.format() == VIPS_FORMAT_USHORT ? 16 : 8));
+        image = image.icc_transform("srgb", VImage::option()->set("embedded", true));
     image = image.copy(); // as libvips asks before its notes are changed
     image.remove(VIPS_META_ICC_NAME);
-    image = image.colourspace(image.format() == VIPS_FORMAT_USHORT ? VIPS_INTERPRETATION_RGB16
-                                                                   : VIPS_INTERPRETATION_sRGB);
-    if (image.has_alpha()) {
-        std::vector<double> colour = background;
-        for (double &channel : colour)
-            channel *= image.format() == VIPS_FORMAT_USHORT ? 257 : 1;
-        image = image.flatten(VImage::option()->set("background", colour));
-    }
-    return image.colourspace(VIPS_INTERPRETATION_scRGB);
+    image = image.colourspace(VIPS_INTERPRETATION_sRGB);
+    return image.has_alpha() ? image.flatten(VImage::option()->set("background", background))
+                             : image;
 }
 
 VipsInteresting crop_of(Fit fit) {
@@ -130,17 +123,14 @@ ImageSize picture_size(const std::string &path, const Framing &framing) {
     });
 }
 
-Light load_picture(const std::string &path, ImageSize size, const Framing &framing) {
+Bytes load_picture(const std::string &path, ImageSize size, const Framing &framing) {
     expect_file(path);
     const std::vector<double> background(framing.background.begin(), framing.background.end());
-    std::vector<double> background_light;
-    for (const std::uint8_t byte : framing.background)
-        background_light.push_back(light_of_byte(byte) / 65535.0);
     return with_vips(path, [&] {
         // Resized in linear light, so that fine patterns keep their brightness. Colours are
         // converted before because libvips' thumbnails with a profile miss pure white.
         const VImage fitted =
-            to_light(orient(open(path, size), framing), background)
+            to_srgb(orient(open(path, size), framing), background)
                 .thumbnail_image(size.width,
                                  VImage::option()
                                      ->set("height", size.height)
@@ -150,12 +140,10 @@ Light load_picture(const std::string &path, ImageSize size, const Framing &frami
                                      ->set("linear", true));
         const VImage framed = fitted.gravity(
             VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
-            VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background_light));
-        const VImage light = framed.linear(65535, 0.5).cast(VIPS_FORMAT_USHORT);
-        Light picture(3 * size.pixels());
-        light.write(VImage::new_from_memory(picture.data(), sizeof picture[0] * picture.size(),
-                                            size.width, size.height, 3, VIPS_FORMAT_USHORT));
-        return picture;
+            VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background));
+        std::size_t count = 0;
+        void *memory = framed.write_to_memory(&count);
+        return take_vips_memory(memory, count);
     });
 }
 

@@ -3,7 +3,6 @@
 
 #include "base/files.h"
 #include "base/image_size.h"
-#include "preparation/light.h"
 
 #include <array>
 #include <string>
@@ -33,10 +32,10 @@ bool is_picture_name(const std::string &path);
 /// The size of a picture when it is held upright.
 ImageSize picture_size(const std::string &path, const Framing &framing);
 
-/// A picture in any format that libvips reads, in light, upright, on the background where it is
-/// transparent. Throws Failure also for files that end too early. Any number
+/// A picture in any format that libvips reads, as 3 bytes a pixel in sRGB, upright, on the
+/// background where it is transparent. Throws Failure also for files that end too early. Any number
 /// of threads may load pictures.
-Light load_picture(const std::string &path, ImageSize size, const Framing &framing);
+Bytes load_picture(const std::string &path, ImageSize size, const Framing &framing);
 
 /// `path` is where the PNG will go, for messages.
 Bytes encode_png(const std::string &path, const Bytes &rgb, ImageSize size);
