@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <iostream>
 #include <memory>
 #include <sstream>
 #include <string_view>
+#include <thread>
 
 namespace oxel::tools {
 
@@ -13,10 +15,21 @@ using vips::VImage;
 namespace {
 
 std::atomic<unsigned> losses = 0; // counted by workers of libvips
+std::atomic<int> threads_a_picture = 0; // 0: as many as there are processors
 
-void on_warning(const char *, GLogLevelFlags, const char *message, void *) {
-    if (std::string_view(message).starts_with("error in tile"))
+/// Nothing of the libraries' talk reaches the terminal. What they cannot go on without is memory.
+GLogWriterOutput on_message(GLogLevelFlags level, const GLogField *fields, gsize count, void *) {
+    const auto field = [&](std::string_view key) {
+        for (gsize i = 0; i < count; ++i)
+            if (fields[i].key == key && fields[i].length < 0)
+                return std::string_view(static_cast<const char *>(fields[i].value));
+        return std::string_view();
+    };
+    if (field("GLIB_DOMAIN") == "VIPS" && field("MESSAGE").starts_with("error in tile"))
         ++losses;
+    if (level & G_LOG_LEVEL_ERROR) // which ends the process
+        std::cerr << field("MESSAGE") << std::endl;
+    return G_LOG_WRITER_HANDLED;
 }
 
 } // namespace
@@ -24,10 +37,11 @@ void on_warning(const char *, GLogLevelFlags, const char *message, void *) {
 void start_vips() {
     struct Session {
         Session() {
+            g_log_set_writer_func(on_message, nullptr, nullptr);
             if (VIPS_INIT("oxel") != 0)
                 throw vips::VError();
             vips_cache_set_max(0); // no picture is opened twice
-            g_log_set_handler("VIPS", G_LOG_LEVEL_WARNING, on_warning, nullptr);
+            vips_concurrency_set(vips_threads());
         }
         ~Session() { vips_shutdown(); }
     };
@@ -35,13 +49,17 @@ void start_vips() {
 }
 
 void share_processors(int threads) {
-    start_vips();
-    vips_concurrency_set(std::max(1, vips_concurrency_get() / threads));
+    limit_vips_threads(vips_threads() / threads);
 }
 
-std::shared_mutex &vips_users() {
-    static std::shared_mutex users;
-    return users;
+void limit_vips_threads(int threads) {
+    threads_a_picture = std::max(1, threads);
+}
+
+int vips_threads() {
+    const int threads = threads_a_picture;
+    return threads > 0 ? threads
+                       : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
 }
 
 unsigned vips_losses() {
@@ -61,7 +79,7 @@ std::string take_vips_messages() {
         if (line.find(message) == std::string::npos)
             line += (line.empty() ? "" : "; ") + message;
     }
-    return line;
+    return line.empty() ? "libvips gives no reason" : line;
 }
 
 VImage image_of(const Bytes &rgb, ImageSize size) {

@@ -7,19 +7,19 @@
 
 #include <vips/vips8>
 
-#include <mutex>
-#include <shared_mutex>
 #include <string>
 
 namespace oxel::tools {
 
 void start_vips();
 
-/// Tells libvips that so many threads will use it at once.
+/// Tells libvips, here and in the decoders' processes, that so many threads will use it at once.
 void share_processors(int threads);
 
-/// Held by all that work with libvips.
-std::shared_mutex &vips_users();
+/// The threads that libvips uses for one picture.
+int vips_threads();
+
+void limit_vips_threads(int threads);
 
 /// How often libvips painted something black because it could not decode it, which it does not
 /// always report as an error.
@@ -36,35 +36,15 @@ Bytes to_png(const vips::VImage &image);
 /// Takes over memory that libvips has allocated.
 Bytes take_vips_memory(void *memory, std::size_t size);
 
-/// Calls `work`, and throws vips::VError also for pixels lost without an error.
-template <class Work>
-auto without_losses(Work work) {
-    const unsigned before = vips_losses();
-    auto result = work();
-    if (vips_losses() != before)
-        throw vips::VError();
-    return result;
-}
-
 /// Calls `work`, with libvips running, and blames `path` for its errors. Any number of threads may
-/// do so at once; `work` may be called twice.
+/// do so at once; only pictures of our own are worked on so.
 template <class Work>
 auto with_vips(const std::string &path, Work work) {
     start_vips();
     try {
-        const std::shared_lock together(vips_users());
-        return without_losses(work);
+        return work();
     } catch (const vips::VError &) {
-        // libvips collects the losses and messages of all threads in one place: whose they are
-        // shows when nobody else works.
-    }
-    const std::unique_lock alone(vips_users());
-    take_vips_messages();
-    try {
-        return without_losses(work);
-    } catch (const vips::VError &) {
-        const std::string messages = take_vips_messages();
-        throw Failure(path, messages.empty() ? "libvips gives no reason" : messages);
+        throw Failure(path, take_vips_messages());
     }
 }
 

@@ -1,0 +1,237 @@
+#include "pictures/decoder.h"
+
+#include "pictures/loaders.h"
+#include "pictures/vips_session.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <stdexcept>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+namespace oxel::tools {
+
+using vips::VImage;
+using vips::VOption;
+
+namespace {
+
+/// As EXIF numbers them.
+int orientation_of(const VImage &image, Rotation rotation) {
+    static constexpr int orientations[] = {0, 1, 6, 3, 8}; // of enum Rotation
+    return rotation == Rotation::as_oriented ? vips_image_get_orientation(image.get_image())
+                                             : orientations[static_cast<int>(rotation)];
+}
+
+bool swaps_sides(int orientation) {
+    return orientation >= 5;
+}
+
+ImageSize upright(ImageSize size, int orientation) {
+    return swaps_sides(orientation) ? ImageSize{size.height, size.width} : size;
+}
+
+ImageSize size_of(const VImage &image) {
+    return {image.width(), image.height()};
+}
+
+struct Box {
+    int left;
+    int top;
+    ImageSize size;
+};
+
+/// Where a part of the upright picture, of this size, is stored.
+Box stored_box(Box part, ImageSize upright_size, int orientation) {
+    static constexpr bool mirrored_x[] = {false, false, true, true, false,
+                                          false, false, true, true};
+    static constexpr bool mirrored_y[] = {false, false, false, true, true,
+                                          false, true,  true,  false};
+    ImageSize whole = upright_size;
+    if (swaps_sides(orientation)) {
+        std::swap(part.left, part.top);
+        part.size = upright(part.size, orientation);
+        whole = upright(whole, orientation);
+    }
+    if (mirrored_x[orientation])
+        part.left = whole.width - part.left - part.size.width;
+    if (mirrored_y[orientation])
+        part.top = whole.height - part.top - part.size.height;
+    return part;
+}
+
+/// Whether a profile comes with the picture and is one for its kind of colours: grey pictures are
+/// found with one for RGB, and L*a*b* needs none.
+bool has_profile(const VImage &image) {
+    if (image.get_typeof(VIPS_META_ICC_NAME) == 0)
+        return false;
+    std::size_t size = 0;
+    const auto *profile = static_cast<const char *>(image.get_blob(VIPS_META_ICC_NAME, &size));
+    switch (image.interpretation()) {
+    case VIPS_INTERPRETATION_B_W:
+    case VIPS_INTERPRETATION_GREY16:
+        return size >= 20 && std::string_view(profile + 16, 4) == "GRAY";
+    case VIPS_INTERPRETATION_LAB:
+    case VIPS_INTERPRETATION_LABS:
+        return false;
+    default:
+        return true;
+    }
+}
+
+/// Three bytes a pixel, opaque.
+VImage to_srgb(VImage image, const std::vector<double> &background) {
+    if (has_profile(image) || image.interpretation() == VIPS_INTERPRETATION_CMYK)
+        image = image.icc_transform("srgb", VImage::option()->set("embedded", true));
+    image = image.copy(); // as libvips asks before its notes are changed
+    image.remove(VIPS_META_ICC_NAME);
+    image = image.colourspace(VIPS_INTERPRETATION_sRGB);
+    return image.has_alpha() ? image.flatten(VImage::option()->set("background", background))
+                             : image;
+}
+
+/// How many times larger than the picture, upright, its two sides become.
+std::pair<double, double> scales(ImageSize picture, ImageSize wanted, Fit fit) {
+    const double across = double(wanted.width) / picture.width;
+    const double down = double(wanted.height) / picture.height;
+    if (fit == Fit::stretch)
+        return {across, down};
+    const double both = fit == Fit::contain ? std::min(across, down) : std::max(across, down);
+    return {both, both};
+}
+
+/// Drawings are drawn at the size wanted, which is sharper than enlarging them, unless most of that
+/// were cut off.
+double drawing_scale(ImageSize drawing, ImageSize wanted, Fit fit) {
+    constexpr double most_pixels = 32e6;
+    const auto [across, down] = scales(drawing, wanted, fit);
+    return std::min(std::max(across, down), std::sqrt(most_pixels / double(drawing.pixels())));
+}
+
+/// At `scale`, in linear light, so that fine patterns keep their brightness.
+VImage resize(const VImage &image, std::pair<double, double> scale) {
+    return image.colourspace(VIPS_INTERPRETATION_scRGB)
+        .resize(scale.first, VImage::option()->set("vscale", scale.second))
+        .colourspace(VIPS_INTERPRETATION_sRGB);
+}
+
+/// The part of an upright picture that catches the eye most.
+VImage most_interesting(const VImage &picture, ImageSize size) {
+    return picture.copy_memory().smartcrop(
+        std::min(size.width, picture.width()), std::min(size.height, picture.height()),
+        VImage::option()->set("interesting", VIPS_INTERESTING_ATTENTION));
+}
+
+/// The rows of a part as they come in from a picture that is read once, from top to bottom.
+struct PartRows {
+    Box part;
+    std::size_t row_bytes;
+    Bytes bytes;
+
+    static int take(VipsRegion *region, VipsRect *area, void *self) {
+        auto &rows = *static_cast<PartRows *>(self);
+        const int last = rows.part.top + rows.part.size.height;
+        for (int y = std::max(area->top, rows.part.top);
+             y < std::min(area->top + area->height, last); ++y)
+            std::memcpy(&rows.bytes[static_cast<std::size_t>(y - rows.part.top) * rows.row_bytes],
+                        VIPS_REGION_ADDR(region, rows.part.left, y), rows.row_bytes);
+        return 0;
+    }
+};
+
+/// A part of it. The whole is read, so that a picture that is cut off is noticed wherever it is.
+Bytes read_part(const VImage &picture, Box part) {
+    PartRows rows{part, VIPS_IMAGE_SIZEOF_PEL(picture.get_image()), {}};
+    rows.row_bytes *= static_cast<std::size_t>(part.size.width);
+    rows.bytes.resize(rows.row_bytes * static_cast<std::size_t>(part.size.height));
+    if (vips_sink_disc(picture.get_image(), PartRows::take, &rows) != 0)
+        throw vips::VError();
+    return rows.bytes;
+}
+
+VImage turn(const VImage &image, int orientation) {
+    if (orientation <= 1)
+        return image;
+    VImage turned = image.copy_memory().copy();
+    turned.set(VIPS_META_ORIENTATION, orientation);
+    return turned.autorot();
+}
+
+/// A picture as `wanted`, on the background.
+Bytes frame(const OpenPicture &picture, int orientation, const Decoding &wanted) {
+    const Framing &framing = wanted.framing;
+    const ImageSize size = wanted.size;
+    const std::vector<double> background(framing.background.begin(), framing.background.end());
+    auto scale = scales(upright(size_of(picture.image), orientation), size, framing.fit);
+    if (swaps_sides(orientation))
+        std::swap(scale.first, scale.second);
+    // Colours are converted first because libvips' conversions while it resizes miss pure white.
+    VImage source = to_srgb(picture.image, background);
+    const bool streamed = !picture.drawing && scale.second <= 1;
+    if (!picture.drawing && !streamed)
+        source = source.copy_memory(); // the whole, which is small beside what is made of it
+    VImage image = resize(source, scale);
+    const ImageSize resized = upright(size_of(image), orientation);
+    const Box middle{(resized.width - size.width) / 2, (resized.height - size.height) / 2, size};
+    Bytes rows;
+    if (framing.fit == Fit::attention) {
+        image = most_interesting(turn(image, orientation), size);
+    } else {
+        Box part{std::max(0, middle.left), std::max(0, middle.top), {}};
+        part.size = {std::min(size.width, resized.width), std::min(size.height, resized.height)};
+        part = stored_box(part, resized, orientation);
+        if (streamed) {
+            rows = read_part(image, part);
+            image = image_of(rows, part.size);
+        } else { // what is cut off is not made in the first place
+            image = image.extract_area(part.left, part.top, part.size.width, part.size.height);
+        }
+        image = turn(image, orientation);
+    }
+    const VImage framed = image.gravity(
+        VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
+        VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background));
+    std::size_t count = 0;
+    void *memory = framed.write_to_memory(&count);
+    return take_vips_memory(memory, count);
+}
+
+DecodedPicture decode(int file, const Decoding &wanted, const PictureLimits &limits) {
+    OpenPicture picture = open_picture_file(file, wanted.document, 1, limits);
+    const int orientation = orientation_of(picture.image, wanted.framing.rotation);
+    const ImageSize own = upright(size_of(picture.image), orientation);
+    if (wanted.size.pixels() == 0)
+        return {own, {}};
+    if (picture.drawing)
+        picture = open_picture_file(file, wanted.document,
+                                    drawing_scale(own, wanted.size, wanted.framing.fit), limits);
+    return {wanted.size, frame(picture, orientation, wanted)};
+}
+
+} // namespace
+
+DecodedPicture decode_picture(int file, const Decoding &wanted, const PictureLimits &limits) {
+    static const bool prepared = [] {
+        start_vips();
+        block_other_loaders();
+        return true;
+    }();
+    static_cast<void>(prepared);
+    take_vips_messages();
+    const unsigned losses = vips_losses();
+    try {
+        DecodedPicture picture = decode(file, wanted, limits);
+        if (vips_losses() == losses)
+            return picture;
+    } catch (const vips::VError &) { // told below
+    }
+    const std::string message = take_vips_messages();
+    for (const char *word : {"out of memory", "nsufficient memory", "emory allocation", "malloc"})
+        if (message.find(word) != message.npos)
+            throw std::bad_alloc();
+    throw std::runtime_error(message);
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,66 @@
+#ifndef OXEL_TOOLS_DECODER_MESSAGES_H
+#define OXEL_TOOLS_DECODER_MESSAGES_H
+
+#include "pictures/decoder.h"
+
+#include <array>
+#include <cstddef>
+#include <type_traits>
+
+namespace oxel::tools {
+
+// What the command and its decoders' processes say to each other, each message in one packet.
+
+/// The argument that makes the command such a process, and where it finds its socket.
+constexpr const char *decoder_argument = "--decode-pictures";
+constexpr int decoder_socket = 3;
+
+/// The first one: how the process is to work.
+struct DecoderSettings {
+    PictureLimits limits;
+    int threads;
+};
+
+/// Comes with two files: the picture, and shared memory for the pixels if they are asked for.
+struct DecoderRequest {
+    Decoding wanted;
+};
+
+struct DecoderReply {
+    enum Result { done, refused, out_of_memory } result;
+    ImageSize size;
+    std::array<char, 2000> reason; // ends with a NUL
+};
+
+static_assert(std::is_trivially_copyable_v<DecoderSettings> &&
+              std::is_trivially_copyable_v<DecoderRequest> &&
+              std::is_trivially_copyable_v<DecoderReply>);
+
+/// A file of the kernel's, or none.
+class Descriptor {
+  public:
+    explicit Descriptor(int number = -1) : number_(number) {}
+    Descriptor(Descriptor &&other) noexcept : number_(other.release()) {}
+    Descriptor &operator=(Descriptor &&other) noexcept;
+    ~Descriptor();
+
+    int get() const { return number_; }
+    explicit operator bool() const { return number_ >= 0; }
+
+  private:
+    int release();
+
+    int number_;
+};
+
+using TwoFiles = std::array<Descriptor, 2>;
+
+/// Whether the message went out.
+bool send_packet(int socket, const void *bytes, std::size_t count, int first = -1, int second = -1);
+
+/// Whether a message of just so many bytes came.
+bool receive_packet(int socket, void *bytes, std::size_t count, TwoFiles *files = nullptr);
+
+} // namespace oxel::tools
+
+#endif

@@ -1,0 +1,291 @@
+#include "pictures/decoder_process.h"
+
+#include "base/failure.h"
+#include "pictures/decoder_messages.h"
+#include "pictures/loaders.h"
+#include "pictures/vips_session.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <memory>
+#include <mutex>
+#include <poll.h>
+#include <spawn.h>
+#include <string_view>
+#include <sys/mman.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace oxel::tools {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+/// A disk may be slow and a machine busy: by the clock a picture has more time.
+constexpr int clock_seconds_a_second = 10;
+
+Descriptor open_regular(const std::string &path) {
+    // Opening a pipe would wait for its writer.
+    Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+    if (!file)
+        throw Failure(path, errno == ENOENT ? "no such file" : std::strerror(errno));
+    struct stat status {};
+    if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        throw Failure(path, "is not a regular file");
+    return file;
+}
+
+/// Memory that two processes share, of a size that neither can change.
+class SharedMemory {
+  public:
+    explicit SharedMemory(std::size_t size)
+        : size_(size), file_(memfd_create("pixels", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
+        if (!file_ || ftruncate(file_.get(), static_cast<off_t>(size)) != 0 ||
+            fcntl(file_.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
+            throw std::bad_alloc();
+    }
+
+    int file() const { return file_.get(); }
+
+    Bytes contents() const {
+        Bytes bytes(size_);
+        for (std::size_t done = 0; done < size_;) {
+            const ssize_t count =
+                pread(file_.get(), bytes.data() + done, size_ - done, static_cast<off_t>(done));
+            if (count <= 0)
+                throw std::bad_alloc();
+            done += static_cast<std::size_t>(count);
+        }
+        return bytes;
+    }
+
+  private:
+    std::size_t size_;
+    Descriptor file_;
+};
+
+/// What became of a picture.
+struct Answer {
+    DecoderReply reply{};
+    bool worth_another; // a fresh process might do better
+};
+
+class DecoderProcess {
+  public:
+    explicit DecoderProcess(const PictureLimits &limits) : limits_(limits) { start(); }
+
+    DecoderProcess(const DecoderProcess &) = delete;
+    DecoderProcess &operator=(const DecoderProcess &) = delete;
+
+    ~DecoderProcess() {
+        socket_ = Descriptor(); // it ends by itself
+        wait();
+    }
+
+    bool is_alive() const { return process_ > 0; }
+    bool fits(const PictureLimits &limits) const { return limits == limits_; }
+
+    Answer ask(const DecoderRequest &request, int picture, int memory) {
+        const bool fresh = !std::exchange(used_, true);
+        const double start = processor_seconds();
+        // For a process whose parent is gone; the parent is more exact.
+        const rlimit time = {static_cast<rlim_t>(start) + static_cast<rlim_t>(limits_.seconds) + 2,
+                             RLIM_INFINITY};
+        prlimit(process_, RLIMIT_CPU, &time, nullptr);
+        Answer answer{};
+        if (send_packet(socket_.get(), &request, sizeof request, picture, memory) &&
+            await_reply(start, answer.reply) &&
+            receive_packet(socket_.get(), &answer.reply, sizeof answer.reply)) {
+            answer.reply.reason.back() = '\0';
+            answer.worth_another = answer.reply.result == DecoderReply::out_of_memory && !fresh;
+            return answer;
+        }
+        if (answer.reply.result == DecoderReply::done) // and so it has died
+            explain_death(answer.reply, fresh, answer.worth_another);
+        else
+            kill(process_, SIGKILL);
+        wait();
+        return answer;
+    }
+
+  private:
+    void start() {
+        std::array<int, 2> ends{};
+        if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
+            throw std::runtime_error(std::string("decoder: ") + std::strerror(errno));
+        socket_ = Descriptor(ends[0]);
+        const Descriptor theirs(ends[1]);
+        errors_ = Descriptor(memfd_create("errors", MFD_CLOEXEC));
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
+        posix_spawn_file_actions_adddup2(&actions, errors_.get(), STDERR_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, theirs.get(), decoder_socket);
+        std::string program = "oxel";
+        std::string argument = decoder_argument;
+        char *const arguments[] = {program.data(), argument.data(), nullptr};
+        const int error = posix_spawn(&process_, own_program().c_str(), &actions, nullptr,
+                                      arguments, environ);
+        posix_spawn_file_actions_destroy(&actions);
+        const DecoderSettings settings{limits_, vips_threads()};
+        if (error != 0) {
+            process_ = -1;
+            throw std::runtime_error(std::string("the process that decodes pictures cannot be "
+                                                 "started: ") +
+                                     std::strerror(error));
+        }
+        send_packet(socket_.get(), &settings, sizeof settings);
+    }
+
+    /// The program's own file, by its name where it has one still: Valgrind's children need it.
+    static std::string own_program() {
+        const std::string self = "/proc/self/exe";
+        std::array<char, PATH_MAX> name{};
+        struct stat named {};
+        struct stat running {};
+        const ssize_t length = readlink(self.c_str(), name.data(), name.size() - 1);
+        const bool same = length > 0 && stat(name.data(), &named) == 0 &&
+                          stat(self.c_str(), &running) == 0 && named.st_dev == running.st_dev &&
+                          named.st_ino == running.st_ino;
+        return same ? name.data() : self;
+    }
+
+    double processor_seconds() const {
+        clockid_t clock{};
+        timespec time{};
+        if (clock_getcpuclockid(process_, &clock) != 0 || clock_gettime(clock, &time) != 0)
+            return 0;
+        return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+    }
+
+    /// Whether a reply, or the end of the process, is there before the time is over.
+    bool await_reply(double start, DecoderReply &reply) {
+        const auto end = Clock::now() + std::chrono::seconds(clock_seconds_a_second) * limits_.seconds;
+        for (;;) {
+            const double left = start + limits_.seconds - processor_seconds();
+            if (left <= 0)
+                return refuse(reply, "takes longer than the " + std::to_string(limits_.seconds) +
+                                         " s of one processor that --timeout allows");
+            if (Clock::now() > end)
+                return refuse(reply, "takes longer by the clock than " +
+                                         std::to_string(clock_seconds_a_second) +
+                                         " times what --timeout allows");
+            // Its threads may use it up at once.
+            const double wait = std::clamp(1000 * left / vips_threads(), 1.0, 1000.0);
+            pollfd socket = {socket_.get(), POLLIN, 0};
+            if (poll(&socket, 1, static_cast<int>(wait)) > 0)
+                return true;
+        }
+    }
+
+    static bool refuse(DecoderReply &reply, const std::string &reason) {
+        reply.result = DecoderReply::refused;
+        std::strncpy(reply.reason.data(), reason.c_str(), reply.reason.size() - 1);
+        return false;
+    }
+
+    void explain_death(DecoderReply &reply, bool fresh, bool &worth_another) {
+        siginfo_t end{};
+        waitid(P_PID, static_cast<id_t>(process_), &end, WEXITED | WNOWAIT);
+        worth_another = !fresh;
+        if (ran_out_of_memory()) {
+            reply.result = DecoderReply::out_of_memory;
+        } else if (end.si_code == CLD_EXITED) {
+            refuse(reply, "its decoder ended with exit code " + std::to_string(end.si_status));
+        } else if (end.si_status == SIGBUS) {
+            refuse(reply, "was cut short while it was read");
+        } else {
+            refuse(reply,
+                   std::string("its decoder crashed: ") + strsignal(end.si_status));
+        }
+    }
+
+    /// What the libraries say before they give up for lack of memory.
+    bool ran_out_of_memory() const {
+        std::array<char, 4096> text{};
+        const ssize_t count = pread(errors_.get(), text.data(), text.size(), 0);
+        const std::string_view said(text.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
+        return said.find("memory allocation of") != said.npos ||
+               said.find("failed to allocate") != said.npos ||
+               said.find("bad_alloc") != said.npos;
+    }
+
+    void wait() {
+        if (process_ > 0)
+            waitpid(process_, nullptr, 0);
+        process_ = -1;
+    }
+
+    const PictureLimits limits_;
+    pid_t process_ = -1;
+    Descriptor socket_;
+    Descriptor errors_;
+    bool used_ = false;
+};
+
+/// The processes that have nothing to do.
+class DecoderPool {
+  public:
+    std::unique_ptr<DecoderProcess> take(const PictureLimits &limits) {
+        const std::lock_guard lock(mutex_);
+        if (idle_.empty() || !idle_.back()->fits(limits))
+            return std::make_unique<DecoderProcess>(limits);
+        std::unique_ptr<DecoderProcess> process = std::move(idle_.back());
+        idle_.pop_back();
+        return process;
+    }
+
+    void give_back(std::unique_ptr<DecoderProcess> process) {
+        const std::lock_guard lock(mutex_);
+        if (process->is_alive())
+            idle_.push_back(std::move(process));
+    }
+
+  private:
+    std::mutex mutex_;
+    std::vector<std::unique_ptr<DecoderProcess>> idle_;
+};
+
+DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int picture,
+                 int memory) {
+    static DecoderPool pool;
+    std::unique_ptr<DecoderProcess> process = pool.take(limits);
+    Answer answer = process->ask(request, picture, memory);
+    if (answer.worth_another) {
+        // Perhaps the pictures before this one are to blame.
+        process = std::make_unique<DecoderProcess>(limits);
+        answer = process->ask(request, picture, memory);
+    }
+    pool.give_back(std::move(process));
+    return answer.reply;
+}
+
+} // namespace
+
+Bytes decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
+                   ImageSize &size) {
+    const Descriptor picture = open_regular(path);
+    const SharedMemory pixels(3 * wanted.size.pixels());
+    const DecoderReply reply = ask({wanted}, limits, picture.get(), pixels.file());
+    if (reply.result == DecoderReply::out_of_memory)
+        throw Failure(path, memory_refusal(limits));
+    if (reply.result == DecoderReply::refused)
+        throw Failure(path, reply.reason.data());
+    size = reply.size;
+    return pixels.contents();
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,34 @@
+#ifndef OXEL_TOOLS_LOADERS_H
+#define OXEL_TOOLS_LOADERS_H
+
+#include "base/image_size.h"
+#include "pictures/framing.h"
+
+#include <vips/vips8>
+
+namespace oxel::tools {
+
+/// From now on libvips reads pictures only: JPEG, PNG, WebP, TIFF, GIF, HEIF and AVIF, JPEG XL,
+/// JPEG 2000, PNM, SVG and PDF, as far as it can. libvips must be running.
+void block_other_loaders();
+
+/// A picture that has been opened: its header is read.
+struct OpenPicture {
+    vips::VImage image;
+    bool drawing; // without pixels of its own: opened again at another scale, it is sharper
+};
+
+/// Opens the picture in a file, which stays open, with drawings at `scale`. A PDF is opened only if
+/// `document` says that one is expected. Throws std::runtime_error for other formats, which it
+/// names, and for more than the limits allow; vips::VError.
+OpenPicture open_picture_file(int file, bool document, double scale, const PictureLimits &limits);
+
+/// Throws std::runtime_error that names the limit.
+void check_pixels(ImageSize size, const PictureLimits &limits);
+
+/// What is told of a picture that needs more memory than the limit.
+std::string memory_refusal(const PictureLimits &limits);
+
+} // namespace oxel::tools
+
+#endif
