@@ -10,6 +10,7 @@
 #include "package_builder/colour_difference.h"
 #include "package_builder/patch_quality.h"
 #include "panels/panel.h"
+#include "pictures/decoder_process.h"
 #include "pictures/picture.h"
 #include "pictures/vips_session.h"
 #include "render/prepared_render.h"
@@ -548,6 +549,8 @@ void run(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
+    if (const auto code = run_decoder_process(argc, argv))
+        return *code;
     if (argc < 2 || argv[1][0] == '-') {
         std::fprintf(stderr, "usage: picture_quality PANEL.json [PICTURE ...]\n");
         return 2;

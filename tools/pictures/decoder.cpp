@@ -1,5 +1,6 @@
 #include "pictures/decoder.h"
 
+#include "base/files.h"
 #include "pictures/loaders.h"
 #include "pictures/vips_session.h"
 
@@ -81,15 +82,26 @@ bool has_profile(const VImage &image) {
     }
 }
 
-/// Three bytes a pixel, opaque.
-VImage to_srgb(VImage image, const std::vector<double> &background) {
+/// Linear light in three channels, opaque. What has 16 bits a channel keeps them.
+VImage to_light(VImage image, std::vector<double> background) {
+    const bool deep = image.format() == VIPS_FORMAT_USHORT;
     if (has_profile(image) || image.interpretation() == VIPS_INTERPRETATION_CMYK)
-        image = image.icc_transform("srgb", VImage::option()->set("embedded", true));
+        image = image.icc_transform(
+            "srgb", VImage::option()->set("embedded", true)->set("depth", deep ? 16 : 8));
     image = image.copy(); // as libvips asks before its notes are changed
     image.remove(VIPS_META_ICC_NAME);
-    image = image.colourspace(VIPS_INTERPRETATION_sRGB);
-    return image.has_alpha() ? image.flatten(VImage::option()->set("background", background))
-                             : image;
+    image = image.colourspace(deep ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB);
+    if (deep)
+        for (double &channel : background)
+            channel *= 257;
+    if (image.has_alpha())
+        image = image.flatten(VImage::option()->set("background", background));
+    return image.colourspace(VIPS_INTERPRETATION_scRGB);
+}
+
+/// Light as whole numbers, as in light.h.
+VImage to_numbers(const VImage &light) {
+    return light.linear(65535, 0.5).cast(VIPS_FORMAT_USHORT);
 }
 
 /// How many times larger than the picture, upright, its two sides become.
@@ -108,13 +120,6 @@ double drawing_scale(ImageSize drawing, ImageSize wanted, Fit fit) {
     constexpr double most_pixels = 32e6;
     const auto [across, down] = scales(drawing, wanted, fit);
     return std::min(std::max(across, down), std::sqrt(most_pixels / double(drawing.pixels())));
-}
-
-/// At `scale`, in linear light, so that fine patterns keep their brightness.
-VImage resize(const VImage &image, std::pair<double, double> scale) {
-    return image.colourspace(VIPS_INTERPRETATION_scRGB)
-        .resize(scale.first, VImage::option()->set("vscale", scale.second))
-        .colourspace(VIPS_INTERPRETATION_sRGB);
 }
 
 /// The part of an upright picture that catches the eye most.
@@ -160,31 +165,37 @@ VImage turn(const VImage &image, int orientation) {
 }
 
 /// A picture as `wanted`, on the background.
-Bytes frame(const OpenPicture &picture, int orientation, const Decoding &wanted) {
+Light frame(const OpenPicture &picture, int orientation, const Decoding &wanted) {
     const Framing &framing = wanted.framing;
     const ImageSize size = wanted.size;
     const std::vector<double> background(framing.background.begin(), framing.background.end());
+    std::vector<double> background_light;
+    for (const std::uint8_t byte : framing.background)
+        background_light.push_back(light_of_byte(byte));
     auto scale = scales(upright(size_of(picture.image), orientation), size, framing.fit);
     if (swaps_sides(orientation))
         std::swap(scale.first, scale.second);
     // Colours are converted first because libvips' conversions while it resizes miss pure white.
-    VImage source = to_srgb(picture.image, background);
+    VImage source = to_light(picture.image, background);
     const bool streamed = !picture.drawing && scale.second <= 1;
     if (!picture.drawing && !streamed)
         source = source.copy_memory(); // the whole, which is small beside what is made of it
-    VImage image = resize(source, scale);
+    // In linear light, so that fine patterns keep their brightness.
+    VImage image = source.resize(scale.first, VImage::option()->set("vscale", scale.second));
     const ImageSize resized = upright(size_of(image), orientation);
     const Box middle{(resized.width - size.width) / 2, (resized.height - size.height) / 2, size};
     Bytes rows;
     if (framing.fit == Fit::attention) {
-        image = most_interesting(turn(image, orientation), size);
+        image = to_numbers(most_interesting(turn(image, orientation), size));
     } else {
         Box part{std::max(0, middle.left), std::max(0, middle.top), {}};
         part.size = {std::min(size.width, resized.width), std::min(size.height, resized.height)};
         part = stored_box(part, resized, orientation);
+        image = to_numbers(image);
         if (streamed) {
             rows = read_part(image, part);
-            image = image_of(rows, part.size);
+            image = VImage::new_from_memory(rows.data(), rows.size(), part.size.width,
+                                            part.size.height, 3, VIPS_FORMAT_USHORT);
         } else { // what is cut off is not made in the first place
             image = image.extract_area(part.left, part.top, part.size.width, part.size.height);
         }
@@ -192,10 +203,11 @@ Bytes frame(const OpenPicture &picture, int orientation, const Decoding &wanted)
     }
     const VImage framed = image.gravity(
         VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
-        VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background));
-    std::size_t count = 0;
-    void *memory = framed.write_to_memory(&count);
-    return take_vips_memory(memory, count);
+        VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background_light));
+    Light light(3 * size.pixels());
+    framed.write(VImage::new_from_memory(light.data(), sizeof light[0] * light.size(), size.width,
+                                         size.height, 3, VIPS_FORMAT_USHORT));
+    return light;
 }
 
 DecodedPicture decode(int file, const Decoding &wanted, const PictureLimits &limits) {

@@ -1,9 +1,9 @@
 #ifndef OXEL_TOOLS_DECODER_H
 #define OXEL_TOOLS_DECODER_H
 
-#include "base/files.h"
 #include "base/image_size.h"
 #include "pictures/framing.h"
+#include "preparation/light.h"
 
 #include <string>
 
@@ -18,7 +18,7 @@ struct Decoding {
 
 struct DecodedPicture {
     ImageSize size;
-    Bytes rgb; // 3 bytes a pixel in sRGB; none if its own size was asked for
+    Light light; // none if its own size was asked for
 };
 
 /// Decodes the picture in a file, here and now. Throws std::runtime_error and std::bad_alloc.

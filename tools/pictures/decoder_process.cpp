@@ -50,29 +50,32 @@ Descriptor open_regular(const std::string &path) {
 /// Memory that two processes share, of a size that neither can change.
 class SharedMemory {
   public:
-    explicit SharedMemory(std::size_t size)
-        : size_(size), file_(memfd_create("pixels", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
-        if (!file_ || ftruncate(file_.get(), static_cast<off_t>(size)) != 0 ||
+    explicit SharedMemory(std::size_t channels)
+        : channels_(channels), file_(memfd_create("pixels", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
+        if (!file_ || ftruncate(file_.get(), static_cast<off_t>(size())) != 0 ||
             fcntl(file_.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
             throw std::bad_alloc();
     }
 
     int file() const { return file_.get(); }
 
-    Bytes contents() const {
-        Bytes bytes(size_);
-        for (std::size_t done = 0; done < size_;) {
+    Light contents() const {
+        Light light(channels_);
+        auto *const bytes = reinterpret_cast<char *>(light.data());
+        for (std::size_t done = 0; done < size();) {
             const ssize_t count =
-                pread(file_.get(), bytes.data() + done, size_ - done, static_cast<off_t>(done));
+                pread(file_.get(), bytes + done, size() - done, static_cast<off_t>(done));
             if (count <= 0)
                 throw std::bad_alloc();
             done += static_cast<std::size_t>(count);
         }
-        return bytes;
+        return light;
     }
 
   private:
-    std::size_t size_;
+    std::size_t size() const { return sizeof(Light::value_type) * channels_; }
+
+    std::size_t channels_;
     Descriptor file_;
 };
 
@@ -275,7 +278,7 @@ DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int
 
 } // namespace
 
-Bytes decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
+Light decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
                    ImageSize &size) {
     const Descriptor picture = open_regular(path);
     const SharedMemory pixels(3 * wanted.size.pixels());

@@ -21,14 +21,15 @@ void refuse(DecoderReply &reply, const char *reason) {
 }
 
 /// Copies the pixels to the memory that the asking process shares.
-void hand_over(const Bytes &rgb, int memory) {
-    if (rgb.empty())
+void hand_over(const Light &light, int memory) {
+    if (light.empty())
         return;
-    void *const shared = mmap(nullptr, rgb.size(), PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
+    const std::size_t size = sizeof light[0] * light.size();
+    void *const shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
     if (shared == MAP_FAILED)
         throw std::bad_alloc();
-    std::memcpy(shared, rgb.data(), rgb.size());
-    munmap(shared, rgb.size());
+    std::memcpy(shared, light.data(), size);
+    munmap(shared, size);
 }
 
 DecoderReply serve(const DecoderRequest &request, const TwoFiles &files,
@@ -36,7 +37,7 @@ DecoderReply serve(const DecoderRequest &request, const TwoFiles &files,
     DecoderReply reply{};
     try {
         const DecodedPicture picture = decode_picture(files[0].get(), request.wanted, limits);
-        hand_over(picture.rgb, files[1].get());
+        hand_over(picture.light, files[1].get());
         reply.size = picture.size;
     } catch (const std::bad_alloc &) {
         reply.result = DecoderReply::out_of_memory;
