@@ -185,8 +185,14 @@ double bands(const Renderer &renderer, const Vector3 &from, const Vector3 &to) {
 double first_rows(const Renderer &renderer) {
     constexpr ImageSize size{256, 320};
     double largest = 0;
-    for (const Vector3 &srgb : {Vector3{24, 24, 24}, {40, 40, 48}, {60, 30, 30}, {20, 40, 60},
-                                {90, 90, 90}, {128, 128, 128}, {200, 200, 200}, {240, 240, 240}}) {
+    for (const Vector3 &srgb : {Vector3{24, 24, 24},
+                                {40, 40, 48},
+                                {60, 30, 30},
+                                {20, 40, 60},
+                                {90, 90, 90},
+                                {128, 128, 128},
+                                {200, 200, 200},
+                                {240, 240, 240}}) {
         const LightImage image = seen_image(renderer.show(flat(srgb, size), size), size);
         const auto lightness = [&](int top, int bottom) {
             Vector3 sum{};
@@ -220,7 +226,8 @@ DifferenceSummary patches(const Renderer &renderer, const Characterisation &pane
         for (int y = border; y < size.height - border; ++y)
             for (int x = border; x < size.width - border; ++x)
                 sum = sum + image.at(std::size_t(y * size.width + x));
-        misses.push_back(ciede2000(lab_from_light((1.0 / (64 * 64)) * sum), lab_from_light(wanted)));
+        misses.push_back(
+            ciede2000(lab_from_light((1.0 / (64 * 64)) * sum), lab_from_light(wanted)));
     }
     return misses.empty() ? DifferenceSummary{} : summarise(misses);
 }
@@ -230,9 +237,15 @@ double grain(const Renderer &renderer, double sigma) {
     constexpr ImageSize size{160, 160};
     constexpr int border = 24;
     std::vector<double> strays;
-    for (const Vector3 &srgb : {Vector3{61, 62, 63}, {122, 123, 126}, {190, 189, 188}, {225, 226, 224},
-                                {205, 155, 130}, {120, 150, 190}, {90, 60, 50}}) {
-        const LightImage image = blur(seen_image(renderer.show(flat(srgb, size), size), size), sigma);
+    for (const Vector3 &srgb : {Vector3{61, 62, 63},
+                                {122, 123, 126},
+                                {190, 189, 188},
+                                {225, 226, 224},
+                                {205, 155, 130},
+                                {120, 150, 190},
+                                {90, 60, 50}}) {
+        const LightImage image =
+            blur(seen_image(renderer.show(flat(srgb, size), size), size), sigma);
         const std::vector<Vector3> lab = lab_of(image, renderer.paper);
         Vector3 sum{};
         std::vector<Vector3> inner;
@@ -345,12 +358,10 @@ std::vector<Vector3> spatial_lab(const LightImage &image, const Vector3 &white) 
     constexpr Matrix3 rgb_from_xyz = {{{3.2404542, -1.5371385, -0.4985314},
                                        {-0.9692660, 1.8760108, 0.0415560},
                                        {0.0556434, -0.2040259, 1.0572252}}};
-    constexpr Matrix3 opponents_from_xyz = {{{0.279, 0.72, -0.107},
-                                             {-0.449, 0.29, -0.077},
-                                             {0.086, -0.59, 0.501}}};
-    constexpr Matrix3 xyz_from_opponents = {{{0.62655, -1.86718, -0.15315},
-                                             {1.36986, 0.93476, 0.43623},
-                                             {1.50571, 1.42133, 2.53604}}};
+    constexpr Matrix3 opponents_from_xyz = {
+        {{0.279, 0.72, -0.107}, {-0.449, 0.29, -0.077}, {0.086, -0.59, 0.501}}};
+    constexpr Matrix3 xyz_from_opponents = {
+        {{0.62655, -1.86718, -0.15315}, {1.36986, 0.93476, 0.43623}, {1.50571, 1.42133, 2.53604}}};
     struct Part {
         double weight;
         double spread; // degrees, of exp(-r^2 / spread^2)
@@ -421,7 +432,7 @@ class Photo {
   public:
     explicit Photo(const std::string &path) {
         const ImageSize whole = picture_size(path, {});
-        const double scale = 640.0 / std::max(whole.width, whole.height);
+        const double scale = 480.0 / std::max(whole.width, whole.height);
         size_ = {int(whole.width * scale), int(whole.height * scale)};
         light_ = load_picture(path, size_, {.fit = Fit::stretch});
         const LightImage image = seen_image(light_, size_);
@@ -445,9 +456,13 @@ class Photo {
             spatial_misses.push_back(std::sqrt(squared_distance(spatial[i], spatial_lab_[i])));
         }
         const DifferenceSummary all = summarise(misses);
-        PhotoFigures figures{all.mean, all.percentile95, mean(spatial_misses),
-                             ssim(lightness_, lightness_of(blur(image, 1.5), renderer.paper), size_),
-                             0, 0};
+        PhotoFigures figures{
+            all.mean,
+            all.percentile95,
+            mean(spatial_misses),
+            ssim(lightness_, lightness_of(blur(image, 1.5), renderer.paper), size_),
+            0,
+            0};
         const std::vector<double> detail = lightness_detail(image, renderer.paper);
         const double mean_a = mean(detail_), mean_b = mean(detail);
         double ab = 0, aa = 0, bb = 0;
@@ -505,7 +520,8 @@ void print_synthetic(const char *name, const Renderer &renderer) {
 void run(int argc, char **argv) {
     Renderer renderer{open_panel(argv[1]), {}, DITHER_FLOYD_SERPENTINE, true, {}};
     const auto fields = read_package_fields(renderer.panel.package);
-    const auto bytes = package_table(renderer.panel.package, fields->palette, 3UL * fields->colours);
+    const auto bytes =
+        package_table(renderer.panel.package, fields->palette, 3UL * fields->colours);
     std::vector<RgbBytes> palette;
     for (std::size_t i = 0; i < bytes.size(); i += 3)
         palette.push_back({bytes[i], bytes[i + 1], bytes[i + 2]});
@@ -515,15 +531,16 @@ void run(int argc, char **argv) {
     std::printf("%s\n", argv[1]);
     const std::string what = std::getenv("WHAT") ? std::getenv("WHAT") : "bp";
     if (what.find('b') != std::string::npos)
-    for (const bool prepared : {false, true}) {
-        renderer.prepared = prepared;
-        print_synthetic(prepared ? "prepared" : "as it is", renderer);
-        if (what.find('f') != std::string::npos) {
-            const DifferenceSummary p = patches(renderer, characterisation);
-            std::printf("  patches %.2f %.2f %.2f\n", p.mean, p.percentile95, p.largest);
+        for (const bool prepared : {false, true}) {
+            renderer.prepared = prepared;
+            print_synthetic(prepared ? "prepared" : "as it is", renderer);
+            if (what.find('f') != std::string::npos) {
+                const DifferenceSummary p = patches(renderer, characterisation);
+                std::printf("  patches %.2f %.2f %.2f\n", p.mean, p.percentile95, p.largest);
+            }
         }
-    }
-    if (what.find('p') == std::string::npos) return;
+    if (what.find('p') == std::string::npos)
+        return;
     const std::vector<Photo> photos(argv + 2, argv + argc);
     std::printf("  photographs: CIEDE2000 mean, 95th; S-CIELAB; SSIM; detail correlation, gain\n");
     renderer.prepared = false;
@@ -535,15 +552,15 @@ void run(int argc, char **argv) {
     if (!photos.empty())
         std::printf("  specks %.0f\n", specks(renderer, photos[0].light(), photos[0].size()));
     if (what.find('c') != std::string::npos)
-    for (const int clarity : {10, 20, 30, 40})
-        for (const int sharpen : {0, 30, 60}) {
-            renderer.development = {};
-            renderer.development.clarity = clarity;
-            renderer.development.sharpen = sharpen;
-            char name[50];
-            std::snprintf(name, sizeof name, "clarity %d sharpen %d", clarity, sharpen);
-            print_photos(name, renderer, photos);
-        }
+        for (const int clarity : {0, 15, 25, 40})
+            for (const int sharpen : {0, 40}) {
+                renderer.development = {};
+                renderer.development.clarity = clarity;
+                renderer.development.sharpen = sharpen;
+                char name[50];
+                std::snprintf(name, sizeof name, "clarity %d sharpen %d", clarity, sharpen);
+                print_photos(name, renderer, photos);
+            }
 }
 
 } // namespace

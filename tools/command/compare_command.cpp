@@ -48,17 +48,18 @@ void run(const CompareOptions &options) {
     adopt_package(panel.source, panel.package);
     ImageSize size{};
     const Light picture = open_picture(options.photo, options.picture, panel, size);
-    const PreparedPicture prepared = prepare(picture, size, panel, options.picture.prepared, false);
+    const PreparedPicture prepared = prepare(picture, size, panel, !options.picture.bare, false);
     std::vector<Rendering> renderings;
     for (std::size_t mode = 0; mode < dither_names.size(); ++mode)
         renderings.push_back(render(prepared, panel, static_cast<int>(mode)));
 
+    const Bytes original = bytes_of(picture); // which libvips reads where it is
     const Bytes sheet = with_vips(options.sheet, [&] {
         const auto tile = [&](std::size_t mode) {
             return labelled(dither_names[mode], renderings[mode].measured, size);
         };
         // Plain order above serpentine order.
-        std::vector<VImage> tiles = {labelled("original", bytes_of(picture), size),
+        std::vector<VImage> tiles = {labelled("original", original, size),
                                      tile(0),
                                      tile(2),
                                      tile(4),

@@ -2,8 +2,8 @@
 
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
-#include "render/prepared_render.h"
 #include "render/line_pairs.h"
+#include "render/prepared_render.h"
 #include "reports/guard_plot.h"
 
 #include <algorithm>
@@ -67,7 +67,7 @@ void run(const GuardOptions &options) {
     write_indices_for_codes();
     ImageSize size{};
     const Bytes picture = prepare(open_picture(options.photo, options.picture, panel, size), size,
-                                  panel, options.picture.prepared, true)
+                                  panel, !options.picture.bare, true)
                               .bytes;
     const Bytes shifted = moved_down(picture, size);
     const int colours = read_package_fields(panel.package)->colours;

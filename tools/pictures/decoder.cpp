@@ -44,6 +44,42 @@ struct Box {
     ImageSize size;
 };
 
+/// The part of an upright picture that is taken.
+Box taken_part(const Framing &framing, ImageSize own) {
+    if (!framing.crop)
+        return {0, 0, own};
+    const auto &[x, y, width, height] = *framing.crop;
+    const auto edge = [](double place, int side) { // far outside, it is outside all the same
+        return static_cast<int>(std::lround(std::clamp(place, -1.0, side + 1.0)));
+    };
+    const int left = edge(x.of(own.width), own.width);
+    const int top = edge(y.of(own.height), own.height);
+    const int right = edge(x.of(own.width) + width.of(own.width), own.width);
+    const int bottom = edge(y.of(own.height) + height.of(own.height), own.height);
+    if (left < 0 || top < 0 || right > own.width || bottom > own.height || right <= left ||
+        bottom <= top)
+        throw std::runtime_error("the crop is no part of the picture, which has " + own.text());
+    return {left, top, {right - left, bottom - top}};
+}
+
+/// The same part of a drawing that is drawn at another size.
+Box scaled(const Box &part, ImageSize from, ImageSize to) {
+    const auto scale = [](int place, int side, int other) {
+        return static_cast<int>(std::int64_t{place} * other / side);
+    };
+    const int left = scale(part.left, from.width, to.width);
+    const int top = scale(part.top, from.height, to.height);
+    const int right = scale(part.left + part.size.width, from.width, to.width);
+    const int bottom = scale(part.top + part.size.height, from.height, to.height);
+    return {left, top, {std::max(1, right - left), std::max(1, bottom - top)}};
+}
+
+/// Where in a resized picture the part of size `wanted` begins that is kept of one side.
+int kept_from(int resized, int wanted, double centre) {
+    const double start = std::floor(std::clamp(centre, 0.0, 1.0) * resized - wanted / 2.0);
+    return std::clamp(static_cast<int>(start), 0, std::max(0, resized - wanted));
+}
+
 /// Where a part of the upright picture, of this size, is stored.
 Box stored_box(Box part, ImageSize upright_size, int orientation) {
     static constexpr bool mirrored_x[] = {false, false, true, true, false,
@@ -116,9 +152,9 @@ std::pair<double, double> scales(ImageSize picture, ImageSize wanted, Fit fit) {
 
 /// Drawings are drawn at the size wanted, which is sharper than enlarging them, unless most of that
 /// were cut off.
-double drawing_scale(ImageSize drawing, ImageSize wanted, Fit fit) {
+double drawing_scale(ImageSize drawing, ImageSize part, ImageSize wanted, Fit fit) {
     constexpr double most_pixels = 32e6;
-    const auto [across, down] = scales(drawing, wanted, fit);
+    const auto [across, down] = scales(part, wanted, fit);
     return std::min(std::max(across, down), std::sqrt(most_pixels / double(drawing.pixels())));
 }
 
@@ -164,8 +200,10 @@ VImage turn(const VImage &image, int orientation) {
     return turned.autorot();
 }
 
-/// A picture as `wanted`, on the background.
-Light frame(const OpenPicture &picture, int orientation, const Decoding &wanted) {
+/// A picture as `wanted`, on the background. `centre` is the place, in shares of its sides upright,
+/// that should be kept in the middle.
+Light frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
+            std::pair<double, double> centre) {
     const Framing &framing = wanted.framing;
     const ImageSize size = wanted.size;
     const std::vector<double> background(framing.background.begin(), framing.background.end());
@@ -183,12 +221,13 @@ Light frame(const OpenPicture &picture, int orientation, const Decoding &wanted)
     // In linear light, so that fine patterns keep their brightness.
     VImage image = source.resize(scale.first, VImage::option()->set("vscale", scale.second));
     const ImageSize resized = upright(size_of(image), orientation);
-    const Box middle{(resized.width - size.width) / 2, (resized.height - size.height) / 2, size};
     Bytes rows;
     if (framing.fit == Fit::attention) {
         image = to_numbers(most_interesting(turn(image, orientation), size));
     } else {
-        Box part{std::max(0, middle.left), std::max(0, middle.top), {}};
+        Box part{kept_from(resized.width, size.width, centre.first),
+                 kept_from(resized.height, size.height, centre.second),
+                 {}};
         part.size = {std::min(size.width, resized.width), std::min(size.height, resized.height)};
         part = stored_box(part, resized, orientation);
         image = to_numbers(image);
@@ -201,9 +240,10 @@ Light frame(const OpenPicture &picture, int orientation, const Decoding &wanted)
         }
         image = turn(image, orientation);
     }
-    const VImage framed = image.gravity(
-        VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
-        VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background_light));
+    const VImage framed = image.gravity(VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
+                                        VImage::option()
+                                            ->set("extend", VIPS_EXTEND_BACKGROUND)
+                                            ->set("background", background_light));
     Light light(3 * size.pixels());
     framed.write(VImage::new_from_memory(light.data(), sizeof light[0] * light.size(), size.width,
                                          size.height, 3, VIPS_FORMAT_USHORT));
@@ -214,12 +254,27 @@ DecodedPicture decode(int file, const Decoding &wanted, const PictureLimits &lim
     OpenPicture picture = open_picture_file(file, wanted.document, 1, limits);
     const int orientation = orientation_of(picture.image, wanted.framing.rotation);
     const ImageSize own = upright(size_of(picture.image), orientation);
+    Box part = taken_part(wanted.framing, own);
     if (wanted.size.pixels() == 0)
-        return {own, {}};
-    if (picture.drawing)
+        return {part.size, {}};
+    std::pair<double, double> centre{0.5, 0.5};
+    if (const auto &focus = wanted.framing.focus)
+        centre = {((*focus)[0].of(own.width) - part.left) / part.size.width,
+                  ((*focus)[1].of(own.height) - part.top) / part.size.height};
+    ImageSize whole = own;
+    if (picture.drawing) {
         picture = open_picture_file(file, wanted.document,
-                                    drawing_scale(own, wanted.size, wanted.framing.fit), limits);
-    return {wanted.size, frame(picture, orientation, wanted)};
+                                    drawing_scale(own, part.size, wanted.size, wanted.framing.fit),
+                                    limits);
+        whole = upright(size_of(picture.image), orientation);
+        part = scaled(part, own, whole);
+    }
+    if (wanted.framing.crop) {
+        const Box stored = stored_box(part, whole, orientation);
+        picture.image = picture.image.extract_area(stored.left, stored.top, stored.size.width,
+                                                   stored.size.height);
+    }
+    return {wanted.size, frame(picture, orientation, wanted, centre)};
 }
 
 } // namespace

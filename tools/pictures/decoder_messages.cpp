@@ -22,7 +22,8 @@ struct Packet {
     }
 };
 
-template <class Call> ssize_t uninterrupted(Call call) {
+template <class Call>
+ssize_t uninterrupted(Call call) {
     ssize_t result = 0;
     do
         result = call();

@@ -140,8 +140,8 @@ class DecoderProcess {
         std::string program = "oxel";
         std::string argument = decoder_argument;
         char *const arguments[] = {program.data(), argument.data(), nullptr};
-        const int error = posix_spawn(&process_, own_program().c_str(), &actions, nullptr,
-                                      arguments, environ);
+        const int error =
+            posix_spawn(&process_, own_program().c_str(), &actions, nullptr, arguments, environ);
         posix_spawn_file_actions_destroy(&actions);
         const DecoderSettings settings{limits_, vips_threads()};
         if (error != 0) {
@@ -176,7 +176,8 @@ class DecoderProcess {
 
     /// Whether a reply, or the end of the process, is there before the time is over.
     bool await_reply(double start, DecoderReply &reply) {
-        const auto end = Clock::now() + std::chrono::seconds(clock_seconds_a_second) * limits_.seconds;
+        const auto end =
+            Clock::now() + std::chrono::seconds(clock_seconds_a_second) * limits_.seconds;
         for (;;) {
             const double left = start + limits_.seconds - processor_seconds();
             if (left <= 0)
@@ -211,8 +212,7 @@ class DecoderProcess {
         } else if (end.si_status == SIGBUS) {
             refuse(reply, "was cut short while it was read");
         } else {
-            refuse(reply,
-                   std::string("its decoder crashed: ") + strsignal(end.si_status));
+            refuse(reply, std::string("its decoder crashed: ") + strsignal(end.si_status));
         }
     }
 
@@ -222,8 +222,7 @@ class DecoderProcess {
         const ssize_t count = pread(errors_.get(), text.data(), text.size(), 0);
         const std::string_view said(text.data(), count > 0 ? static_cast<std::size_t>(count) : 0);
         return said.find("memory allocation of") != said.npos ||
-               said.find("failed to allocate") != said.npos ||
-               said.find("bad_alloc") != said.npos;
+               said.find("failed to allocate") != said.npos || said.find("bad_alloc") != said.npos;
     }
 
     void wait() {

@@ -193,8 +193,8 @@ void develop(std::span<std::uint16_t> light, ImageSize size, const Development &
     const Levels levels = amounts.auto_levels ? levels_of(light, gains) : Levels{};
     if (amounts.white_balance != WhiteBalance::none || amounts.auto_levels)
         for (std::size_t i = 0; i < light.size(); ++i)
-            light[i] = rounded(levels.gain *
-                               (float(gains[i % 3]) * float(light[i]) - levels.black));
+            light[i] =
+                rounded(levels.gain * (float(gains[i % 3]) * float(light[i]) - levels.black));
     if (changes_lightness(amounts))
         develop_lightness(light, size, amounts, exact);
     if (amounts.monochrome)

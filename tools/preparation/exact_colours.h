@@ -17,7 +17,9 @@ class ExactColours {
 
     /// Whether a pixel of 3 channels of light is one of them, but for the rounding of a resize.
     bool hold(const std::uint16_t *light) const {
-        const auto pure = [](std::uint16_t channel) { return near(channel, 0) || near(channel, 65535); };
+        const auto pure = [](std::uint16_t channel) {
+            return near(channel, 0) || near(channel, 65535);
+        };
         if (pure(light[0]) && pure(light[1]) && pure(light[2]))
             return true;
         for (const auto &ink : inks_)

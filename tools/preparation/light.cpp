@@ -46,7 +46,8 @@ const std::vector<std::uint16_t> &fine_bytes() {
             const std::uint32_t low = lights[byte];
             const std::uint32_t step = lights[byte + 1] - low;
             for (std::uint32_t i = 0; i <= step; ++i)
-                bytes[low + i] = static_cast<std::uint16_t>(256 * byte + (256 * i + step / 2) / step);
+                bytes[low + i] =
+                    static_cast<std::uint16_t>(256 * byte + (256 * i + step / 2) / step);
         }
         return bytes;
     }();

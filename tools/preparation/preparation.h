@@ -18,8 +18,8 @@ struct PreparedPicture {
 };
 
 /// Prepares a picture of 3 channels of light a pixel, which has been developed, for a panel with
-/// this grid and these exact colours. `preroll` is preroll_rows(size), or 0 for renderings under the
-/// power guard, whose measure must not count rows that nobody will see.
+/// this grid and these exact colours. `preroll` is preroll_rows(size), or 0 for renderings under
+/// the power guard, whose measure must not count rows that nobody will see.
 PreparedPicture prepare(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
                         const ExactColours &exact, int preroll);
 

@@ -9,9 +9,9 @@
 namespace oxel::tools {
 
 /// How many rows a picture should have put above itself before it is rendered, which are cut off
-/// afterwards: a diffusion starts without errors, and so shows the first rows too dark or too light.
-/// An even number, so that a serpentine diffusion runs through the picture as it would have. None if
-/// the picture would become too large for the library.
+/// afterwards: a diffusion starts without errors, and so shows the first rows too dark or too
+/// light. An even number, so that a serpentine diffusion runs through the picture as it would have.
+/// None if the picture would become too large for the library.
 int preroll_rows(ImageSize size);
 
 /// Fills the first `rows` rows with the mirrored picture, which stands below them. `bytes` holds

@@ -18,11 +18,11 @@ struct PictureSettings {
     Framing framing;
     Adjustment adjustment;
     Development development;
-    bool prepared = true; // or the library gets its bytes as they are
+    bool bare = false; // the library gets its bytes as they are
 };
 
-/// A photograph as `settings` want it, developed and adjusted; `size` receives the size that they ask for, the panel's, or
-/// its own.
+/// A photograph as `settings` want it, developed and adjusted; `size` receives the size that they
+/// ask for, the panel's, or its own.
 Light open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
                    ImageSize &size);
 

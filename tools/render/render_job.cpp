@@ -47,7 +47,7 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
     ImageSize &size = result.picture_size;
     const bool guarded = settings.guard_threshold.has_value();
     const PreparedPicture picture = prepare(open_picture(job.photo, settings.picture, panel, size),
-                                            size, panel, settings.picture.prepared, guarded);
+                                            size, panel, !settings.picture.bare, guarded);
     if (guarded)
         result.verdict = render_guarded(picture.bytes, size, job, settings, panel, rendering);
     else
