@@ -16,7 +16,7 @@ from pathlib import Path
 
 import numpy as np
 import oxel
-from dask.distributed import Client, as_completed
+from dask.distributed import Client, Future, as_completed
 from PIL import Image, ImageOps
 
 
@@ -25,7 +25,7 @@ def render(photo: bytes, panel: oxel.Panel) -> bytes:
     picture = ImageOps.exif_transpose(Image.open(io.BytesIO(photo))).convert("RGB")
     if panel.size:
         picture = ImageOps.fit(picture, panel.size)
-    frame = oxel.transfer(panel.render(np.asarray(picture), "floyd"), panel.layout, copy=False)
+    frame = oxel.transfer(panel.render(np.asarray(picture)), panel.layout, copy=False)
     return frame[..., 0].tobytes()
 
 
@@ -36,7 +36,7 @@ def render_folder(client: Client, photos: Path, frames: Path, panel: oxel.Panel)
     names = {}
     failed = 0
 
-    def submit():
+    def submit() -> Future:
         path = waiting.pop(0)
         future = client.submit(render, path.read_bytes(), shared, pure=False)
         names[future.key] = path.name

@@ -50,7 +50,7 @@ def show(picture: Path, frame: Path, panel: oxel.Panel) -> None:
     image = ImageOps.exif_transpose(Image.open(picture)).convert("RGB")
     if panel.size:
         image = ImageOps.fit(image, panel.size)
-    codes = oxel.transfer(panel.render(np.asarray(image), "floyd"), panel.layout, copy=False)
+    codes = oxel.transfer(panel.render(np.asarray(image)), panel.layout, copy=False)
     part = frame.with_name(frame.name + ".part")
     codes[..., 0].tofile(part)
     os.replace(part, frame)

@@ -5,6 +5,6 @@ from PIL import Image, ImageOps
 
 panel = oxel.Panel.builtin("six-colour")
 photo = ImageOps.exif_transpose(Image.open("photo.jpg"))
-rendered = panel.render_all(ImageOps.fit(photo.convert("RGB"), panel.size), "floyd")
+rendered = panel.render_all(ImageOps.fit(photo.convert("RGB"), panel.size or photo.size))
 np.asarray(oxel.transfer(rendered.tcon, panel.layout))[..., 0].tofile("frame.bin")
 rendered.eo.save("preview.png")

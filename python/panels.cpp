@@ -23,6 +23,9 @@ struct OxelPanel {
 OxelPanel *oxel_panel_from_bytes(const char *source, const std::uint8_t *bytes, std::size_t size);
 OxelPanel *oxel_panel_built_in(const char *name);
 void oxel_panel_free(OxelPanel *panel);
+
+/// The name of a built-in panel; null behind the last one's.
+const char *oxel_panel_built_in_name(std::size_t index);
 }
 
 namespace {
@@ -69,4 +72,9 @@ OxelPanel *oxel_panel_built_in(const char *name) {
 
 void oxel_panel_free(OxelPanel *panel) {
     delete static_cast<OwnedPanel *>(panel);
+}
+
+const char *oxel_panel_built_in_name(std::size_t index) {
+    static const std::vector<PanelDescription> panels = built_in_panel_descriptions();
+    return index < panels.size() ? panels[index].name.c_str() : nullptr;
 }

@@ -2,12 +2,16 @@
 
 import doctest
 import itertools
+import os
 import pathlib
+import signal
+import struct
 import subprocess
 import sys
 import tempfile
 import threading
 import unittest
+import zlib
 
 import numpy as np
 import oxel
@@ -17,12 +21,14 @@ INKS = [{"name": "k", "rgb": [0, 0, 0], "tcon": 7}, {"name": "w", "rgb": [255, 2
 COLOUR = oxel.Panel.builtin()
 TWO = oxel.Panel.from_json({"name": "two", "width": 5, "height": 4, "tft_layout": 3, "colours": INKS})
 PICTURE = np.random.default_rng(1).integers(0, 256, (40, 30, 3), np.uint8)
+HEADER = struct.pack("<6xIH4I", 32, 2, 28, 28, 28, 28)
+EMPTY = HEADER + struct.pack("<I", zlib.crc32(HEADER))
 DITHERS = list(itertools.product(("floyd", "jjn", "stucki"), (False, True)))
 
 
 def load_tests(_loader, tests, _pattern):
-    for module in (oxel._images, oxel._panel):
-        tests.addTests(doctest.DocTestSuite(module))
+    for module in (oxel._frames, oxel._images, oxel._panel):
+        tests.addTests(doctest.DocTestSuite(module, extraglobs={"np": np, "oxel": oxel}))
     return tests
 
 
@@ -65,20 +71,38 @@ class Images(unittest.TestCase):
         for error, message, call in (
             (TypeError, "dtype float64", lambda: TWO.render(PICTURE / 1.0)),
             (TypeError, "mode 'I'", lambda: TWO.render(Image.new("I", (1, 1)))),
-            (ValueError, "shape .40, 30.", lambda: TWO.render(PICTURE[..., 0])),
-            (ValueError, "dither='none'", lambda: TWO.render(PICTURE, "none")),
-            (ValueError, "out: .*shape .40, 30, 3", lambda: TWO.render(PICTURE, **other)),
+            (TypeError, "'photo.jpg'.*PIL.Image.open", lambda: TWO.render("photo.jpg")),
+            (TypeError, "image=None", lambda: TWO.render(None)),
+            (ValueError, "shape .40, 30.: .*np.repeat", lambda: TWO.render(PICTURE[..., 0])),
+            (ValueError, "shape .1, 1, 4.: .*:3", lambda: TWO.render(np.zeros((1, 1, 4), np.uint8))),
+            (oxel.BadArgument, "2.31", lambda: TWO.render(np.broadcast_to(clear.size[0] * frozen,
+                                                                          (2**15, 2**15, 3)))),
+            (ValueError, "order='bgr'", lambda: TWO.render(clear, order="bgr")),
+            (ValueError, "dither='none': must be .*'floyd', ", lambda: TWO.render(PICTURE, "none")),
+            (ValueError, "did you mean 'stucki'", lambda: TWO.render(PICTURE, "stuki")),
+            (ValueError, "'jjn', serpentine=True", lambda: TWO.render(PICTURE, "jjn-serpentine")),
+            (TypeError, "dither=4", lambda: TWO.render(PICTURE, 4)),
+            (TypeError, "serpentine='eo'", lambda: TWO.render(PICTURE, "jjn", "eo")),
+            (TypeError, "threshold='low'", lambda: TWO.render_guarded(PICTURE, "low")),
+            (ValueError, "out: .*shape .2, 2, 3", lambda: TWO.render(PICTURE, **other)),
             (ValueError, "writeable", lambda: TWO.render(frozen, out=frozen)),
             (ValueError, "overlaps", lambda: TWO.render(PICTURE[1:], out=PICTURE[:-1])),
             (ValueError, "hue=", lambda: oxel.adjust(PICTURE, hue=2**31)),
+            (TypeError, "hue=0.5", lambda: oxel.adjust(PICTURE, hue=0.5)),
+            (ValueError, "gamma=-1", lambda: oxel.adjust(PICTURE, gamma=-1)),
             (oxel.NotSixColours, "status 14", lambda: TWO.render(PICTURE, output="nominal")),
-            (oxel.BadSelector, "status 13", lambda: oxel.transfer(PICTURE, 6)),
+            (oxel.BadSelector, "layout=6: .*oxel.Layout", lambda: oxel.transfer(PICTURE, 6)),
             (oxel.BadPackageLength, "status 3", lambda: oxel.Panel(b"short")),
+            (oxel.BadPackageCRC, "python.*: Not a", lambda: oxel.Panel.from_file(sys.executable)),
             (oxel.BadPackageCRC, "status 4", lambda: oxel.Panel(TWO.package[:-1] + b"?")),
+            (oxel.UnusableTables, "status 5", lambda: oxel.Panel(EMPTY)),
+            (TypeError, "'six-colour'.*Panel.builtin", lambda: oxel.Panel("six-colour")),
+            (AttributeError, "", lambda: setattr(TWO, "package", COLOUR.package)),
             (oxel.PanelError, "colours: is missing", lambda: oxel.build_package('{"name": "p"}')),
-            (oxel.PanelError, "none: no built-in", lambda: oxel.Panel.builtin("none")),
+            (oxel.PanelError, "did you mean 'six-colour'", lambda: oxel.Panel.builtin("six-color")),
         ):
-            self.assertRaisesRegex(error, message, call)
+            with self.subTest(message):
+                self.assertRaisesRegex(error, message, call)
         self.assertEqual((TWO.size, TWO.layout, TWO.codes.tolist()), ((5, 4), 3, [7, 9]))
 
 
@@ -98,24 +122,66 @@ class Threads(unittest.TestCase):
             thread.join()
         self.assertEqual(wrong, [])
 
-    def test_renders_share_a_panel_and_a_switch_waits(self):
-        switched = threading.Event()
-        both_inside = threading.Barrier(2, timeout=60)
+    def test_a_fork_amid_renders(self):
+        stop = threading.Event()
+        expected = TWO.render(PICTURE)
 
-        def render(panel, inside):
-            with oxel._panel._adoption.of(panel):
-                inside()
+        def work(panel):
+            while not stop.is_set():
+                panel.render(PICTURE)
 
-        with oxel._panel._adoption.of(TWO):
-            reader = threading.Thread(target=render, args=(TWO, both_inside.wait))
-            reader.start()
-            both_inside.wait()
-            reader.join()
-            writer = threading.Thread(target=render, args=(COLOUR, switched.set))
-            writer.start()
-            self.assertFalse(switched.wait(0.05))
-        writer.join()
-        self.assertTrue(switched.is_set())
+        threads = [threading.Thread(target=work, args=(panel,)) for panel in (COLOUR, TWO)]
+        for thread in threads:
+            thread.start()
+        try:
+            for _ in range(20):
+                child = os.fork()
+                if child == 0:
+                    signal.alarm(60)  # for a child that waits for a thread that it has not
+                    os._exit(bool((TWO.render(PICTURE) != expected).any()))
+                self.assertEqual(os.waitpid(child, 0)[1], 0)
+        finally:
+            stop.set()
+            for thread in threads:
+                thread.join()
+
+    def test_an_exception_before_each_instruction(self):
+        """As a signal's handler may raise one: the panels work on, for all that come after."""
+        calls = [call for panel in (COLOUR, TWO) for call in (
+            lambda panel=panel: panel.render(PICTURE), lambda panel=panel: panel.render_all(PICTURE),
+            lambda panel=panel: panel.render_guarded(PICTURE, 1))]
+        done = []
+
+        def interrupted(call, instruction):
+            left = [instruction]
+
+            def trace(frame, event, _argument):
+                frame.f_trace_opcodes = True
+                left[0] -= event == "opcode"
+                if left[0] < 0:
+                    raise KeyboardInterrupt
+                return trace
+
+            try:
+                sys.settrace(trace)
+                call()
+            except KeyboardInterrupt:
+                pass
+            finally:
+                sys.settrace(None)
+            return left[0] < 0
+
+        def interrupt_all():
+            for instruction in itertools.count():
+                if not any([interrupted(call, instruction) for call in calls]):
+                    break
+                done.append(instruction)
+
+        thread = threading.Thread(target=interrupt_all, daemon=True)
+        thread.start()
+        thread.join(timeout=60)
+        self.assertFalse(thread.is_alive(), f"waits for ever after instruction {len(done)}")
+        self.assertGreater(len(done) * len(calls), 1000)
 
 
 class Examples(unittest.TestCase):

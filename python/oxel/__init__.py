@@ -11,10 +11,11 @@ Images are (height, width, 3) arrays of uint8 or Pillow images, and results are 
 as the image that was given. The interpreter lock is released while the library works.
 """
 
+from ._frames import Layout, transfer
 from ._images import adjust
 from ._library import (BadArgument, BadPackageCRC, BadPackageLength, BadSelector, NotInitialised,
                        NotSixColours, OutOfMemory, OxelError, PanelError, UnusableTables, library)
-from ._panel import (Guarded, Layout, Panel, Renderings, Verdict, build_package, transfer)
+from ._panel import Guarded, Panel, Renderings, Verdict, build_package
 
 __version__ = library.Oxel_get_updateLog().split()[-1].decode().lstrip("v")
 

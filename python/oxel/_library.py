@@ -1,8 +1,14 @@
-"""The library's C interface through ctypes, which releases the interpreter lock during calls."""
+"""The library's C interface through ctypes, which releases the interpreter lock during calls.
+
+An exception may come between any two instructions of Python: after Ctrl-C, say. So no instruction
+takes a lock or counts anything that the next one would have to give back: adopting a panel and
+rendering with it are one call of C.
+"""
 
 import ctypes
 import os
-from ctypes import POINTER, Structure, c_char_p, c_double, c_int32, c_size_t, c_uint32, c_void_p
+from ctypes import (POINTER, Structure, c_char_p, c_double, c_int32, c_size_t, c_uint32, c_uint64,
+                    c_void_p)
 from typing import Dict, Type
 
 
@@ -61,7 +67,13 @@ _errors: Dict[int, Type[OxelError]] = {
 def _check(status: int, _function: object, _arguments: object) -> None:
     if status != 0:
         error = _errors.get(status, OxelError)
-        raise error(f"{error.__doc__} (status {status})")
+        raise error(f"{str(error.__doc__).rstrip('.')} (status {status})")
+
+
+class NativePackage(Structure):
+    """A LUT package and the number of the panel that it belongs to."""
+
+    _fields_ = [("panel", c_uint64), ("bytes", c_char_p), ("size", c_size_t)]
 
 
 class NativePanel(Structure):
@@ -78,7 +90,7 @@ class NativePanel(Structure):
     ]
 
 
-# The file is the package's own: only this package adopts panels in it.
+# A copy of the library that nothing else in the process uses.
 library = ctypes.CDLL(os.path.join(os.path.dirname(os.path.abspath(__file__)), "liboxel.so"))
 
 
@@ -89,12 +101,12 @@ def _declare(name: str, *arguments: type) -> None:
     function.errcheck = _check
 
 
-_declare("Oxel_Morvel6_render_init", c_char_p, c_uint32)
-_declare("Oxel_Morvel6_render", c_void_p, c_uint32, c_void_p, c_uint32, c_int32, c_int32,
+_declare("oxel_check", POINTER(NativePackage))
+_declare("oxel_render", POINTER(NativePackage), c_void_p, c_void_p, c_uint32, c_int32, c_int32,
          c_uint32, c_int32)
-_declare("Oxel_Morvel6_render_All", c_void_p, c_uint32, c_void_p, c_void_p, c_void_p, c_void_p,
-         c_int32, c_int32, c_uint32)
-_declare("Oxel_Morvel6_render_with_powerGuard", c_void_p, c_uint32, c_void_p, c_uint32, c_int32,
+_declare("oxel_render_all", POINTER(NativePackage), c_void_p, c_uint32, c_void_p, c_void_p,
+         c_void_p, c_int32, c_int32, c_uint32)
+_declare("oxel_render_guarded", POINTER(NativePackage), c_void_p, c_void_p, c_uint32, c_int32,
          c_int32, c_uint32, c_int32, c_double, POINTER(c_int32))
 _declare("Oxel_image_adjustment", c_void_p, c_uint32, c_void_p, c_uint32, c_int32, c_int32,
          c_int32, c_int32, c_int32, c_int32, c_double)
@@ -104,5 +116,7 @@ library.oxel_panel_from_bytes.argtypes = [c_char_p, c_char_p, c_size_t]
 library.oxel_panel_from_bytes.restype = POINTER(NativePanel)
 library.oxel_panel_built_in.argtypes = [c_char_p]
 library.oxel_panel_built_in.restype = POINTER(NativePanel)
+library.oxel_panel_built_in_name.argtypes = [c_size_t]
+library.oxel_panel_built_in_name.restype = c_char_p
 library.oxel_panel_free.argtypes = [POINTER(NativePanel)]
 library.oxel_panel_free.restype = None

@@ -16,13 +16,21 @@ ${CC:-cc} ${CFLAGS-} host.c $(pkg-config --cflags --libs Oxel_Morvel6_render) "-
 
 "$root/usr/bin/oxel" --version >"$root/log"
 
-# What pip does with a clone.
+# What pip does with a clone: a source distribution, and of that a wheel.
 (
     unset CFLAGS CXXFLAGS LDFLAGS
-    PYTHONPATH=../../python /usr/bin/python3 -c 'import sys, wheel_backend; wheel_backend.build_wheel(sys.argv[1])' \
-        "$root" >"$root/log"
+    hook() { # SOURCES HOOK
+        PYTHONPATH=$1/python /usr/bin/python3 -c \
+            "import sys, wheel_backend; wheel_backend.$2(sys.argv[1])" "$root" >"$root/log"
+    }
+    hook ../.. build_sdist
+    tar -xzf "$root"/oxel-*.tar.gz -C "$root"
+    hook "$root"/oxel-*[0-9] build_wheel
     /usr/bin/python3 -m zipfile -e "$root"/*.whl "$root/wheel"
-    PYTHONPATH=$root/wheel /usr/bin/python3 -c 'import oxel; assert oxel.Panel.builtin().colours == 6'
+    PYTHONPATH=$root/wheel /usr/bin/python3 -c 'if True:
+        import importlib.metadata, oxel
+        assert oxel.Panel.builtin().colours == 6
+        assert importlib.metadata.version("oxel") == oxel.__version__'
 )
 
 for kind in shared static subdirectory; do
