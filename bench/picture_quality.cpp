@@ -104,7 +104,7 @@ struct Renderer {
     Development development;
 
     Light developed(Light picture, ImageSize size) const {
-        develop(picture, size, development, panel.exact_colours());
+        develop(picture, size, development, exact_colours_of(panel.package));
         return picture;
     }
 

@@ -16,11 +16,13 @@ from ._images import adjust
 from ._library import (BadArgument, BadPackageCRC, BadPackageLength, BadSelector, NotInitialised,
                        NotSixColours, OutOfMemory, OxelError, PanelError, UnusableTables, library)
 from ._panel import Guarded, Panel, Renderings, Verdict, build_package
+from ._preparation import develop
 
 __version__ = library.Oxel_get_updateLog().split()[-1].decode().lstrip("v")
 
 __all__ = [
     "BadArgument", "BadPackageCRC", "BadPackageLength", "BadSelector", "Guarded", "Layout",
     "NotInitialised", "NotSixColours", "OutOfMemory", "OxelError", "Panel", "PanelError",
-    "Renderings", "UnusableTables", "Verdict", "adjust", "build_package", "transfer",
+    "Renderings", "UnusableTables", "Verdict", "adjust", "build_package", "develop",
+    "transfer",
 ]

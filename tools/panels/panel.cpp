@@ -27,11 +27,11 @@ Panel build(const std::string &source, const PanelDescription &description) {
 
 } // namespace
 
-Grid Panel::grid() const {
+Grid grid_of(std::span<const std::uint8_t> package) {
     return cell_grid(package) == CellGrid::ends ? Grid::ends : Grid::middles;
 }
 
-ExactColours Panel::exact_colours() const {
+ExactColours exact_colours_of(std::span<const std::uint8_t> package) {
     const auto fields = read_package_fields(package);
     return ExactColours(fields ? package_table(package, fields->palette, 3UL * fields->colours)
                                : std::span<const std::uint8_t>());

@@ -7,6 +7,7 @@
 #include "preparation/grid.h"
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,13 +20,13 @@ struct Panel {
     Bytes package;
     std::optional<ImageSize> size;
     int layout = 0;
-
-    /// Where its package's builder has put the cells of the gamut table.
-    Grid grid() const;
-
-    /// What is shown flat, by the package's palette.
-    ExactColours exact_colours() const;
 };
+
+/// Where a package's builder has put the cells of the gamut table.
+Grid grid_of(std::span<const std::uint8_t> package);
+
+/// What pictures for a package must keep flat.
+ExactColours exact_colours_of(std::span<const std::uint8_t> package);
 
 std::optional<Panel> built_in_panel(const std::string &name);
 

@@ -13,7 +13,7 @@ Light open_picture(const std::string &photo, const PictureSettings &settings, co
     if (!size.supported())
         throw Failure(photo, "too large to be rendered at its own size: " + size.text());
     Light picture = load_picture(photo, size, settings.framing);
-    develop(picture, size, settings.development, panel.exact_colours());
+    develop(picture, size, settings.development, exact_colours_of(panel.package));
     if (settings.adjustment != Adjustment{}) {
         Bytes bytes = bytes_of(picture);
         adjust(bytes, size, settings.adjustment);

@@ -8,7 +8,7 @@ PreparedPicture prepare(const Light &picture, ImageSize size, const Panel &panel
                         bool guarded) {
     if (!prepared)
         return {bytes_of(picture), size, 0};
-    return prepare(picture, size, panel.grid(), panel.exact_colours(),
+    return prepare(picture, size, grid_of(panel.package), exact_colours_of(panel.package),
                    guarded ? 0 : preroll_rows(size));
 }
 
