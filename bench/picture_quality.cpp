@@ -21,8 +21,6 @@
 #include <array>
 #include <cmath>
 #include <cstdio>
-#include <cstdlib>
-#include <map>
 #include <numeric>
 
 using namespace oxel::tools;
@@ -123,6 +121,26 @@ Light flat(const Vector3 &srgb, ImageSize size) {
     return picture;
 }
 
+struct Box {
+    int left;
+    int top;
+    ImageSize size;
+};
+
+Vector3 mean_light(const LightImage &image, Box box) {
+    Vector3 sum{};
+    for (int y = box.top; y < box.top + box.size.height; ++y)
+        for (int x = box.left; x < box.left + box.size.width; ++x)
+            sum = sum + image.at(std::size_t(y * image.size.width + x));
+    return (1.0 / double(box.size.pixels())) * sum;
+}
+
+/// The light of the middle of a flat patch.
+Vector3 patch_light(const Renderer &renderer, const Vector3 &srgb) {
+    constexpr ImageSize size{96, 96};
+    return mean_light(seen_image(renderer.show(flat(srgb, size), size), size), {16, 16, {64, 64}});
+}
+
 /// What is left of a profile after the polynomial of degree 7 that is nearest to it.
 std::vector<double> less_trend(const std::vector<double> &profile) {
     constexpr int terms = 8;
@@ -166,11 +184,8 @@ double bands(const Renderer &renderer, const Vector3 &from, const Vector3 &to) {
     constexpr int border = 16;
     std::array<std::vector<double>, 3> profiles;
     for (int x = border; x < size.width - border; ++x) {
-        Vector3 sum{};
-        for (int y = border; y < size.height - border; ++y)
-            sum = sum + image.at(std::size_t(y * size.width + x));
-        const Vector3 lab =
-            lab_from_light((1.0 / (size.height - 2 * border)) * sum, renderer.paper);
+        const Vector3 lab = lab_from_light(
+            mean_light(image, {x, border, {1, size.height - 2 * border}}), renderer.paper);
         for (std::size_t c = 0; c < 3; ++c)
             profiles[c].push_back(lab[c]);
     }
@@ -181,9 +196,11 @@ double bands(const Renderer &renderer, const Vector3 &from, const Vector3 &to) {
     return std::sqrt(squares);
 }
 
-/// How far the first 16 rows are from the others in L*, over flat colours: the largest.
+/// How far the first 16 rows lie, in L*, outside of what any 16 rows further down show, over flat
+/// colours: the largest.
 double first_rows(const Renderer &renderer) {
-    constexpr ImageSize size{256, 320};
+    constexpr ImageSize size{800, 320};
+    constexpr int rows = 16;
     double largest = 0;
     for (const Vector3 &srgb : {Vector3{24, 24, 24},
                                 {40, 40, 48},
@@ -194,22 +211,23 @@ double first_rows(const Renderer &renderer) {
                                 {200, 200, 200},
                                 {240, 240, 240}}) {
         const LightImage image = seen_image(renderer.show(flat(srgb, size), size), size);
-        const auto lightness = [&](int top, int bottom) {
-            Vector3 sum{};
-            for (int pixel = top * size.width; pixel < bottom * size.width; ++pixel)
-                sum = sum + image.at(std::size_t(pixel));
-            return lab_from_light((1.0 / ((bottom - top) * size.width)) * sum, renderer.paper)[0];
+        const auto lightness = [&](int top) {
+            return lab_from_light(mean_light(image, {0, top, {size.width, rows}}),
+                                  renderer.paper)[0];
         };
-        const double off = lightness(0, 16) - lightness(160, 320);
-        largest = std::max(largest, std::abs(off));
+        double least = 100;
+        double most = 0;
+        for (int top = size.height / 2; top < size.height; top += rows) {
+            least = std::min(least, lightness(top));
+            most = std::max(most, lightness(top));
+        }
+        largest = std::max({largest, least - lightness(0), lightness(0) - most});
     }
     return largest;
 }
 
-/// Flat colours of any bytes that the panel can show, relative to paper or not as the package does.
-DifferenceSummary patches(const Renderer &renderer, const Characterisation &panel) {
-    constexpr ImageSize size{96, 96};
-    constexpr int border = 16;
+/// 256 flat colours of any bytes that the panel can show, if the package is an absolute one.
+std::vector<double> patch_misses(const Renderer &renderer, const Characterisation &panel) {
     std::uint32_t random = 8;
     std::vector<double> misses;
     for (int tries = 0; misses.size() < 256 && tries < 100000; ++tries) {
@@ -219,17 +237,11 @@ DifferenceSummary patches(const Renderer &renderer, const Characterisation &pane
             channel = random >> 24;
         }
         const Vector3 wanted = light_from_srgb(srgb);
-        if (!panel.holds(wanted))
-            continue;
-        const LightImage image = seen_image(renderer.show(flat(srgb, size), size), size);
-        Vector3 sum{};
-        for (int y = border; y < size.height - border; ++y)
-            for (int x = border; x < size.width - border; ++x)
-                sum = sum + image.at(std::size_t(y * size.width + x));
-        misses.push_back(
-            ciede2000(lab_from_light((1.0 / (64 * 64)) * sum), lab_from_light(wanted)));
+        if (panel.holds(wanted))
+            misses.push_back(
+                ciede2000(lab_from_light(patch_light(renderer, srgb)), lab_from_light(wanted)));
     }
-    return misses.empty() ? DifferenceSummary{} : summarise(misses);
+    return misses;
 }
 
 /// The mean CIEDE2000 of flat tones to their means after a blur.
@@ -268,19 +280,12 @@ struct Greys {
 };
 
 Greys greys(const Renderer &renderer) {
-    constexpr ImageSize size{96, 96};
-    constexpr int border = 16;
     Greys greys;
-    double before = -1;
+    double before = 0;
     for (int grey = 0; grey < 256; grey += 2) {
-        const Vector3 srgb{double(grey), double(grey), double(grey)};
-        const LightImage image = seen_image(renderer.show(flat(srgb, size), size), size);
-        Vector3 sum{};
-        for (int y = border; y < size.height - border; ++y)
-            for (int x = border; x < size.width - border; ++x)
-                sum = sum + image.at(std::size_t(y * size.width + x));
-        const Vector3 lab = lab_from_light((1.0 / (64 * 64)) * sum, renderer.paper);
-        if (before >= 0) {
+        const Vector3 lab = lab_from_light(
+            patch_light(renderer, {double(grey), double(grey), double(grey)}), renderer.paper);
+        if (grey > 0) {
             greys.backward = std::max(greys.backward, before - lab[0]);
             greys.jump = std::max(greys.jump, lab[0] - before);
         }
@@ -310,8 +315,6 @@ double coloured_text(const Renderer &renderer) {
     const Bytes shown = renderer.show(picture, size);
     std::size_t ink = 0;
     std::size_t coloured = 0;
-    const Vector3 black = {33, 32, 37};
-    (void)black;
     for (std::size_t i = 0; i < shown.size(); i += 3) {
         if (bytes[i] == 255)
             continue;
@@ -428,13 +431,19 @@ std::vector<double> lightness_detail(const LightImage &image, const Vector3 &whi
     return detail;
 }
 
+Framing stretched() {
+    Framing framing;
+    framing.fit = Fit::stretch;
+    return framing;
+}
+
 class Photo {
   public:
     explicit Photo(const std::string &path) {
         const ImageSize whole = picture_size(path, {});
         const double scale = 480.0 / std::max(whole.width, whole.height);
         size_ = {int(whole.width * scale), int(whole.height * scale)};
-        light_ = load_picture(path, size_, {.fit = Fit::stretch});
+        light_ = load_picture(path, size_, stretched());
         const LightImage image = seen_image(light_, size_);
         lab_ = lab_of(blur(image, 2.5), {1, 1, 1});
         spatial_lab_ = spatial_lab(image, {1, 1, 1});
@@ -499,68 +508,63 @@ void print_photos(const char *name, const Renderer &renderer, const std::vector<
         sum.detail += share * figures.detail;
         sum.gain += share * figures.gain;
     }
-    std::printf("  %-34s %5.2f %5.2f   %5.2f   %.3f   %.3f %.2f\n", name, sum.mean,
-                sum.percentile95, sum.scielab, sum.ssim, sum.detail, sum.gain);
+    std::printf("    %s: CIEDE2000 %.2f / %.2f, S-CIELAB %.2f, SSIM %.3f, detail %.3f, gain %.2f\n",
+                name, sum.mean, sum.percentile95, sum.scielab, sum.ssim, sum.detail, sum.gain);
     std::fflush(stdout);
 }
 
-void print_synthetic(const char *name, const Renderer &renderer) {
-    std::printf("  %-12s bands %.2f %.2f %.2f %.2f   first rows %.2f   text %.1f %%", name,
+void print_figures(const Renderer &renderer, const Characterisation &panel) {
+    std::printf("    bands %.2f %.2f %.2f %.2f (faint, sky, dusk, skin)\n",
                 bands(renderer, {140, 150, 165}, {150, 159, 173}),
                 bands(renderer, {80, 130, 190}, {190, 212, 232}),
                 bands(renderer, {40, 40, 80}, {230, 150, 100}),
-                bands(renderer, {170, 115, 92}, {232, 190, 165}), first_rows(renderer),
-                coloured_text(renderer));
+                bands(renderer, {170, 115, 92}, {232, 190, 165}));
+    std::printf(
+        "    first rows %.2f   grain %.2f %.2f (blurred by 1.5, 4)   coloured text %.1f %%\n",
+        first_rows(renderer), grain(renderer, 1.5), grain(renderer, 4), coloured_text(renderer));
     const Greys ramp = greys(renderer);
-    std::printf("   grain %.3f %.3f", grain(renderer, 1.5), grain(renderer, 4));
-    std::printf("   greys back %.2f jump %.2f cast %.2f\n", ramp.backward, ramp.jump, ramp.cast);
+    std::printf("    greys: backward %.2f, jump %.2f, cast %.2f\n", ramp.backward, ramp.jump,
+                ramp.cast);
+    if (grid_of(renderer.panel.package) == Grid::middles)
+        if (const auto misses = patch_misses(renderer, panel); !misses.empty()) {
+            const DifferenceSummary all = summarise(misses);
+            std::printf("    flat patches %.2f %.2f %.2f\n", all.mean, all.percentile95,
+                        all.largest);
+        }
     std::fflush(stdout);
 }
 
-void run(int argc, char **argv) {
-    Renderer renderer{open_panel(argv[1]), {}, DITHER_FLOYD_SERPENTINE, true, {}};
-    const auto fields = read_package_fields(renderer.panel.package);
-    const auto bytes =
-        package_table(renderer.panel.package, fields->palette, 3UL * fields->colours);
+void run(const char *panel_name, const std::vector<Photo> &photos) {
+    Renderer renderer{open_panel(panel_name), {}, DITHER_FLOYD_SERPENTINE, true, {}};
+    const Bytes &package = renderer.panel.package;
+    const auto fields = read_package_fields(package);
+    const auto bytes = package_table(package, fields->palette, 3UL * fields->colours);
     std::vector<RgbBytes> palette;
     for (std::size_t i = 0; i < bytes.size(); i += 3)
         palette.push_back({bytes[i], bytes[i + 1], bytes[i + 2]});
-    const Characterisation characterisation(palette);
-    renderer.paper = characterisation.lights()[characterisation.white()];
-    adopt_package(argv[1], renderer.panel.package);
-    std::printf("%s\n", argv[1]);
-    const std::string what = std::getenv("WHAT") ? std::getenv("WHAT") : "bp";
-    if (what.find('b') != std::string::npos)
+    const Characterisation panel(palette);
+    renderer.paper = panel.lights()[panel.white()];
+    adopt_package(panel_name, package);
+    for (const int mode : {DITHER_FLOYD_SERPENTINE, DITHER_JJN_SERPENTINE})
         for (const bool prepared : {false, true}) {
+            renderer.mode = mode;
             renderer.prepared = prepared;
-            print_synthetic(prepared ? "prepared" : "as it is", renderer);
-            if (what.find('f') != std::string::npos) {
-                const DifferenceSummary p = patches(renderer, characterisation);
-                std::printf("  patches %.2f %.2f %.2f\n", p.mean, p.percentile95, p.largest);
-            }
+            std::printf("%s, %s, %s\n", panel_name, dither_names[std::size_t(mode)].c_str(),
+                        prepared ? "prepared" : "as it is");
+            print_figures(renderer, panel);
+            print_photos("photographs", renderer, photos);
+            if (!photos.empty())
+                std::printf("    specks %.0f\n",
+                            specks(renderer, photos[0].light(), photos[0].size()));
         }
-    if (what.find('p') == std::string::npos)
-        return;
-    const std::vector<Photo> photos(argv + 2, argv + argc);
-    std::printf("  photographs: CIEDE2000 mean, 95th; S-CIELAB; SSIM; detail correlation, gain\n");
-    renderer.prepared = false;
-    print_photos("as they are", renderer, photos);
-    if (!photos.empty())
-        std::printf("  specks %.0f\n", specks(renderer, photos[0].light(), photos[0].size()));
-    renderer.prepared = true;
-    print_photos("prepared", renderer, photos);
-    if (!photos.empty())
-        std::printf("  specks %.0f\n", specks(renderer, photos[0].light(), photos[0].size()));
-    if (what.find('c') != std::string::npos)
-        for (const int clarity : {0, 15, 25, 40})
-            for (const int sharpen : {0, 40}) {
-                renderer.development = {};
-                renderer.development.clarity = clarity;
-                renderer.development.sharpen = sharpen;
-                char name[50];
-                std::snprintf(name, sizeof name, "clarity %d sharpen %d", clarity, sharpen);
-                print_photos(name, renderer, photos);
-            }
+    renderer.mode = DITHER_FLOYD_SERPENTINE;
+    for (const Development &development :
+         {Development{.clarity = 15}, Development{.clarity = 25}, Development{.sharpen = 40}}) {
+        renderer.development = development;
+        const std::string name = "clarity " + std::to_string(development.clarity) + ", sharpen " +
+                                 std::to_string(development.sharpen);
+        print_photos(name.c_str(), renderer, photos);
+    }
 }
 
 } // namespace
@@ -574,7 +578,7 @@ int main(int argc, char **argv) {
     }
     try {
         start_vips();
-        run(argc, argv);
+        run(argv[1], {argv + 2, argv + argc});
         return 0;
     } catch (const std::exception &error) {
         std::fprintf(stderr, "picture_quality: %s\n", error.what());

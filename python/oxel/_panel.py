@@ -261,7 +261,7 @@ class Panel:
                 colours (six-colour panels only); "eo", the measured colours.
             order: "rgb" or "bgr", of an array's channels, and of the result's if it is in colour.
             prepare: dither the image to the 64 levels a channel that the package tells apart, so
-                that skies and skin show no bands, and render it from 64 mirrored rows above it, so
+                that skies and skin show no bands, and render it from 128 mirrored rows above it, so
                 that the first rows are as good as the others. False gives the library the image as
                 it is, in place.
             out: array of the image's shape that receives the result; may be the image itself.

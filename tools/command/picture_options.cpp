@@ -121,7 +121,7 @@ and keep the contrast of its detail, --clarity raises the contrast of what is so
 --sharpen that of the finest detail, --monochrome leaves its luminance. Amounts are hundredths.
 
 What the library gets is then prepared: dithered to the 64 levels a channel that a package tells
-apart, so that skies and skin show no bands, and rendered from 64 mirrored rows above it, which are
+apart, so that skies and skin show no bands, and rendered from 128 mirrored rows above it, which are
 cut off, so that its first rows are as good as the others (not with --guard, which measures what it
 renders). Pure colours and those of the panel's inks stay flat. With --no-prepare the library gets the
 picture's bytes as they are.

@@ -5,7 +5,7 @@
 namespace oxel::tools {
 
 int preroll_rows(ImageSize size) {
-    constexpr std::int32_t rows = 64;
+    constexpr std::int32_t rows = 128; // on two colours 64 leave half a step of lightness
     const bool fits = size.supported() && size.height <= INT32_MAX - rows &&
                       ImageSize{size.width, size.height + rows}.supported();
     return fits ? rows : 0;
