@@ -284,7 +284,7 @@ Bytes general_package(const std::vector<PanelColour> &colours) {
             });
         tables.quantisation.push_back(static_cast<std::uint8_t>(nearest - colours.begin()));
     });
-    return assemble_package(colours, tables, {.intent = Intent::absolute});
+    return assemble_package(colours, tables);
 }
 
 template <class Judge>

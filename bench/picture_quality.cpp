@@ -431,19 +431,13 @@ std::vector<double> lightness_detail(const LightImage &image, const Vector3 &whi
     return detail;
 }
 
-Framing stretched() {
-    Framing framing;
-    framing.fit = Fit::stretch;
-    return framing;
-}
-
 class Photo {
   public:
     explicit Photo(const std::string &path) {
         const ImageSize whole = picture_size(path, {});
         const double scale = 480.0 / std::max(whole.width, whole.height);
         size_ = {int(whole.width * scale), int(whole.height * scale)};
-        light_ = load_picture(path, size_, stretched());
+        light_ = load_picture(path, size_, {.fit = Fit::stretch});
         const LightImage image = seen_image(light_, size_);
         lab_ = lab_of(blur(image, 2.5), {1, 1, 1});
         spatial_lab_ = spatial_lab(image, {1, 1, 1});

@@ -37,7 +37,7 @@ int main(int argc, char **argv) {
     if (!image || fread(image + PREROLL * row, row, (size_t)height, photo) != (size_t)height)
         return 1;
 
-    int pure_ends = memcmp(package, "ox\1", 3) == 0 && package[5] == 0;
+    int pure_ends = memcmp(package, "OX\1", 3) == 0 && package[3] < 2; /* by intent */
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x) {
             uint8_t *pixel = image + (size_t)(PREROLL + y) * row + 3 * (size_t)x;

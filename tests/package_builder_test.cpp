@@ -278,11 +278,11 @@ TEST(PatchSimulation, DiffusesLikeTheLibrary) {
         for (int channel = 0; channel < 3; ++channel)
             tables.gamut.push_back(static_cast<std::uint8_t>(random() & 255));
     }
-    const auto package = assemble_package(panel_colours(palette), tables, {});
-    std::vector<RgbBytes> mapped;
+    const auto package = assemble_package(panel_colours(palette), tables);
+    std::vector<DitheredBytes> mapped;
     for (std::size_t cell = 0; cell < PatchSimulation::lanes - 3; ++cell)
-        mapped.push_back(
-            {tables.gamut[3 * cell], tables.gamut[3 * cell + 1], tables.gamut[3 * cell + 2]});
+        mapped.emplace_back(RgbBytes{tables.gamut[3 * cell], tables.gamut[3 * cell + 1],
+                                     tables.gamut[3 * cell + 2]});
     for (std::uint32_t mode = 0; mode < dithering_modes; ++mode) {
         const std::vector<Vector3> lights =
             PatchSimulation(panel, tables.quantisation)
@@ -348,26 +348,20 @@ TEST(PackageBuilder, MakesTheSameBytesEverywhere) {
             << intent_names()[std::size_t(options.intent)];
 }
 
-TEST(PackageFile, SaysWhatThePackageIsForAndKnowsItsOwnWordsOnly) {
-    for (std::size_t intent = 0; intent < intent_names().size(); ++intent)
-        for (std::size_t tuning = 0; tuning < tuning_names().size(); ++tuning) {
-            const ProducerBytes bytes = producer_bytes({Intent(intent), Tuning(tuning)});
-            const auto origin = read_origin(bytes);
-            ASSERT_TRUE(origin);
-            EXPECT_EQ(std::pair(std::size_t(origin->intent), std::size_t(origin->tuning)),
-                      std::pair(intent, tuning));
-            EXPECT_EQ(origin->grid(),
-                      origin->intent == Intent::absolute ? CellGrid::middles : CellGrid::ends);
-            for (std::size_t i = 0; i < bytes.size(); ++i) {
-                ProducerBytes other = bytes;
-                other[i] = 0x80;
-                EXPECT_FALSE(read_origin(other)) << "byte " << i;
-                std::vector<std::uint8_t> package(other.begin(), other.end());
-                package.resize(32);
-                EXPECT_EQ(cell_grid(package), CellGrid::middles);
-            }
-        }
-    EXPECT_EQ(cell_grid({}), CellGrid::middles);
+TEST(PackageBuilder, NotesWhatAPackageIsForAndReadsItsOwnNotesOnly) {
+    BuiltTables tables;
+    tables.producer = {'O', 'X', 1, 2, 3, 0};
+    const auto package = assemble_package({}, tables);
+    const auto options = noted_options(package);
+    ASSERT_TRUE(options);
+    EXPECT_EQ(options->intent, Intent::absolute);
+    EXPECT_EQ(options->tuning, Tuning::stucki);
+    for (std::size_t i = 0; i < tables.producer.size() - 1; ++i) {
+        auto other = package;
+        other[i] = 4;
+        EXPECT_FALSE(noted_options(other)) << "byte " << i;
+    }
+    EXPECT_FALSE(noted_options({}));
 }
 
 TEST(PackageBuilder, ShowsTheColoursWanted) {

@@ -174,7 +174,7 @@ Bytes draw_gradients(ImageSize size) {
 }
 
 void draw_rendered(const ChartOptions &options, const std::string &name, Bytes (*draw)(ImageSize)) {
-    const Panel panel = open_panel(options.panel);
+    const Panel panel = open_panel(options.panel, tuning_for(options.dithering_mode));
     adopt_package(panel.source, panel.package);
     Charts charts(options, panel);
     const Bytes picture = draw(charts.size());

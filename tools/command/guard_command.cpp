@@ -62,7 +62,7 @@ void run(const GuardOptions &options) {
     if (!options.plot.empty() && !options.plot.ends_with(".svg") && !options.plot.ends_with(".png"))
         throw CLI::ValidationError("-o", "must end in .svg or .png");
     check_outputs({options.plot}, {options.photo, options.picture.panel});
-    const Panel panel = open_panel(options.picture.panel);
+    Panel panel = open_panel(options.picture.panel, tuning_for(0), options.picture.intent);
     adopt_package(panel.source, panel.package);
     write_indices_for_codes();
     ImageSize size{};
@@ -77,6 +77,10 @@ void run(const GuardOptions &options) {
               << std::setw(24) << "shifted" << '\n'
               << std::setprecision(17);
     for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
+        if (mode > 0 && mode % 2 == 0) { // the next kernel
+            tune(panel, tuning_for(static_cast<int>(mode)));
+            adopt_package(panel.source, panel.package);
+        }
         const auto changes = [&](const Bytes &image) {
             return line_pair_changes(render(panel.source, image, size, static_cast<int>(mode)).tcon,
                                      size, colours);

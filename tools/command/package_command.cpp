@@ -83,7 +83,7 @@ void build(BuildRequest request) {
     const PackageReport report{
         description, panel, request.options, tables,
         show_patches(panel, tables, reachable_cells(panel, tables.targets, 256))};
-    const Bytes package = assemble_package(description.colours, tables, request.options);
+    const Bytes package = assemble_package(description.colours, tables);
     OutputFiles outputs;
     outputs.write(request.output, package);
     if (!request.report.empty()) {
@@ -101,15 +101,14 @@ std::string hexadecimal(std::uint32_t number, int digits) {
     return text.str();
 }
 
-void print_fields(const PackageFields &fields, std::uint32_t computed_crc) {
+void print_fields(const PackageFields &fields, const std::optional<NotedOptions> &noted,
+                  std::uint32_t computed_crc) {
     std::cout << "producer      ";
     for (const std::uint8_t byte : fields.producer)
         std::cout << hexadecimal(byte, 2) << ' ';
-    if (const auto origin = read_origin(fields.producer))
-        std::cout << "\nintent        " << intent_names()[std::size_t(origin->intent)]
-                  << "\ntuned for     " << tuning_names()[std::size_t(origin->tuning)]
-                  << "\ncells are     "
-                  << (origin->grid() == CellGrid::ends ? "k for 255 k / 63" : "k for 4 k + 1.5");
+    if (noted)
+        std::cout << "\nbuilt as      " << intent_names()[std::size_t(noted->intent)]
+                  << ", tuned for " << tuning_names()[std::size_t(noted->tuning)];
     std::cout << "\nlength        " << fields.length << "\ncolours       " << fields.colours
               << "\npalette       at " << fields.palette << "\nTCON codes    at " << fields.tcon
               << "\ngamut table   at " << fields.gamut << "\nquantisation  at "
@@ -151,7 +150,7 @@ void info(const std::string &path) {
     const Bytes package = read_file(path);
     std::cout << path << ": " << package.size() << " bytes\n";
     if (const auto fields = read_package_fields(package)) {
-        print_fields(*fields, package_crc(package));
+        print_fields(*fields, noted_options(package), package_crc(package));
         print_palette(package, *fields);
     }
     std::cout << std::flush;

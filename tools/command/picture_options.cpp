@@ -105,7 +105,8 @@ frames the first is taken.
 
 PANEL is the name of a built-in panel (see oxel panels), a LUT package, or a panel description in
 JSON (see oxel package build). The picture gets the panel's size; with a package, which has none,
-it keeps its own.
+it keeps its own. --intent maps the colours that a panel with a description cannot show: perceptual
+(the default), vivid or absolute, as oxel package build does.
 
 --fit cover fills the size and cuts off the rest at both sides alike; attention cuts off what
 catches the eye least; contain shows the whole picture on the background; stretch ignores the
@@ -153,6 +154,16 @@ CLI::Option *add_size_option(CLI::App &command, std::optional<ImageSize> &size,
 void add_picture_options(CLI::App &command, PictureSettings &settings) {
     add_panel_option(command, settings.panel);
     add_size_option(command, settings.size, "Size of the picture instead of the panel's");
+    command
+        .add_option_function<std::string>(
+            "--intent",
+            [&settings](const std::string &name) {
+                const std::vector<std::string> &names = intent_names();
+                settings.intent = static_cast<Intent>(std::find(names.begin(), names.end(), name) -
+                                                      names.begin());
+            },
+            "How colours that a described panel cannot show are mapped")
+        ->check(CLI::IsMember(intent_names()));
     Framing &framing = settings.framing;
     add_choice(command, "--fit", framing.fit, fit_names, "How the picture fills the size");
     add_choice(command, "--rotate", framing.rotation, rotation_names, "Turn the picture clockwise");

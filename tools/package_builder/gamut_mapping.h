@@ -2,11 +2,21 @@
 #define OXEL_TOOLS_GAMUT_MAPPING_H
 
 #include "package_builder/characterisation.h"
-#include "package_builder/package_choices.h"
 
+#include <string>
 #include <vector>
 
 namespace oxel::tools {
+
+/// What happens to colours that the panel cannot show.
+enum class Intent {
+    perceptual, // a picture's white becomes the paper's and its black the ink's, hues stay
+    vivid,      // the same, but lightness gives way before chroma does
+    absolute,   // reachable colours stay what they are, others become the nearest
+};
+
+/// Each at the place of its value.
+const std::vector<std::string> &intent_names();
 
 /// How an intent weighs, in OKLab, the ways in which a colour can be moved.
 struct IntentRule {
@@ -52,7 +62,8 @@ class GamutMapping {
     IntentRule rule_;
     Vector3 white_;
     std::vector<Vector3> corners_; // relative to the white
-    double black_lightness_ = 0;   // OKLab
+    double ink_lightness_ = 0;     // OKLab, of the black ink
+    double black_lightness_ = 0;   // OKLab, of the darkest grey
     double largest_chroma_ = 0;    // OKLab
 };
 

@@ -9,9 +9,6 @@ namespace {
 constexpr std::size_t header_size = 28;
 constexpr std::size_t trailer_size = 4;
 
-constexpr std::uint8_t mark[] = {'o', 'x'};
-constexpr std::uint8_t format_version = 1;
-
 std::uint32_t read_number(std::span<const std::uint8_t> bytes, std::size_t offset,
                           std::size_t size = 4) {
     std::uint32_t number = 0;
@@ -37,28 +34,6 @@ std::uint32_t crc32(std::span<const std::uint8_t> bytes) {
 }
 
 } // namespace
-
-ProducerBytes producer_bytes(const PackageOrigin &origin) {
-    return {mark[0],
-            mark[1],
-            format_version,
-            static_cast<std::uint8_t>(origin.intent),
-            static_cast<std::uint8_t>(origin.tuning),
-            static_cast<std::uint8_t>(origin.grid())};
-}
-
-std::optional<PackageOrigin> read_origin(const ProducerBytes &bytes) {
-    if (bytes[3] >= intent_names().size() || bytes[4] >= tuning_names().size())
-        return std::nullopt;
-    const PackageOrigin origin{Intent(bytes[3]), Tuning(bytes[4])};
-    return bytes == producer_bytes(origin) ? std::optional(origin) : std::nullopt;
-}
-
-CellGrid cell_grid(std::span<const std::uint8_t> package) {
-    const auto fields = read_package_fields(package);
-    const auto origin = fields ? read_origin(fields->producer) : std::nullopt;
-    return origin ? origin->grid() : CellGrid::middles;
-}
 
 std::optional<PackageFields> read_package_fields(std::span<const std::uint8_t> package) {
     if (package.size() < header_size)

@@ -2,7 +2,6 @@
 #define OXEL_TOOLS_PACKAGE_FILE_H
 
 #include "package_builder/cells.h"
-#include "package_builder/package_choices.h"
 
 #include <array>
 #include <cstddef>
@@ -13,32 +12,8 @@
 
 namespace oxel::tools {
 
+/// What the library never reads: the builder's own notes.
 using ProducerBytes = std::array<std::uint8_t, 6>;
-
-/// Which value of a channel a cell's colour stands for.
-enum class CellGrid {
-    ends,    // step k for 255 k / 63, so that the outermost are pure black and white
-    middles, // step k for the middle of its four bytes, 4 k + 1.5
-};
-
-/// What this builder says of a package in the producer's bytes.
-struct PackageOrigin {
-    Intent intent;
-    Tuning tuning;
-
-    CellGrid grid() const {
-        return intent == Intent::absolute ? CellGrid::middles : CellGrid::ends;
-    }
-};
-
-ProducerBytes producer_bytes(const PackageOrigin &origin);
-
-/// Nothing if the bytes are not this builder's, or of a version of them that is not known.
-std::optional<PackageOrigin> read_origin(const ProducerBytes &bytes);
-
-/// The same of a whole package. One that says nothing, as of another producer, is taken for a
-/// table of bytes, whose cells stand for their middles.
-CellGrid cell_grid(std::span<const std::uint8_t> package);
 
 /// A LUT package's header and trailer, as they stand in the bytes: nothing in them is checked.
 struct PackageFields {
@@ -62,7 +37,7 @@ std::uint32_t package_crc(std::span<const std::uint8_t> package);
 std::span<const std::uint8_t> package_table(std::span<const std::uint8_t> package,
                                             std::uint64_t offset, std::size_t size);
 
-/// Puts header and four tables together: 3 bytes a colour, 1 byte a colour, 3 and 1 bytes a cell.
+/// Puts the four tables together: 3 bytes a colour, 1 byte a colour, 3 and 1 bytes a cell.
 std::vector<std::uint8_t> write_package(const ProducerBytes &producer,
                                         std::span<const std::uint8_t> palette,
                                         std::span<const std::uint8_t> tcon,

@@ -34,11 +34,11 @@ std::vector<ShownPatch> show_patches(const Characterisation &panel, const BuiltT
     std::vector<ShownPatch> patches;
     for (std::size_t done = 0; done < cells.size(); done += PatchSimulation::lanes) {
         const std::size_t count = std::min(PatchSimulation::lanes, cells.size() - done);
-        std::vector<RgbBytes> bytes;
+        std::vector<DitheredBytes> bytes;
         for (std::size_t i = 0; i < count; ++i) {
             const std::size_t cell = cells[done + i];
             const std::uint8_t *mapped = tables.gamut.data() + 3 * cell;
-            bytes.push_back({mapped[0], mapped[1], mapped[2]});
+            bytes.emplace_back(RgbBytes{mapped[0], mapped[1], mapped[2]});
             patches.push_back({cell, tables.targets[cell], {}});
         }
         for (std::size_t mode = 0; mode < dithering_modes; ++mode) {

@@ -20,6 +20,8 @@ struct Panel {
     Bytes package;
     std::optional<ImageSize> size;
     int layout = 0;
+    std::vector<PanelColour> colours;   // the description's; none if there is just a package
+    Intent intent = Intent::perceptual; // of its packages, if there is a description
 };
 
 /// Where a package's builder has put the cells of the gamut table.
@@ -28,13 +30,17 @@ Grid grid_of(std::span<const std::uint8_t> package);
 /// What pictures for a package must keep flat.
 ExactColours exact_colours_of(std::span<const std::uint8_t> package);
 
-std::optional<Panel> built_in_panel(const std::string &name);
+/// Gives the panel the package for these diffusions. A panel that came as a package keeps it.
+void tune(Panel &panel, Tuning tuning);
+
+std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning = Tuning::all);
 
 /// A panel from a package or from a description, whichever the bytes are.
-Panel panel_from_bytes(const std::string &source, Bytes bytes);
+Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning = Tuning::all);
 
 /// Opens the built-in panel of this name, or a package or a description in a file of this name.
-Panel open_panel(const std::string &name);
+Panel open_panel(const std::string &name, Tuning tuning = Tuning::all,
+                 std::optional<Intent> intent = std::nullopt);
 
 PanelDescription read_panel_description(const std::string &path);
 

@@ -33,7 +33,8 @@ struct Framing {
     std::array<std::uint8_t, 3> background = {255, 255, 255};
     std::optional<std::array<PictureLength, 4>>
         crop; // left, top, width and height of what is taken
-    std::optional<std::array<PictureLength, 2>> focus; // what Fit::cover keeps as central as it can
+    std::optional<std::array<PictureLength, 2>> focus =
+        {}; // what Fit::cover keeps as central as it can
 };
 
 /// What decoding one picture may cost.
