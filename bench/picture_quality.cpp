@@ -528,19 +528,23 @@ void print_figures(const Renderer &renderer, const Characterisation &panel) {
     std::fflush(stdout);
 }
 
-void run(const char *panel_name, const std::vector<Photo> &photos) {
-    Renderer renderer{open_panel(panel_name), {}, DITHER_FLOYD_SERPENTINE, true, {}};
-    const Bytes &package = renderer.panel.package;
+std::vector<RgbBytes> palette_of_package(const Bytes &package) {
     const auto fields = read_package_fields(package);
     const auto bytes = package_table(package, fields->palette, 3UL * fields->colours);
     std::vector<RgbBytes> palette;
     for (std::size_t i = 0; i < bytes.size(); i += 3)
         palette.push_back({bytes[i], bytes[i + 1], bytes[i + 2]});
-    const Characterisation panel(palette);
+    return palette;
+}
+
+void run(const char *panel_name, const std::vector<Photo> &photos) {
+    Renderer renderer{open_panel(panel_name), {}, DITHER_FLOYD_SERPENTINE, true, {}};
+    const Characterisation panel(palette_of_package(renderer.panel.package));
     renderer.paper = panel.lights()[panel.white()];
-    adopt_package(panel_name, package);
     for (const int mode : {DITHER_FLOYD_SERPENTINE, DITHER_JJN_SERPENTINE})
         for (const bool prepared : {false, true}) {
+            renderer.panel = open_panel(panel_name, tuning_for(mode));
+            adopt_package(panel_name, renderer.panel.package);
             renderer.mode = mode;
             renderer.prepared = prepared;
             std::printf("%s, %s, %s\n", panel_name, dither_names[std::size_t(mode)].c_str(),
@@ -551,6 +555,8 @@ void run(const char *panel_name, const std::vector<Photo> &photos) {
                 std::printf("    specks %.0f\n",
                             specks(renderer, photos[0].light(), photos[0].size()));
         }
+    renderer.panel = open_panel(panel_name, tuning_for(DITHER_FLOYD_SERPENTINE));
+    adopt_package(panel_name, renderer.panel.package);
     renderer.mode = DITHER_FLOYD_SERPENTINE;
     for (const Development &development :
          {Development{.clarity = 15}, Development{.clarity = 25}, Development{.sharpen = 40}}) {
