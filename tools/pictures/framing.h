@@ -31,10 +31,10 @@ struct Framing {
     Fit fit = Fit::cover;
     Rotation rotation = Rotation::as_oriented;
     std::array<std::uint8_t, 3> background = {255, 255, 255};
-    std::optional<std::array<PictureLength, 4>>
-        crop; // left, top, width and height of what is taken
-    std::optional<std::array<PictureLength, 2>> focus =
-        {}; // what Fit::cover keeps as central as it can
+    /// Left, top, width and height of what is taken.
+    std::optional<std::array<PictureLength, 4>> crop = std::nullopt;
+    /// What Fit::cover keeps as central as it can.
+    std::optional<std::array<PictureLength, 2>> focus = std::nullopt;
 };
 
 /// What decoding one picture may cost.
