@@ -90,10 +90,10 @@ void add_stages(std::vector<Job> &jobs, const PackageFile &package, const Scene 
     jobs.push_back({"write codes",
                     [=, &scene](Bytes &out) {
                         const oxel::Output output{out.data(), ORDER_RGB, OUTPUT_TCON_CODE};
-                        oxel::OutputWriter writer(&output, 1, w);
+                        const oxel::Destination image = oxel::images_of({&output, 1}, {w, h});
                         for (int row = 0; row < h; ++row)
-                            writer.take(writer, row, 0,
-                                        scene.indices.data() + std::ptrdiff_t{row} * w, w);
+                            deliver(image, row, 0, scene.indices.data() + std::ptrdiff_t{row} * w,
+                                    w);
                     },
                     nullptr, plain_render});
     jobs.push_back(

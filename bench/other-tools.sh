@@ -1,6 +1,6 @@
 #!/bin/sh
 # Times the library beside general tools: the same picture in the same six colours, by
-# Floyd-Steinberg, 1600x1200 pixels, one thread.
+# Floyd-Steinberg, 1600x1200 pixels, one thread. Writes docs/measurements/other-tools.md.
 #
 #   bench/other-tools.sh PHOTO
 #
@@ -27,5 +27,16 @@ folder=$(mktemp -d)
 trap 'rm -rf "$folder"' EXIT
 "$here/bench/cut.sh" "$1" 1600x1200 "$folder/picture.ppm"
 "$build/oxel" package build "$here/tools/panels/six-colour.json" -o "$folder/panel.lut" >/dev/null
-/usr/bin/python3 "$here/bench/other_tools.py" "$here/tools/panels/six-colour.json" "$folder" \
-    "$build"/libOxel_Morvel6_render_*.so
+{
+    cat <<END
+# Beside general tools: the measurements
+
+Written by bench/other-tools.sh on $(date +'%-d %B %Y'): $(lscpu | sed -n 's/^Model name: *//p').
+The picture $(basename "${1%.*}"), six colours, Floyd-Steinberg, 1600x1200, one thread.
+
+END
+    /usr/bin/python3 "$here/bench/other_tools.py" "$here/tools/panels/six-colour.json" "$folder" \
+        "$build"/libOxel_Morvel6_render_*.so
+} >"$folder/other-tools.md"
+mv "$folder/other-tools.md" "$here/docs/measurements/other-tools.md"
+cat "$here/docs/measurements/other-tools.md"

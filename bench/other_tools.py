@@ -116,9 +116,9 @@ def main():
     megapixels = picture.width * picture.height / 1e6
     medians = {name: statistics.median(rounds) for name, rounds in seconds.items()}
     fastest = min(medians.values())
-    print(f"{'':30}{'ms':>9}{'Mpixel/s':>10}{'times as long':>15}")
+    print(f"| {'':52} | {'ms':>9} | Mpixel/s | times as long |\n|---|---|---|---|")
     for name, median in medians.items():
-        print(f"{name:30}{median * 1e3:9.1f}{megapixels / median:10.1f}{median / fastest:15.1f}")
+        print(f"| {name:52} | {median * 1e3:9.1f} | {megapixels / median:8.1f} | {median / fastest:13.1f} |")
 
 
 main()

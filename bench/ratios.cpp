@@ -22,9 +22,9 @@ void print_ratio(const std::map<std::string, double> &dividends,
         if (const auto divisor = divisors.find(picture); divisor != divisors.end())
             ratios.push_back(dividend / divisor->second);
     if (ratios.empty())
-        std::printf(" %15s", "");
+        std::printf(" %15s |", "");
     else
-        std::printf(" %15.2f", median(ratios));
+        std::printf(" %15.2f |", median(ratios));
 }
 
 double median_of(const std::map<std::string, double> &by_picture) {
@@ -59,24 +59,29 @@ void Ratios::Finalize() {
     }
 }
 
-void Ratios::print_head(const std::string &title) const {
-    std::printf("\n%-52s", title.c_str());
-    for (const std::string &form : forms_)
-        std::printf(" %15s", form.c_str());
+void Ratios::print_head(const std::string &title, const std::vector<std::string> &more) const {
+    std::vector<std::string> columns = forms_;
+    columns.insert(columns.end(), more.begin(), more.end());
+    std::printf("\n### %s\n\n| %-52s |", title.c_str(), "");
+    for (const std::string &column : columns)
+        std::printf(" %15s |", column.c_str());
+    std::printf("\n|---|");
+    for (std::size_t i = 0; i < columns.size(); ++i)
+        std::printf("---|");
+    std::printf("\n");
 }
 
 void Ratios::print_speeds(const std::string &name, Size &size) const {
-    print_head(name + ": times faster than the yardstick");
-    std::printf(" %11s %11s %9s\n", "ms", "Mpixel/s", "heap KiB");
+    print_head(name + ": times faster than the yardstick", {"ms", "Mpixel/s", "heap KiB"});
     for (const Job &job : jobs_) {
         ByForm &milliseconds = size.milliseconds[job.name];
         if (milliseconds[forms_.front()].empty())
             continue;
-        std::printf("%-52s", job.name.c_str());
+        std::printf("| %-52s |", job.name.c_str());
         for (const std::string &form : forms_)
             print_ratio(milliseconds[yardstick_form], milliseconds[form]);
         const double time = median_of(milliseconds[forms_.front()]);
-        std::printf(" %11.3f %11.1f %9.0f\n", time, 1000.0 * size.megapixels / time,
+        std::printf(" %15.3f | %15.1f | %15.0f |\n", time, 1000.0 * size.megapixels / time,
                     median_of(size.heap[job.name][forms_.front()]));
     }
 }
@@ -89,14 +94,13 @@ void Ratios::print_times(const std::string &name, Size &size) const {
         if (times[forms_.front()].empty() || others[forms_.front()].empty())
             continue;
         if (!any)
-            print_head(name + ": time by that of another job");
+            print_head(name + ": time by that of another job", {});
         any = true;
-        std::printf("\n%-52s", (job.name + " / " + job.beside).c_str());
+        std::printf("| %-52s |", (job.name + ", by " + job.beside).c_str());
         for (const std::string &form : forms_)
             print_ratio(times[form], others[form]);
-    }
-    if (any)
         std::printf("\n");
+    }
 }
 
 } // namespace bench

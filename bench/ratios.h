@@ -44,7 +44,7 @@ class Ratios : public benchmark::ConsoleReporter {
 
     void print_speeds(const std::string &name, Size &size) const;
     void print_times(const std::string &name, Size &size) const;
-    void print_head(const std::string &title) const;
+    void print_head(const std::string &title, const std::vector<std::string> &more) const;
 
     std::map<std::string, Place> places_;
     std::vector<std::string> forms_;

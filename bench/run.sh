@@ -1,11 +1,12 @@
 #!/bin/sh
-# Times the library beside the yardstick and prints tables of ratios.
+# Times the library beside the yardstick and writes tables of ratios to docs/measurements/speed.md.
 #
 #   bench/run.sh [--quick] [PHOTO ...]
 #
 # Each PHOTO and the project's own scene are cut to 800x480, 1600x1200 and 3200x1800. Their tables
 # are followed by those of pictures that are the worst, above all for serpentine order. --quick takes
-# one size and few rounds, to see that all results are right rather than how soon they come.
+# one size and few rounds, to see that all results are right rather than how soon they come, and
+# prints the tables alone.
 # BUILD_DIR chooses the build folder (build/bench).
 set -eu
 here=$(cd "$(dirname "$0")/.." && pwd)
@@ -13,9 +14,11 @@ build=${BUILD_DIR:-$here/build/bench}
 sizes="800x480 1600x1200 3200x1800"
 worst_size="1600 1200"
 rounds="--benchmark_repetitions=7"
+record=$here/docs/measurements/speed.md
 if [ "${1:-}" = --quick ]; then
     shift
     sizes=800x480
+    record=
     worst_size="800 480"
     rounds="--benchmark_repetitions=2 --benchmark_min_time=0.001"
 fi
@@ -57,14 +60,27 @@ compare() {
     # shellcheck disable=SC2086 # several words
     "$build/bench/speed" "$@" $rounds
 }
-lscpu | grep '^Model name'
-uptime
-compare "$inputs/panel.lut" "$inputs"/*x*.ppm
-renders="--benchmark_filter=render (floyd|jjn|stucki)"
-for package in panel random; do
-    for picture in noise grey; do
-        printf '\nWorst cases: package %s, picture %s\n' "$package" "$picture"
-        compare "$inputs/$package.lut" "$inputs/$picture.ppm" "$renders"
+measure() {
+    cat <<END
+# How fast: the measurements
+
+Written by bench/run.sh on $(date +'%-d %B %Y'): $(lscpu | sed -n 's/^Model name: *//p'), $(nproc) processors, load
+average $(cut -d ' ' -f 1 /proc/loadavg). [What was measured and how](../performance.md#what-was-measured).
+Pictures: $(for photo in "$@" scene; do basename "${photo%.*}"; done | paste -s -d, | sed 's/,/, /g').
+END
+    compare "$inputs/panel.lut" "$inputs"/*x*.ppm
+    renders="--benchmark_filter=render (floyd|jjn|stucki)"
+    for package in panel random; do
+        for picture in noise grey; do
+            printf '\n## The worst pictures: package %s, picture %s\n' "$package" "$picture"
+            compare "$inputs/$package.lut" "$inputs/$picture.ppm" "$renders"
+        done
     done
-done
-uptime
+}
+if [ -n "$record" ]; then
+    measure "$@" >"$inputs/speed.md"
+    mv "$inputs/speed.md" "$record"
+    cat "$record"
+else
+    measure "$@"
+fi

@@ -133,7 +133,7 @@ int main(int argc, char **argv) {
     std::vector<std::string> forms;
     for (const oxel::Form *form : forms_here())
         forms.emplace_back(form->name);
-    std::printf("compiled by %s\n", __VERSION__);
+    std::printf("\nCompiled by %s.\n", __VERSION__);
     Ratios ratios(places, forms, jobs);
     benchmark::RunSpecifiedBenchmarks(&ratios);
 }

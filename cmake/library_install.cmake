@@ -3,8 +3,8 @@ include(CMakePackageConfigHelpers)
 
 set(package_dir ${CMAKE_INSTALL_LIBDIR}/cmake/Oxel_Morvel6_render)
 
-function(install_library kind)
-  set_target_properties(oxel_${kind} PROPERTIES EXPORT_NAME Morvel6_render)
+function(install_library kind name)
+  set_target_properties(oxel_${kind} PROPERTIES EXPORT_NAME ${name})
   install(TARGETS oxel_${kind} EXPORT Oxel_Morvel6_render-${kind}
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT dev
     ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT dev
@@ -13,9 +13,11 @@ function(install_library kind)
     COMPONENT dev)
 endfunction()
 
-install_library(shared)
+if(TARGET oxel_shared)
+  install_library(shared Morvel6_render)
+endif()
 if(TARGET oxel_static)
-  install_library(static)
+  install_library(static Morvel6_render_static)
 endif()
 
 install(FILES ${PROJECT_SOURCE_DIR}/include/Oxel_Morvel6_render.h

@@ -10,9 +10,11 @@ cluster start "dask scheduler" on one host and "dask worker tcp://HOST:8786" on 
 
 import argparse
 import io
+import itertools
 import os
 import sys
 from pathlib import Path
+from typing import Dict, Iterator, List
 
 import numpy as np
 import oxel
@@ -22,40 +24,46 @@ from PIL import Image, ImageOps
 
 def render(photo: bytes, panel: oxel.Panel) -> bytes:
     """Runs on a worker: a photograph's file to the bytes of its frame."""
-    picture = ImageOps.exif_transpose(Image.open(io.BytesIO(photo))).convert("RGB")
+    with Image.open(io.BytesIO(photo)) as file:
+        picture = ImageOps.exif_transpose(file).convert("RGBA")  # which keeps what is transparent
     if panel.size:
         picture = ImageOps.fit(picture, panel.size)
-    frame = oxel.transfer(panel.render(np.asarray(picture)), panel.layout, copy=False)
+    frame = oxel.transfer(np.asarray(panel.render(picture)), panel.layout)
     return frame[..., 0].tobytes()
 
 
 def render_folder(client: Client, photos: Path, frames: Path, panel: oxel.Panel) -> int:
     """Renders every file of `photos`; returns how many failed, each named with its reason."""
     shared = client.scatter(panel, broadcast=True)
-    waiting = sorted(path for path in photos.iterdir() if path.is_file())
-    names = {}
-    failed = 0
+    names: Dict[str, str] = {}
+    failed: List[str] = []
 
-    def submit() -> Future:
-        path = waiting.pop(0)
-        future = client.submit(render, path.read_bytes(), shared, pure=False)
-        names[future.key] = path.name
-        return future
+    def fail(name: str, error: BaseException) -> None:
+        failed.append(name)
+        print(f"{photos / name}: {error or type(error).__name__}", file=sys.stderr)
 
-    ahead = 2 * sum(client.nthreads().values())
-    running = as_completed([submit() for _ in waiting[:ahead]])
+    def submit() -> Iterator[Future]:
+        for path in sorted(path for path in photos.iterdir() if path.is_file()):
+            try:
+                future = client.submit(render, path.read_bytes(), shared, pure=False)
+            except OSError as error:
+                fail(path.name, error)
+                continue
+            names[future.key] = path.name
+            yield future
+
+    futures = submit()
+    running = as_completed(list(itertools.islice(futures, 2 * sum(client.nthreads().values()))))
     for future in running:
-        if waiting:
-            running.add(submit())
+        running.update(list(itertools.islice(futures, 1)))
         name = names.pop(future.key)
         if future.status == "error":
-            failed += 1
-            print(f"{photos / name}: {future.exception()}", file=sys.stderr)
+            fail(name, future.exception())
             continue
         part = frames / f"{name}.part"
         part.write_bytes(future.result())
         os.replace(part, frames / f"{name}.bin")
-    return failed
+    return len(failed)
 
 
 def main() -> int:

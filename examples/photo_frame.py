@@ -47,10 +47,11 @@ def changes(folder: Path, poll: float) -> Iterator[Path]:
 
 def show(picture: Path, frame: Path, panel: oxel.Panel) -> None:
     """Renders a picture to the frame's file."""
-    image = ImageOps.exif_transpose(Image.open(picture)).convert("RGB")
+    with Image.open(picture) as file:
+        image = ImageOps.exif_transpose(file).convert("RGBA")  # which keeps what is transparent
     if panel.size:
         image = ImageOps.fit(image, panel.size)
-    codes = oxel.transfer(panel.render(np.asarray(image)), panel.layout, copy=False)
+    codes = oxel.transfer(np.asarray(panel.render(image)), panel.layout)
     part = frame.with_name(frame.name + ".part")
     codes[..., 0].tofile(part)
     os.replace(part, frame)
@@ -66,13 +67,15 @@ def main() -> int:
     options = parser.parse_args()
     if not options.pictures.is_dir():
         parser.error(f"{options.pictures}: not a folder")
+    if options.frame.resolve().parent == options.pictures.resolve():
+        parser.error(f"{options.frame}: would be taken for a picture there")
     panel = oxel.Panel.from_file(options.panel) if options.panel else oxel.Panel.builtin()
     for count, picture in enumerate(changes(options.pictures, options.poll), start=1):
         try:
             show(picture, options.frame, panel)
             print(f"{picture}: shown", flush=True)
-        except (OSError, ValueError, SyntaxError) as error:  # as Pillow's readers raise
-            print(f"{picture}: {error}", file=sys.stderr, flush=True)
+        except Exception as error:  # readers of broken files raise any
+            print(f"{picture}: {error or type(error).__name__}", file=sys.stderr, flush=True)
         if count == options.frames:
             break
     return 0

@@ -1,5 +1,5 @@
-// What bytes can do to the library. Buffers have just the size that a call may use and end at
-// unreadable pages; a call that fails must leave its outputs alone.
+// What bytes can do to the library. Buffers have just the size that a call may use and begin
+// or end at unreadable pages; a call that fails must leave its outputs alone.
 #include "Oxel_Morvel6_render.h"
 #include "choices.h"
 #include "forms/forms.h"
@@ -20,7 +20,9 @@ void expect(bool holds) {
 
 void choose_form(Choices &choices) {
     const auto forms = oxel::all_forms();
-    const auto *form = forms.begin()[choices.byte() % forms.count];
+    const std::size_t choice = choices.byte();
+    const auto *form = forms[choice % forms.size()];
+    GuardedBytes::guards_start = choice / forms.size() % 2 != 0;
     oxel::force_form(form->runs_here() ? form : nullptr);
 }
 

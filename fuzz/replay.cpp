@@ -1,6 +1,7 @@
-// Stands in for the fuzzer where there is none: runs a target on each of the files named.
+// Stands in for the fuzzer where there is none: runs a target on each file of a folder.
 #include <cstddef>
 #include <cstdint>
+#include <filesystem>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -8,12 +9,14 @@
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t count);
 
-int main(int argc, char **argv) {
-    for (int i = 1; i < argc; ++i) {
-        std::ifstream file(argv[i], std::ios::binary);
+int main(int, char **argv) {
+    int inputs = 0;
+    for (const auto &entry : std::filesystem::directory_iterator(argv[1])) {
+        std::ifstream file(entry.path(), std::ios::binary);
         const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
         LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t *>(bytes.data()), bytes.size());
+        ++inputs;
     }
-    std::cout << argc - 1 << " inputs\n";
-    return argc < 2;
+    std::cout << inputs << " inputs\n";
+    return inputs == 0;
 }

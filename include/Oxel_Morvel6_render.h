@@ -12,7 +12,8 @@
  * Buffers   belong to the caller, before, during and after a call. Outputs are written only when
  *           the status is OXEL_SUCCESS. No alignment is needed. Buffers must not overlap except
  *           where a function says so.
- * Memory    Work memory comes from malloc and is released before the call returns.
+ * Memory    Work memory comes from malloc and is released before the call returns. No call needs
+ *           more than 24 KiB of stack.
  * Threads   Oxel_Morvel6_render_init writes the library's state and must not overlap any other
  *           call. All other calls only read that state and may run at once on any number of
  *           threads, as long as no call writes a buffer that another one uses. No threads are
@@ -130,9 +131,8 @@ extern OXEL_EXPORT const uint8_t *TCON_INDEX_TABLE;
  * (262,144 bytes).
  *
  * A package that passes the checks is adopted even if its tables cannot be used; renders then
- * return OXEL_UNUSABLE_TABLES. Tables can be used when each lies wholly between byte 28 and the
- * trailer, the palette and the TCON codes with as many entries as the largest index in the
- * quantisation table needs.
+ * return OXEL_UNUSABLE_TABLES. Tables can be used when each ends before the trailer, the palette
+ * and the TCON codes with as many entries as the largest index in the quantisation table needs.
  *
  * Returns OXEL_SUCCESS; OXEL_BAD_PACKAGE_LENGTH; OXEL_BAD_PACKAGE_CRC (tested before the length
  * field). After a failure the package adopted before stays in force. Must not overlap any other
@@ -153,14 +153,15 @@ OXEL_EXPORT int32_t Oxel_Morvel6_render_init(const uint8_t *package,
  *
  * Returns the first that applies; the output is untouched except on success:
  *   OXEL_NOT_INITIALISED
- *   OXEL_BAD_SELECTOR     dithering_mode, then rgb_order
+ *   OXEL_BAD_SELECTOR     dithering_mode; then, not for an empty image, rgb_order
  *   OXEL_BAD_ARGUMENT     not for an empty image: a needed pointer is null, or the size is
  *                         unsupported
  *   OXEL_UNUSABLE_TABLES  not for an empty image
  *   OXEL_OUT_OF_MEMORY
- *   OXEL_BAD_SELECTOR     output_type, or an output_order that is used
+ *   OXEL_BAD_SELECTOR     output_type, or an output_order that is used; an empty image uses none
  *   OXEL_NOT_SIX_COLOURS  OUTPUT_NOMINAL_RGB; tested before output_order
  *   OXEL_SUCCESS
+ * The last two errors, too, are found before any pixel is diffused.
  * The pointers that a call needs are the input and each output that it would write; an output
  * that the last two errors keep from being written may be null.
  */
@@ -203,9 +204,10 @@ OXEL_EXPORT int32_t Oxel_Morvel6_render_All(const uint8_t *input_image, uint32_t
  *   guard_result     receives enum Oxel_guard_result, or null
  *
  * Returns what Oxel_Morvel6_render returns, in the same order. A rejected rendering is no error.
- * guard_result is written with OXEL_SUCCESS, OXEL_NOT_SIX_COLOURS and the OXEL_BAD_SELECTOR of
- * output_type and output_order, and is untouched with every other status. An empty image of
- * width 0 and at least 4 rows has no measure and is reported as GUARD_BLANKED.
+ * One whose output is refused is measured all the same, for guard_result. guard_result is written
+ * with OXEL_SUCCESS, OXEL_NOT_SIX_COLOURS and the OXEL_BAD_SELECTOR of output_type and
+ * output_order, and is untouched with every other status. An empty image of width 0 and at least 4
+ * rows has no measure and is reported as GUARD_BLANKED.
  */
 OXEL_EXPORT int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image,
                                                         uint32_t rgb_order, uint8_t *output_image,

@@ -4,7 +4,8 @@
 #include <cstddef>
 #include <cstdint>
 
-// What every form of the colour adjustment takes. No functions here, as in diffusion.h.
+// What every form of the colour adjustment takes. There are no function bodies here, for the reason
+// that diffusion.h gives.
 namespace [[gnu::visibility("hidden")]] oxel {
 
 /// The four amounts, as the formulas take them.

@@ -1,19 +1,18 @@
 #ifndef OXEL_DITHERING_H
 #define OXEL_DITHERING_H
 
+#include "destination.h"
 #include "diffusion.h"
 
 #include <cstdint>
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
-/// The diffusion of a picture to palette indices, through the adopted tables, that `dithering_mode`
-/// (0 to 5) names.
-DiffusionJob diffusion_job(const PixelRows &picture, std::uint32_t dithering_mode, IndexSink &sink);
-
-/// Runs the job in the form that suits the processor. Returns OXEL_SUCCESS, or OXEL_OUT_OF_MEMORY
-/// before the sink has taken anything. Re-entrant.
-std::int32_t diffuse(const DiffusionJob &job);
+/// Diffuses a picture to palette indices, through the adopted tables, in the way that
+/// `dithering_mode` (0 to 5) names and in the form that suits the processor. Returns OXEL_SUCCESS,
+/// or OXEL_OUT_OF_MEMORY with the destination untouched. Re-entrant.
+std::int32_t diffuse_picture(const PixelRows &picture, std::uint32_t dithering_mode,
+                             const Destination &destination);
 
 /// A dithering routine reduces a gamut-mapped image, `working_copy`, to one palette index a pixel
 /// in `index_plane`, by error diffusion through the adopted tables.
@@ -31,20 +30,6 @@ using DitheringRoutine = std::int32_t(const std::uint8_t *working_copy, std::uin
 DitheringRoutine Oxel_dithering_Floyd;
 DitheringRoutine Oxel_dithering_Jarvis_Judice_Ninkle;
 DitheringRoutine Oxel_dithering_Stucki;
-
-/// Keeps indices in a plane of one byte a pixel.
-class IndexPlane : public IndexSink {
-  public:
-    IndexPlane(std::uint8_t *plane, std::int32_t width)
-        : IndexSink{keep}, plane_(plane), width_(width) {}
-
-  private:
-    static void keep(IndexSink &self, std::int32_t row, std::int32_t column,
-                     const std::uint8_t *indices, std::int32_t count);
-
-    std::uint8_t *plane_;
-    std::int32_t width_;
-};
 
 } // namespace oxel
 

@@ -14,13 +14,14 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
 
-/// A hue with the same effect on all colours, but small. Shifted hues are truncated toward zero,
-/// so one that makes all of them negative has to go on doing so.
+/// A small hue with the same effect on all colours. Sums of hues are truncated toward zero, so a
+/// hue that makes them all negative must stay below -360.
 std::int32_t shortest_turn(std::int32_t hue) {
     return hue <= -360 ? hue % 360 - 360 : hue % 360;
 }
 
-/// The gamma curve as a table of bytes, worked out where it is needed: each power is costly.
+/// The gamma curve as a table of bytes. Each power is costly, so only those are worked out that
+/// some byte needs.
 class GammaCurve {
   public:
     explicit GammaCurve(double gamma) : gamma_(gamma) {}
@@ -84,7 +85,7 @@ int32_t Oxel_image_adjustment(const uint8_t *input_image, uint32_t rgb_order, ui
     const Adjustment adjustment{shortest_turn(hue), saturation / 100.0, contrast / 50.0 + 1.0,
                                 contrast / 100.0, brightness / 100.0};
     GammaCurve curve(gamma);
-    constexpr std::size_t run_length = 4096; // pixels that stay in the cache until the gamma curve
+    constexpr std::size_t run_length = 4096; // pixels, still cached when the gamma curve comes
     for (std::size_t start = 0; start < size.pixels(); start += run_length) {
         const PixelRun run{input_image + 3 * start, rgb_order == ORDER_RGB ? 0U : 2U,
                            output_image + 3 * start, output_order == ORDER_RGB ? 0U : 2U,

@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// What Oxel_Morvel6_render_init adopts, beside the exported EO_RGB_color and TCON_INDEX_TABLE.
+// What Oxel_Morvel6_render_init adopts, besides the exported EO_RGB_color and TCON_INDEX_TABLE.
 // All zero until then; written by init alone.
 namespace [[gnu::visibility("hidden")]] oxel {
 
@@ -13,13 +13,7 @@ extern const std::uint8_t *GLUT; // 64 * 64 * 64 mapped colours of 3 bytes R, G,
 extern const std::uint8_t *QLUT; // 64 * 64 * 64 palette indices
 
 extern bool tables_usable;         // every table that a render reads lies inside the package
-extern std::uint8_t largest_index; // of the bytes in QLUT; of no use unless the tables are usable
-
-/// The gamut and quantisation tables drop two bits of each channel; R is slowest, B fastest.
-[[gnu::always_inline]] inline std::uint32_t colour_cell(std::uint32_t r, std::uint32_t g,
-                                                        std::uint32_t b) {
-    return (r >> 2) << 12 | (g >> 2) << 6 | b >> 2;
-}
+extern std::uint8_t largest_index; // in QLUT; known only if the tables are usable
 
 } // namespace oxel
 

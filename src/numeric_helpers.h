@@ -3,8 +3,8 @@
 
 #include <cstdint>
 
-// The library's own calls come here and not to the exported functions of the same names, which
-// a host's functions could take the place of.
+// What the exported functions of the same names do. The library calls these: the dynamic linker may
+// let a host's own my_pow stand in for an exported one.
 namespace [[gnu::visibility("hidden")]] oxel {
 
 constexpr double tolerance = 1e-12;

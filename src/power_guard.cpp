@@ -1,9 +1,9 @@
 #include "power_guard.h"
 
 #include "Oxel_Morvel6_render.h"
-#include "dithering.h"
+#include "destination.h"
 #include "forms/forms.h"
-#include "heap_array.h"
+#include "heap_bytes.h"
 #include "library_state.h"
 #include "render_pipeline.h"
 
@@ -30,7 +30,7 @@ void pair_shares(const std::uint8_t *pair, std::int32_t width, int colours, doub
         shares[index] = counts[index] / static_cast<double>(pixels);
 }
 
-/// A sum of squares in the order in which the numbers come. Squares are taken of many at once.
+/// Adds squares in the order in which the numbers come, but takes the squares of many at once.
 class SumOfSquares {
   public:
     void add(double number) {
@@ -89,16 +89,16 @@ struct GuardedDithering {
     std::int32_t verdict;
 };
 
-/// Leaves in `index_plane` the rendering that the guard's verdict is about. The input of a render
-/// that is empty has no plane.
+/// Renders, measures, and if need be does so again, and leaves in `index_plane` the indices that
+/// the verdict stands for. An empty input has none; it is measured all the same.
 GuardedDithering dither_guarded(const Input &input, std::uint32_t dithering_mode,
                                 double power_threshold, std::uint8_t *index_plane) {
     constexpr std::int32_t verdicts[] = {GUARD_PASSED, GUARD_PASSED_SHIFTED};
     const auto [width, height] = input.size;
-    IndexPlane plane(index_plane, width);
+    const Destination plane{.width = width, .plane = index_plane};
     for (std::int32_t rows_down = 0; rows_down < 2; ++rows_down) {
         if (!input.size.empty())
-            if (const auto failure = diffuse(render_job(input, dithering_mode, plane, rows_down)))
+            if (const auto failure = diffuse_input(input, dithering_mode, rows_down, plane))
                 return {failure, GUARD_BLANKED};
         if (calculate_difference_of_central_tendency(index_plane, width, height) < power_threshold)
             return {OXEL_SUCCESS, verdicts[rows_down]};
@@ -118,10 +118,10 @@ int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t
                                             int32_t *guard_result) noexcept {
     using namespace oxel;
     const Input input{input_image, rgb_order, {width, height}};
-    const Output output{output_image, output_order, output_type};
-    if (const auto refusal = check_render(input, dithering_mode, &output, 1))
+    const Output outputs[] = {{output_image, output_order, output_type}};
+    if (const auto refusal = check_render(input, dithering_mode, outputs))
         return refusal;
-    const auto index_plane = HeapArray<std::uint8_t>::uninitialised(input.size.pixels());
+    const auto index_plane = HeapBytes::uninitialised(input.size.pixels());
     if (!index_plane && !input.size.empty())
         return OXEL_OUT_OF_MEMORY;
     const auto [failure, verdict] =
@@ -131,8 +131,9 @@ int32_t Oxel_Morvel6_render_with_powerGuard(const uint8_t *input_image, uint32_t
     if (guard_result)
         *guard_result = verdict;
     if (!input.size.empty())
-        OutputWriter(&output, 1, width).write_image(index_plane.get(), input.size);
-    return output.status();
+        deliver(images_of(outputs, input.size), 0, 0, index_plane.get(),
+                static_cast<std::int32_t>(input.size.pixels()));
+    return output_status(outputs[0], input.size);
 }
 
 #include "exact_double_end.h"

@@ -2,16 +2,15 @@
 #define OXEL_QUANTISATION_H
 
 #include "Oxel_Morvel6_render.h"
-#include "library_state.h"
+#include "colour_cell.h"
 
 #include <cstdint>
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
-/// The adopted tables that a quantisation reads, fetched once a call.
 struct QuantisationTables {
-    const std::uint8_t *cells = QLUT;
-    const std::uint8_t *palette = EO_RGB_color;
+    const std::uint8_t *cells;   // palette index of each colour cell
+    const std::uint8_t *palette; // 3 bytes R, G, B an index
 };
 
 struct QuantisedPixel {
@@ -23,7 +22,7 @@ struct QuantisedPixel {
 /// `rgb_order` names, and tells how far that entry lies from the value. The value is clamped to
 /// 0 to 255 first, so what it had beyond is lost: that bounds every error.
 inline QuantisedPixel quantise_pixel(const std::int16_t value[3], std::uint32_t rgb_order,
-                                     const QuantisationTables &tables = {}) {
+                                     const QuantisationTables &tables) {
     const auto clamp = [](int channel) { return channel < 0 ? 0 : channel > 255 ? 255 : channel; };
     const int clamped[3] = {clamp(value[0]), clamp(value[1]), clamp(value[2])};
     const int red = rgb_order == ORDER_RGB ? 0 : 2;

@@ -1,6 +1,6 @@
 #include "Oxel_Morvel6_render.h"
 #include "forms/forms.h"
-#include "heap_array.h"
+#include "heap_bytes.h"
 #include "image_size.h"
 
 #include <algorithm>
@@ -14,9 +14,9 @@ namespace {
 
 constexpr std::size_t pixel_size = 3;
 
-/// Interleaves each pair of rows into one row of twice the width. A result row covers just the
-/// bytes of its pair and is written from the left, never past the lower row's next pixel: only
-/// the upper row has to be saved.
+/// Interleaves each pair of rows into one row of twice the width. A result row takes the place of
+/// its pair. Written from the left, it never overtakes the lower row's next pixel, so only the
+/// upper row has to be saved.
 void merge_pairs(std::uint8_t *rows, std::size_t width, std::size_t height, bool lower_first,
                  std::uint8_t *upper) {
     const std::size_t stride = pixel_size * width;
@@ -59,13 +59,13 @@ bool merges(std::int32_t mode) {
     return mode == TFT_PAIR_MERGE_UPPER_FIRST || mode == TFT_PAIR_MERGE_LOWER_FIRST;
 }
 
-/// Merges or splits.
+/// Merges pairs of rows or splits rows, as `mode` says.
 std::int32_t resize(std::uint8_t *pixels, ImageSize size, std::int32_t mode) {
     if (size.empty())
         return OXEL_SUCCESS;
     const auto width = static_cast<std::size_t>(size.width);
     const auto height = static_cast<std::size_t>(size.height);
-    const auto saved_row = HeapArray<std::uint8_t>::uninitialised(pixel_size * width);
+    const auto saved_row = HeapBytes::uninitialised(pixel_size * width);
     if (!saved_row)
         return OXEL_OUT_OF_MEMORY;
     if (merges(mode))

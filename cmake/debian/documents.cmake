@@ -1,5 +1,11 @@
 # What cpack -G DEB runs on the staged packages: each needs a copyright file and a changelog, and man
 # pages are compressed.
+foreach(program file dpkg-shlibdeps gzip)
+  find_program(path_of_${program} ${program})
+  if(NOT path_of_${program})
+    message(FATAL_ERROR "Packages for Debian need ${program}: install file and dpkg-dev")
+  endif()
+endforeach()
 string(TIMESTAMP date "%a, %d %b %Y %H:%M:%S +0000" UTC) # SOURCE_DATE_EPOCH, if that is set
 foreach(component IN LISTS CPACK_COMPONENTS_ALL)
   string(TOUPPER ${component} name)

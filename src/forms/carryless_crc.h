@@ -40,7 +40,7 @@ inline std::uint32_t carryless_crc32(std::uint32_t crc, const std::uint8_t *byte
                                      std::size_t count, const CrcTables &tables) {
     constexpr std::size_t block = 16, stride = 4 * block;
     if (count < stride)
-        return crc32(crc, bytes, count, tables);
+        return portable::crc32(crc, bytes, count, tables);
     __m128i part[4];
     for (std::size_t i = 0; i < 4; ++i)
         part[i] = load_block(bytes + block * i);
@@ -56,7 +56,7 @@ inline std::uint32_t carryless_crc32(std::uint32_t crc, const std::uint8_t *byte
     // What is left is a message of 16 bytes with the same remainder.
     std::uint8_t rest[block];
     _mm_storeu_si128(reinterpret_cast<__m128i *>(rest), part[3]);
-    return crc32(crc32(0, rest, block, tables), bytes, count, tables);
+    return portable::crc32(portable::crc32(0, rest, block, tables), bytes, count, tables);
 }
 
 } // namespace

@@ -1,18 +1,18 @@
 #include "forms.h"
 
-#include "portable.h"
 #include "vector_forms.h"
 
 #include <atomic>
-#include <iterator>
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
 
 constexpr const Form *forms[] = {
-#ifdef OXEL_AVX
+#ifdef OXEL_AVX512
     &avx512_form,
+#endif
+#ifdef OXEL_AVX2
     &avx2_form,
 #endif
 #ifdef OXEL_VECTOR128
@@ -32,8 +32,8 @@ const Form *fastest() {
 
 } // namespace
 
-Forms all_forms() {
-    return {forms, std::size(forms)};
+std::span<const Form *const> all_forms() {
+    return forms;
 }
 
 const Form &chosen_form() {

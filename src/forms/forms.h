@@ -1,73 +1,32 @@
 #ifndef OXEL_FORMS_FORMS_H
 #define OXEL_FORMS_FORMS_H
 
-#include "../adjustment.h"
-#include "../diffusion.h"
+#include "portable.h"
 
-#include <cstddef>
-#include <cstdint>
+#include <span>
 
 namespace [[gnu::visibility("hidden")]] oxel {
-
-constexpr std::size_t cache_line = 64;
-
-/// Slice k holds the CRC-32 of each byte followed by k zero bytes.
-constexpr std::size_t crc_slices = 8;
-using CrcTables = std::uint32_t[crc_slices][256];
-
-/// What each index becomes in an output, and how many indices there are.
-struct ColourTable {
-    std::uint8_t bytes[256][4];
-    int count;
-};
 
 /// The library's inner loops as written for one instruction set. All forms give the same results.
 struct Form {
     const char *name;
     bool (*runs_here)();
-
-    /// Bytes of work memory, zeroed and aligned to a cache line, that `diffuse` wants.
-    std::uint64_t (*diffusion_memory)(const DiffusionJob &job);
-    void (*diffuse)(const DiffusionJob &job, void *memory);
-
-    /// Writes the first three bytes of each index's colour. All 256 colours may be read.
-    void (*write_pixels)(const std::uint8_t *indices, std::size_t count, const ColourTable &colours,
-                         std::uint8_t *pixels);
-
-    /// Adds how often each of the first `colours` indices (at most 256) occurs; others may be
-    /// counted, too. `counts` has 256 entries.
-    void (*count_indices)(const std::uint8_t *indices, std::size_t count, int colours,
-                          std::int32_t *counts);
-
-    /// Replaces each of the numbers by my_pow(number, exponent).
-    void (*power)(double *numbers, std::size_t count, double exponent);
-
-    /// Adjusts hue, saturation and lightness.
-    void (*adjust)(const PixelRun &run, const Adjustment &adjustment);
-    void (*map_bytes)(std::uint8_t *bytes, std::size_t count, const std::uint8_t (&curve)[256]);
-
-    /// Puts `count` pixels of two rows side by side, a pixel of each in turn. One of the rows may
-    /// be the second half of `pairs`.
-    void (*merge_rows)(const std::uint8_t *first, const std::uint8_t *second, std::size_t count,
-                       std::uint8_t *pairs);
-
-    /// The counterpart. `second` may begin where `first` ends.
-    void (*split_row)(const std::uint8_t *pairs, std::size_t count, std::uint8_t *first,
-                      std::uint8_t *second);
-
-    /// Goes on with a reflected CRC-32, which is neither inverted before nor after.
-    std::uint32_t (*crc32)(std::uint32_t crc, const std::uint8_t *bytes, std::size_t count,
-                           const CrcTables &tables);
+    decltype(&portable::diffusion_memory) diffusion_memory = portable::diffusion_memory;
+    decltype(&portable::diffuse) diffuse = portable::diffuse;
+    decltype(&portable::write_pixels) write_pixels = portable::write_pixels;
+    decltype(&portable::count_indices) count_indices = portable::count_indices;
+    decltype(&portable::power) power = portable::power;
+    decltype(&portable::adjust) adjust = portable::adjust;
+    decltype(&portable::map_bytes) map_bytes = portable::map_bytes;
+    decltype(&portable::merge_rows) merge_rows = portable::merge_rows;
+    decltype(&portable::split_row) split_row = portable::split_row;
+    decltype(&portable::crc32) crc32 = portable::crc32;
 };
 
-/// Every form of this build, the fastest first; the last one runs everywhere.
-struct Forms {
-    const Form *const *first;
-    std::size_t count;
-    const Form *const *begin() const { return first; }
-    const Form *const *end() const { return first + count; }
-};
-Forms all_forms();
+extern const Form portable_form;
+
+/// Every form of this build, the fastest first; the last one is the portable form.
+std::span<const Form *const> all_forms();
 
 /// The first form that runs here, or the one that a test forces.
 const Form &chosen_form();

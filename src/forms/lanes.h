@@ -1,9 +1,9 @@
 #ifndef OXEL_FORMS_LANES_H
 #define OXEL_FORMS_LANES_H
 
+#include "../colour_cell.h"
 #include "../diffusion.h"
 #include "../diffusion_kernel.h"
-#include "../library_state.h"
 
 #include <bit>
 #include <cstring>
@@ -16,7 +16,8 @@
 // The unnamed namespace gives every instruction set a copy of its own of all this, so that the
 // linker cannot put the code for one in the place of another's.
 
-// A step of the diffusion keeps all that it has in hand in registers, so it must be one function.
+// A step of the diffusion keeps its state in registers, so all that it calls must become part of
+// it.
 #define OXEL_INLINE [[gnu::always_inline]] inline
 #define OXEL_UNROLL _Pragma("GCC unroll 8")
 
@@ -41,6 +42,8 @@ using Quads = typename Register<Target>::Quads;
 
 template <class Target>
 using EachPixel = std::make_integer_sequence<int, Target::pixels>;
+template <class Target>
+using EachSlot = std::make_integer_sequence<int, 4 * Target::pixels>;
 
 template <class Target>
 OXEL_INLINE Words<Target> splat(int value) {
@@ -72,7 +75,7 @@ OXEL_INLINE std::uint64_t last_lane(Words<Target> words) {
     return ((Quads<Target>)words)[Target::pixels - 1];
 }
 
-/// A register of pixels of four bytes, of which the fourth does not count.
+/// The first three bytes of each pixel of four, as the slots of its lane.
 template <class Target>
 OXEL_INLINE Words<Target> widen(const std::uint32_t *pixels) {
     typename Register<Target>::Bytes bytes;
@@ -82,33 +85,6 @@ OXEL_INLINE Words<Target> widen(const std::uint32_t *pixels) {
 }
 
 // Shares.
-//
-// A share is weight * error / divisor. With a factor a little above 65536 * weight / divisor it is
-// the upper half of factor * error: too large by less than the distance of the exact quotient to
-// the next integer, as long as errors are within a byte. Below 0, where the upper half is rounded
-// down, one more makes it round toward zero. Factors are even for processors that double products.
-
-constexpr int share_factor(const DiffusionKernel &kernel, int weight) {
-    return kernel.floors ? 65536 / kernel.divisor * weight
-                         : 2 * (32768 * weight / kernel.divisor + 1);
-}
-
-constexpr bool factors_are_exact(const DiffusionKernel &kernel) {
-    for (int place = 0; place < 3 * DiffusionKernel::columns; ++place) {
-        const int row = place / DiffusionKernel::columns;
-        const int column = place % DiffusionKernel::columns;
-        const int weight = kernel.weights[row][column];
-        for (int error = -255; weight != 0 && error <= 255; ++error) {
-            const int rounded_up = !kernel.floors && error < 0;
-            if ((error * share_factor(kernel, weight) >> 16) + rounded_up !=
-                kernel.share(row, column, error))
-                return false;
-        }
-    }
-    return true;
-}
-static_assert(factors_are_exact(floyd_steinberg) && factors_are_exact(jarvis_judice_ninke) &&
-              factors_are_exact(stucki));
 
 /// What each neighbour receives of a register of errors.
 template <class Target, const DiffusionKernel &kernel>
@@ -135,7 +111,7 @@ class Shares {
     template <int weight>
     OXEL_INLINE static Words<Target> share(Words<Target> error) {
         if constexpr (!kernel.has_weight(weight))
-            return error;
+            return error; // any value: at() never reads it
         const Words<Target> product = Target::high_product(error, share_factor(kernel, weight));
         return kernel.floors ? product : product - (error >> 15);
     }
@@ -229,13 +205,14 @@ template <class Target, bool rgb>
 void stage_mapped(const std::uint8_t *gamut, const std::uint8_t *pixels, std::int32_t count,
                   std::uint32_t *staged, std::ptrdiff_t stride) {
     const auto map = [&](std::int32_t i, std::uint32_t cell) {
-        // Four bytes, as behind the table's last entry there is still the package's trailer.
+        // Four bytes move faster than three. Behind the table's last entry they reach into what
+        // follows in the package, at least its trailer.
         std::memcpy(&staged[i * stride], gamut + 3 * cell, 4);
     };
     std::int32_t i = 0;
     if constexpr (requires { Target::extract_bits(0U, 0U); })
         for (; i < count - 1; ++i) {
-            std::uint32_t bytes; // one more than the pixel has
+            std::uint32_t bytes; // the pixel's and the next one's first
             std::memcpy(&bytes, pixels + std::ptrdiff_t{3} * i, 4);
             map(i, rgb ? Target::extract_bits(__builtin_bswap32(bytes), 0xFCFCFC00)
                        : Target::extract_bits(bytes, 0xFCFCFC));

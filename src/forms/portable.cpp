@@ -1,6 +1,8 @@
-// The plain procedures, one pixel after the other: what all other forms must agree with.
 #include "portable.h"
 
+#include "forms.h"
+
+#include "../colour_cell.h"
 #include "../diffusion_kernel.h"
 #include "../numeric_helpers.h"
 #include "../quantisation.h"
@@ -101,7 +103,7 @@ void scan_row(const ErrorRows<kernel> &errors, const QuantisationTables &tables,
 }
 
 template <const DiffusionKernel &kernel, std::uint32_t rgb_order>
-void diffuse_in_order(const DiffusionJob &job, void *memory) {
+void diffuse_rows(const DiffusionJob &job, void *memory) {
     const std::int32_t width = job.picture.width;
     const auto row_pixels = static_cast<std::size_t>(width);
     auto *const values = static_cast<std::int16_t *>(memory);
@@ -116,17 +118,13 @@ void diffuse_in_order(const DiffusionJob &job, void *memory) {
         else
             scan_row<kernel, 1, rgb_order>(errors, tables, indices, width);
         errors.advance();
-        job.sink->take(*job.sink, y, 0, indices, width);
+        deliver(*job.destination, y, 0, indices, width);
     }
 }
 
-template <const DiffusionKernel &kernel>
-void diffuse_kernel(const DiffusionJob &job, void *memory) {
-    if (job.picture.byte_order == ORDER_RGB)
-        diffuse_in_order<kernel, ORDER_RGB>(job, memory);
-    else
-        diffuse_in_order<kernel, ORDER_BGR>(job, memory);
-}
+} // namespace
+
+namespace portable {
 
 std::uint64_t diffusion_memory(const DiffusionJob &job) {
     const auto width = static_cast<std::uint64_t>(job.picture.width);
@@ -134,20 +132,16 @@ std::uint64_t diffusion_memory(const DiffusionJob &job) {
 }
 
 void diffuse(const DiffusionJob &job, void *memory) {
-    switch (job.kernel) {
-    case Kernel::floyd_steinberg:
-        return diffuse_kernel<floyd_steinberg>(job, memory);
-    case Kernel::jarvis_judice_ninke:
-        return diffuse_kernel<jarvis_judice_ninke>(job, memory);
-    case Kernel::stucki:
-        return diffuse_kernel<stucki>(job, memory);
-    }
+    with_kernel(job.kernel, [&]<const DiffusionKernel & kernel>() {
+        if (job.picture.byte_order == ORDER_RGB)
+            diffuse_rows<kernel, ORDER_RGB>(job, memory);
+        else
+            diffuse_rows<kernel, ORDER_BGR>(job, memory);
+    });
 }
 
-} // namespace
-
-/// Four bytes a pixel are moved faster than three: the fourth falls on the next pixel's place,
-/// before that is written. Behind the last pixel there is no place.
+/// Four bytes move faster than three. The fourth falls on the next pixel, which is written after
+/// it; behind the last pixel there may be no memory.
 void write_pixels(const std::uint8_t *indices, std::size_t count, const ColourTable &colours,
                   std::uint8_t *pixels) {
     for (std::size_t i = 0; i + 1 < count; ++i)
@@ -156,7 +150,7 @@ void write_pixels(const std::uint8_t *indices, std::size_t count, const ColourTa
         std::memcpy(pixels + 3 * (count - 1), colours.bytes[indices[count - 1]], 3);
 }
 
-/// In four sets of counters, so that runs of one index do not wait for their own last count.
+/// Four sets of counters, as equal neighbours would each wait for the count before.
 void count_indices(const std::uint8_t *indices, std::size_t count, int /*colours*/,
                    std::int32_t *counts) {
     std::int32_t sets[4][256] = {};
@@ -172,7 +166,7 @@ void power(double *numbers, std::size_t count, double exponent) {
         numbers[i] = my_pow(numbers[i], exponent);
 }
 
-// All but the last pixels are moved as four bytes, as above.
+// All but the last pixels move as four bytes, as in write_pixels.
 
 void merge_rows(const std::uint8_t *first, const std::uint8_t *second, std::size_t count,
                 std::uint8_t *pairs) {
@@ -219,17 +213,8 @@ std::uint32_t crc32(std::uint32_t crc, const std::uint8_t *bytes, std::size_t co
     return crc;
 }
 
-constinit const Form portable_form = {"portable",
-                                      [] { return true; },
-                                      diffusion_memory,
-                                      diffuse,
-                                      write_pixels,
-                                      count_indices,
-                                      power,
-                                      adjust,
-                                      map_bytes,
-                                      merge_rows,
-                                      split_row,
-                                      crc32};
+} // namespace portable
+
+constinit const Form portable_form = {.name = "portable", .runs_here = [] { return true; }};
 
 } // namespace oxel

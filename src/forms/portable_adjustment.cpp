@@ -90,6 +90,8 @@ struct Levels {
 
 } // namespace
 
+namespace portable {
+
 void adjust(const PixelRun &run, const Adjustment &adjustment) {
     constexpr double third = 0.333333; // of the hue circle
     for (std::size_t i = 0; i < 3 * run.count; i += 3) {
@@ -109,6 +111,8 @@ void map_bytes(std::uint8_t *bytes, std::size_t count, const std::uint8_t (&curv
     for (std::size_t i = 0; i < count; ++i)
         bytes[i] = curve[bytes[i]];
 }
+
+} // namespace portable
 
 } // namespace oxel
 

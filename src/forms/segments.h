@@ -20,6 +20,10 @@
 //     lane 2         8   9  10  11          A scan to the left takes them from right to left,
 //     lane 3        12  13  14   .          and lane 1 begins early at pixels 9 and 8.
 //
+// All that a scan has in hand at a pixel are its last `reach` errors: they alone determine what
+// goes ahead. Two scans that agree in those, and have the same pixels before them, agree from there
+// on.
+//
 // Error for the rows below is handed out when a row is done, by columns from left to right.
 namespace [[gnu::visibility("hidden")]] oxel {
 
@@ -30,8 +34,8 @@ class Segments {
   public:
     /// Whether rows are wide enough to be cut up, and not too wide to count the pixels of a
     /// segment in a slot.
-    static bool pays_for(std::int32_t width) {
-        return width >= 2 * lead * lanes && length_of(width) <= INT16_MAX;
+    static bool pays_for(const PixelRows &picture) {
+        return picture.width >= 2 * lead * lanes && length_of(picture.width) <= INT16_MAX;
     }
 
     static std::uint64_t memory(std::int32_t width) {
@@ -41,15 +45,15 @@ class Segments {
     }
 
     /// `memory` is zeroed, and aligned to a cache line.
-    static void diffuse(const DiffusionJob &job, void *memory) {
+    static void scan_rows(const DiffusionJob &job, void *memory) {
         Segments &segments = *static_cast<Segments *>(memory);
         segments.lay_out(job);
         for (std::int32_t row = 0; row < job.picture.height; ++row) {
             segments.take_in(job.picture, row);
             if (row % 2 == 0)
-                segments.template do_row<1>(*job.sink, row);
+                segments.template do_row<1>(*job.destination, row);
             else
-                segments.template do_row<-1>(*job.sink, row);
+                segments.template do_row<-1>(*job.destination, row);
         }
     }
 
@@ -66,6 +70,13 @@ class Segments {
 
     static std::int32_t length_of(std::int32_t width) { return (width + lanes - 1) / lanes; }
 
+    // The memory behind this object, with the number of entries:
+    //
+    //     reach | errors_: length_ | reach | values_: length_ | later_: length_     of type Step
+    //     staged_: length_ * lanes     pixels of 4 bytes, by steps
+    //     indices_: length_ * lanes    bytes, by segments: the row's pixels in their order
+    //
+    // What stands on either side of errors_ are the pixels beyond the ends of each segment.
     void lay_out(const DiffusionJob &job) {
         tables_.fill(job);
         width_ = job.picture.width;
@@ -97,12 +108,12 @@ class Segments {
     }
 
     template <int direction>
-    void do_row(IndexSink &sink, std::int32_t row) {
+    void do_row(const Destination &destination, std::int32_t row) {
         Step entered[reach] = {};
         scan<direction>(entered);
         for (int i = 1; i < lanes; ++i)
             mend<direction>(direction > 0 ? i : lanes - 1 - i, entered);
-        sink.take(sink, row, 0, indices_, width_);
+        deliver(destination, row, 0, indices_, width_);
         hand_down<direction>();
     }
 
@@ -174,8 +185,9 @@ class Segments {
         return next;
     }
 
-    // One pixel, as a lane.
-    struct Slots {
+    /// One pixel, a lane of a Step. A vector's slots may be read and written as if they were these,
+    /// as that is what may_alias says.
+    struct [[gnu::may_alias]] Slots {
         std::int16_t slot[4];
         bool operator==(const Slots &) const = default;
     };

@@ -168,9 +168,9 @@ void adjust_in_lanes(const PixelRun &run, const Adjustment &adjustment) {
                                  channels[2] << (16 - output_red),
                              run.output + 3 * done);
     }
-    adjust({run.input + 3 * done, run.input_red, run.output + 3 * done, run.output_red,
-            run.count - done},
-           adjustment);
+    portable::adjust({run.input + 3 * done, run.input_red, run.output + 3 * done, run.output_red,
+                      run.count - done},
+                     adjustment);
 }
 
 } // namespace

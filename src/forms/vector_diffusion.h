@@ -9,18 +9,18 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
 
-/// The procedure for one kernel, and the memory that it wants. Pictures too small for the lanes of
-/// a `Target` go to the form that its narrower() tells.
+/// Chooses the procedure for a picture. One that is too small to fill the lanes of a `Target` is
+/// left to a form with fewer of them, Target::narrower().
 template <class Target, const DiffusionKernel &kernel>
 struct Diffusion {
     using Plain = Wavefront<Target, kernel>;
     using Serpentine = Segments<Target, kernel>;
 
     static bool runs_plain(const DiffusionJob &job) {
-        return !job.serpentine && Plain::pays_for(job.picture.height);
+        return !job.serpentine && Plain::pays_for(job.picture);
     }
     static bool runs_serpentine(const DiffusionJob &job) {
-        return job.serpentine && Serpentine::pays_for(job.picture.width);
+        return job.serpentine && Serpentine::pays_for(job.picture);
     }
 
     static std::uint64_t memory(const DiffusionJob &job) {
@@ -31,36 +31,26 @@ struct Diffusion {
 
     static void run(const DiffusionJob &job, void *memory) {
         if (runs_plain(job))
-            Plain::diffuse(job, memory);
+            Plain::sweep(job, memory);
         else if (runs_serpentine(job))
-            Serpentine::diffuse(job, memory);
+            Serpentine::scan_rows(job, memory);
         else
             Target::narrower().diffuse(job, memory);
     }
 };
 
 template <class Target>
-std::uint64_t diffusion_memory(const DiffusionJob &job) {
-    switch (job.kernel) {
-    case Kernel::floyd_steinberg:
-        return Diffusion<Target, floyd_steinberg>::memory(job);
-    case Kernel::jarvis_judice_ninke:
-        return Diffusion<Target, jarvis_judice_ninke>::memory(job);
-    default:
-        return Diffusion<Target, stucki>::memory(job);
-    }
+std::uint64_t diffusion_memory_in_lanes(const DiffusionJob &job) {
+    return with_kernel(job.kernel, [&]<const DiffusionKernel & kernel>() {
+        return Diffusion<Target, kernel>::memory(job);
+    });
 }
 
 template <class Target>
-void diffuse(const DiffusionJob &job, void *memory) {
-    switch (job.kernel) {
-    case Kernel::floyd_steinberg:
-        return Diffusion<Target, floyd_steinberg>::run(job, memory);
-    case Kernel::jarvis_judice_ninke:
-        return Diffusion<Target, jarvis_judice_ninke>::run(job, memory);
-    default:
-        return Diffusion<Target, stucki>::run(job, memory);
-    }
+void diffuse_in_lanes(const DiffusionJob &job, void *memory) {
+    with_kernel(job.kernel, [&]<const DiffusionKernel & kernel>() {
+        Diffusion<Target, kernel>::run(job, memory);
+    });
 }
 
 } // namespace

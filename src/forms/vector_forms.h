@@ -3,10 +3,15 @@
 
 #include "forms.h"
 
-#if defined(__x86_64__)
-#define OXEL_AVX
+// A build may leave forms out, for the library's size. AVX-512 leaves what is narrow to AVX2.
+#if defined(__x86_64__) && !defined(OXEL_WITHOUT_AVX2)
+#define OXEL_AVX2
 #endif
-#if defined(__SSE2__) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN))
+#if defined(OXEL_AVX2) && !defined(OXEL_WITHOUT_AVX512)
+#define OXEL_AVX512
+#endif
+#if (defined(__SSE2__) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN))) &&                  \
+    !defined(OXEL_WITHOUT_VECTOR128)
 #define OXEL_VECTOR128
 #endif
 

@@ -7,9 +7,9 @@
 #include <cstdint>
 #include <immintrin.h>
 
-// The pixel moves of driving layouts, four pixels of three bytes to a register of sixteen. What
-// the last bytes of a register bring along falls on the next pixels' places, before those are
-// written; the last pixels of a row are left to the portable form.
+// The pixel moves of driving layouts: a register of 16 bytes holds four pixels and four bytes more,
+// which fall on the next pixels, before those are written. The last pixels of a row are left to the
+// portable form.
 namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
@@ -23,7 +23,7 @@ inline void merge_rows_by_four(const std::uint8_t *first, const std::uint8_t *se
                                _mm_loadl_epi64(reinterpret_cast<const __m128i *>(second)));
         _mm_storeu_si128(reinterpret_cast<__m128i *>(pairs), _mm_shuffle_epi8(both, order));
     }
-    merge_rows(first, second, count, pairs);
+    portable::merge_rows(first, second, count, pairs);
 }
 
 inline void split_row_by_four(const std::uint8_t *pairs, std::size_t count, std::uint8_t *first,
@@ -35,7 +35,7 @@ inline void split_row_by_four(const std::uint8_t *pairs, std::size_t count, std:
         _mm_storel_epi64(reinterpret_cast<__m128i *>(first), halves);
         _mm_storeh_pi(reinterpret_cast<__m64 *>(second), _mm_castsi128_ps(halves));
     }
-    split_row(pairs, count, first, second);
+    portable::split_row(pairs, count, first, second);
 }
 
 } // namespace

@@ -14,8 +14,8 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
 
-/// One colour after the other, compared with a register of indices at a time, for palettes small
-/// enough for that to pay.
+/// Compares a register of indices at a time with one colour after the other, which pays for small
+/// palettes.
 template <class Target>
 void count_in_lanes(const std::uint8_t *indices, std::size_t count, int colours,
                     std::int32_t *counts) {
@@ -23,7 +23,7 @@ void count_in_lanes(const std::uint8_t *indices, std::size_t count, int colours,
     constexpr std::size_t most = 255; // matches that a byte can count
     constexpr int few_colours = 16;
     if (colours > few_colours)
-        return count_indices(indices, count, colours, counts);
+        return portable::count_indices(indices, count, colours, counts);
 
     while (count >= lanes) {
         const std::size_t vectors = count / lanes < most ? count / lanes : most;
@@ -40,7 +40,7 @@ void count_in_lanes(const std::uint8_t *indices, std::size_t count, int colours,
         indices += vectors * lanes;
         count -= vectors * lanes;
     }
-    count_indices(indices, count, colours, counts);
+    portable::count_indices(indices, count, colours, counts);
 }
 
 template <class Target>
@@ -74,7 +74,7 @@ DoubleLanes<Target> ln_in_lanes(DoubleLanes<Target> x) {
     return y;
 }
 
-/// Those that take a series, in lock step.
+/// In lock step, all but those that my_pow finds without a series.
 template <class Target>
 void power_in_lanes(double *numbers, std::size_t count, double exponent) {
     std::size_t places[Target::doubles];

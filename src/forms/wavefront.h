@@ -24,20 +24,26 @@ namespace {
 template <class Target, const DiffusionKernel &kernel>
 class Wavefront {
   public:
-    /// A step costs as much as some pixels one by one, however many rows there are.
-    static bool pays_for(std::int32_t height) { return height > rows / 16; }
+    /// A step takes its time however few of its rows lie in the picture, which in low pictures are
+    /// never all, and in narrow ones hardly ever. So it is the pixels of an average step that
+    /// count.
+    static bool pays_for(const PixelRows &picture) {
+        const std::int64_t blocks = (std::int64_t{picture.height} + rows - 1) / rows;
+        const std::int64_t steps = blocks * steps_of_block(picture.width);
+        return std::int64_t{picture.width} * picture.height >= steps * Target::least_pixels_a_step;
+    }
 
     static std::uint64_t memory(std::int32_t width) {
         return sizeof(Wavefront) + (kernel.rows - 1) * carry_length(width) * sizeof(std::uint64_t);
     }
 
     /// `memory` is zeroed, and aligned to a cache line.
-    static void diffuse(const DiffusionJob &job, void *memory) {
+    static void sweep(const DiffusionJob &job, void *memory) {
         Wavefront &front = *static_cast<Wavefront *>(memory);
         front.tables_.fill(job);
         auto *carry = reinterpret_cast<std::uint64_t *>(&front + 1) + margin;
         for (std::int32_t row = 0; row < job.picture.height; row += rows)
-            front.diffuse_block(job, row, carry, carry + carry_length(job.picture.width));
+            front.sweep_block(job, row, carry, carry + carry_length(job.picture.width));
     }
 
   private:
@@ -46,10 +52,21 @@ class Wavefront {
     static constexpr int lag = kernel.reach + 1;            // columns between two rows
     static constexpr int depth = lag * (rows - 1);
     static constexpr int run = 128; // steps between staging pixels and handing on indices
-    static constexpr int margin = depth + kernel.reach + Target::pixels; // columns
+
+    // What a block's last row hands to the next block's rows, one lane a column, lies in `carry`
+    // for the first of them and in `second_carry` for the second. A block reads at its first row's
+    // column, up to depth + reach beyond the right edge, with the lanes to the left that
+    // last_lane_from() takes along; and it writes depth + reach columns further left, first that
+    // far beyond the left edge. So each column is read before the same block puts there what the
+    // next one will read. Behind the right edge nothing is written and all stays 0.
+    static constexpr int margin = depth + kernel.reach + Target::pixels; // columns at each side
 
     static std::uint64_t carry_length(std::int32_t width) {
         return static_cast<std::uint64_t>(width) + 2 * margin;
+    }
+
+    static std::int64_t steps_of_block(std::int32_t width) {
+        return std::int64_t{width} + depth + kernel.reach;
     }
 
     /// What the rows of one register have in hand.
@@ -75,12 +92,12 @@ class Wavefront {
         return {column, end - column, column - first};
     }
 
-    void diffuse_block(const DiffusionJob &job, std::int32_t first_row, std::uint64_t *carry,
-                       std::uint64_t *second_carry) {
+    void sweep_block(const DiffusionJob &job, std::int32_t first_row, std::uint64_t *carry,
+                     std::uint64_t *second_carry) {
         const PixelRows &picture = job.picture;
         const std::int32_t rows_left = picture.height - first_row;
         const int block_rows = rows_left < rows ? rows_left : rows;
-        const std::int32_t end = picture.width + depth + kernel.reach;
+        const auto end = static_cast<std::int32_t>(steps_of_block(picture.width));
         Rows state[registers] = {};
         for (std::int32_t start = 0; start < end; start += run) {
             const int steps = end - start < run ? end - start : run;
@@ -95,8 +112,8 @@ class Wavefront {
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
                 if (piece.count > 0)
-                    job.sink->take(*job.sink, first_row + row, piece.column,
-                                   &indices_[row][piece.step], piece.count);
+                    deliver(*job.destination, first_row + row, piece.column,
+                            &indices_[row][piece.step], piece.count);
             }
         }
     }
@@ -147,6 +164,8 @@ class Wavefront {
         }
     }
 
+    /// A register whose last lane is the one at `lane`. The others come along, as a whole register
+    /// is what loads fastest; shift_up() drops them.
     OXEL_INLINE static Words<Target> last_lane_from(const std::uint64_t *lane) {
         Words<Target> words;
         std::memcpy(&words, lane - (Target::pixels - 1), sizeof words);
@@ -154,24 +173,22 @@ class Wavefront {
     }
 
     /// Makes the errors of rows that are not inside the picture 0.
-    static void clear_outside(Words<Target> (&error)[registers], std::int32_t column,
-                              std::int32_t width) {
+    OXEL_INLINE static void clear_outside(Words<Target> (&error)[registers], std::int32_t column,
+                                          std::int32_t width) {
         const Words<Target> entered = splat<Target>(column < depth ? column : depth);
         const Words<Target> left = splat<Target>(column < width ? -1 : column - width);
+        OXEL_UNROLL
         for (int r = 0; r < registers; ++r) {
-            const Words<Target> behind = columns_behind(r, EachPixel<Target>());
+            const Words<Target> behind =
+                columns_behind(EachSlot<Target>()) + splat<Target>(lag * r * Target::pixels);
             error[r] &= (Words<Target>)(behind <= entered) & (Words<Target>)(behind > left);
         }
     }
 
-    /// How many columns each row of register `r` is behind the first one.
-    template <int... i>
-    static Words<Target> columns_behind(int r, std::integer_sequence<int, i...>) {
-        Words<Target> behind{};
-        ((behind[4 * i] = behind[4 * i + 1] = behind[4 * i + 2] = behind[4 * i + 3] =
-              static_cast<std::int16_t>(lag * (r * Target::pixels + i))),
-         ...);
-        return behind;
+    /// How many columns each row of the first register is behind the first one.
+    template <int... slot>
+    OXEL_INLINE static Words<Target> columns_behind(std::integer_sequence<int, slot...>) {
+        return Words<Target>{static_cast<std::int16_t>(lag * (slot / 4))...};
     }
 
     alignas(64) std::uint32_t staged_[run][rows];

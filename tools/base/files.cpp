@@ -179,7 +179,7 @@ void remove_temporaries_when_interrupted() {
     sigset_t signals;
     sigemptyset(&signals);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
-        struct sigaction action {};
+        struct sigaction action{};
         if (sigaction(signal, nullptr, &action) == 0 && action.sa_handler != SIG_IGN)
             sigaddset(&signals, signal);
     }

@@ -25,12 +25,6 @@ std::uint64_t quad(const RgbBytes &rgb) {
     return std::uint64_t{rgb[2]} << 32 | std::uint64_t{rgb[1]} << 16 | rgb[0];
 }
 
-/// A share of an error is the upper half of its product with this, and one more if it is below 0
-/// and rounded toward 0.
-constexpr int share_factor(const DiffusionKernel &kernel, int weight) {
-    return 65536 * weight / kernel.divisor + (kernel.floors ? 0 : 1);
-}
-
 /// All signed: GCC 12 vectorises an unsigned product of sign-extended words wrongly.
 constexpr std::int16_t high_product(std::int16_t word, int factor) {
     return static_cast<std::int16_t>(word * factor >> 16);
@@ -48,21 +42,6 @@ Words share(Words error, int weight) {
                                                            std::make_index_sequence<8>()));
     return kernel.floors ? product : product + (error >> 15);
 }
-
-constexpr bool factors_are_exact(const DiffusionKernel &kernel) {
-    for (int row = 0; row < kernel.rows; ++row)
-        for (int column = 0; column < DiffusionKernel::columns; ++column)
-            for (std::int16_t error = -255; error <= 255; ++error) {
-                const int weight = kernel.weights[row][column];
-                const int rounded_up = !kernel.floors && error < 0;
-                if (weight != 0 && high_product(error, share_factor(kernel, weight)) + rounded_up !=
-                                       kernel.share(row, column, error))
-                    return false;
-            }
-    return true;
-}
-static_assert(factors_are_exact(floyd_steinberg) && factors_are_exact(jarvis_judice_ninke) &&
-              factors_are_exact(stucki));
 
 struct Tables {
     const std::uint8_t *quantisation;
@@ -150,8 +129,7 @@ class Diffusion {
     void hand_out(Words error, std::size_t place) {
         [&]<int... i>(std::integer_sequence<int, i...>) {
             (hand_out_by<i + 1>(error, place), ...);
-        }
-        (std::make_integer_sequence<int, most_weight>());
+        }(std::make_integer_sequence<int, most_weight>());
     }
 
     template <int weight>
@@ -165,8 +143,7 @@ class Diffusion {
     Words shares(std::size_t place) const {
         return [&]<int... column>(std::integer_sequence<int, column...>) {
             return (share_of<direction, row, column>(place) + ...);
-        }
-        (std::make_integer_sequence<int, DiffusionKernel::columns>());
+        }(std::make_integer_sequence<int, DiffusionKernel::columns>());
     }
 
     template <int direction, int row, int column>

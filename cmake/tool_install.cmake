@@ -1,0 +1,15 @@
+# Installs the command, which finds the library beside itself wherever both are put. It is linked once
+# more for that: CMake ends the run path of what it rewrites with an empty part, and an empty part is
+# the current folder, where anyone may have put a library.
+file(RELATIVE_PATH libraries_from_command
+  ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
+add_executable(oxel_installed command/oxel.cpp)
+target_link_libraries(oxel_installed PRIVATE oxel_commands oxel_warnings)
+set_target_properties(oxel_installed PROPERTIES
+  OUTPUT_NAME oxel
+  BUILD_WITH_INSTALL_RPATH ON
+  INSTALL_RPATH $ORIGIN/${libraries_from_command})
+
+install(TARGETS oxel_installed RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+install(DIRECTORY panels DESTINATION ${CMAKE_INSTALL_DATADIR}/oxel COMPONENT tool
+  FILES_MATCHING PATTERN *.json)

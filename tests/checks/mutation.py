@@ -1,0 +1,109 @@
+#!/usr/bin/python3
+"""Plants the faults of records/mutations.txt one by one in a copy of the sources, and tells which
+ones their tests catch:  mutation.py [--quick] [WORD ...]
+
+--quick plants those that are marked with a star, WORDs those whose line has one of them. Fails if
+one is not caught, does not compile, or is not found in just one place.
+"""
+
+import concurrent.futures
+import os
+import pathlib
+import queue
+import re
+import shutil
+import subprocess
+import sys
+
+ROOT = pathlib.Path(__file__).resolve().parents[2]
+BUILD = ROOT / "build/mutation"
+LIMIT = 300  # seconds for the tests of a fault, which may be an endless loop
+
+
+def faults(words):
+    """Of each fault: whether it is quick, CMake targets, a pattern of tests, old and new text."""
+    targets = None
+    for line in (ROOT / "tests/records/mutations.txt").read_text().splitlines():
+        if heading := re.fullmatch(r"\[(.*)\]", line):
+            targets = heading[1].split()
+        elif line and line[0] != "#":
+            tests, old, new = re.split(r" +¦ ?", line)
+            quick = tests.startswith("*")
+            if quick if words == ["--quick"] else not words or any(w in line for w in words):
+                yield targets, tests.lstrip("*"), old, new.replace("\\n", "\n")
+
+
+def run(folder, *command, **options):
+    return subprocess.run(command, cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          text=True, **options)
+
+
+def build(tree, targets):
+    return run(tree, "cmake", "--build", "build", "--target", *targets)
+
+
+def passes(tree, tests):
+    try:
+        done = run(tree, "ctest", "--test-dir", "build", "--no-tests=error", "--stop-on-failure",
+                   "-R", f"^({tests})", timeout=LIMIT)
+    except subprocess.TimeoutExpired:
+        return False
+    if "Not Run" in done.stdout or "No tests" in done.stdout:
+        sys.exit(f"{tests}: did not run\n{done.stdout}")
+    return done.returncode == 0
+
+
+def prepare(tree, chosen):
+    """A copy of the sources, built and with all tests in question passing."""
+    for place in ROOT.iterdir():
+        if place.is_dir() and place.name not in ("build", ".git"):
+            shutil.copytree(place, tree / place.name, dirs_exist_ok=True)
+        elif place.is_file():
+            shutil.copy2(place, tree)
+    run(tree, "cmake", "-S", ".", "-B", "build", "-DCMAKE_BUILD_TYPE=RelWithDebInfo",
+        "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1", "-DOXEL_BUILD_TESTS=ON", "-DOXEL_HARDENING=OFF",
+        "-DOXEL_BUILD_TOOLS=ON", "-DOXEL_BUILD_PYTHON=ON", check=True)
+    for targets, tests, *_ in chosen:
+        if (done := build(tree, targets)).returncode or not passes(tree, tests):
+            sys.exit(f"without any fault, {tests} does not pass\n{done.stdout}")
+
+
+def outcome(tree, targets, tests, old, new):
+    places = [path for folder in ("src", "tools", "python") for path in (tree / folder).rglob("*.*")
+              if path.suffix in (".h", ".cpp", ".py") and old in path.read_text()]
+    if len(places) != 1 or (text := places[0].read_text()).count(old) != 1:
+        return f"found in {len(places)} files, not once", "?"
+    places[0].write_text(text.replace(old, new))
+    try:
+        if build(tree, targets).returncode:
+            result = "does not compile"
+        else:
+            result = "survived" if passes(tree, tests) else "caught"
+    finally:
+        places[0].write_text(text)
+    return result, str(places[0].relative_to(tree))
+
+
+def main(words):
+    chosen = list(faults(words))
+    workers = min(os.cpu_count(), len(chosen)) or sys.exit("no such fault")
+    trees = queue.Queue()
+
+    def work(fault):
+        tree = trees.get()
+        result, path = outcome(tree, *fault)
+        trees.put(tree)
+        print(f"{result}: {path}: {fault[2]}  ->  {fault[3]!r}", flush=True)
+        return result == "caught"
+
+    with concurrent.futures.ThreadPoolExecutor(workers) as pool:
+        folders = [BUILD / str(i) for i in range(workers)]
+        unique = list({(tuple(t), tests): (t, tests) for t, tests, *_ in chosen}.values())
+        for folder, _ in zip(folders, pool.map(lambda f: prepare(f, unique), folders)):
+            trees.put(folder)
+        caught = sum(pool.map(work, chosen))
+    print(f"{caught} of {len(chosen)} caught")
+    return caught != len(chosen)
+
+
+sys.exit(main(sys.argv[1:]))

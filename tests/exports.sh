@@ -1,6 +1,0 @@
-#!/bin/sh
-# Compares what a shared library exports with the checked-in list.
-set -eu
-library=$1
-nm --dynamic --defined-only "$library" | cut -d ' ' -f 2- | LC_ALL=C sort -k 2 |
-    diff "$(dirname "$0")/exports.txt" - && echo "exports as listed: $library"
