@@ -1,26 +1,16 @@
 #ifndef OXEL_TOOLS_FAILURE_H
 #define OXEL_TOOLS_FAILURE_H
 
-#include <cstdio>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 
 namespace oxel::tools {
 
-/// Text for a terminal: control characters, which the names of files may hold, as \x0A.
-inline std::string printable(std::string_view text) {
-    std::string line;
-    for (const char c : text)
-        if (const auto code = static_cast<unsigned char>(c); code >= 0x20 && code != 0x7F) {
-            line += c;
-        } else {
-            char escape[5];
-            std::snprintf(escape, sizeof escape, "\\x%02X", code);
-            line += escape;
-        }
-    return line;
-}
+/// Text on one line of a terminal, of bounded length. What would steer the terminal, or show other
+/// text than there is, stands as \x0A: control characters, marks of the direction of writing, and
+/// bytes that are no UTF-8.
+std::string printable(std::string_view text);
 
 /// A job that could not be done: the file that is to blame, and why.
 class Failure : public std::runtime_error {

@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <mutex>
 #include <set>
 #include <sys/file.h>
@@ -73,6 +74,39 @@ bool remove_abandoned(const fs::path &temporary) {
            std::remove(temporary.c_str()) == 0;
 }
 
+/// A rename would replace a file that may not be written.
+void expect_writable(const std::string &path, const fs::path &target) {
+    struct stat old {};
+    if (stat(target.c_str(), &old) == 0 &&
+        ((old.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 || access(target.c_str(), W_OK) != 0))
+        throw Failure(path, "is read-only, so it is not replaced");
+}
+
+/// Gives the file the mode, and as far as that is allowed the owner, of the one that it replaces.
+bool keep_mode(int file, const fs::path &target) {
+    struct stat old {};
+    struct stat now {};
+    if (stat(target.c_str(), &old) != 0 || fstat(file, &now) != 0)
+        return true; // it is new
+    if ((old.st_uid != now.st_uid || old.st_gid != now.st_gid) &&
+        fchown(file, old.st_uid, old.st_gid) != 0)
+        errno = 0; // its owner is whoever writes it
+    return old.st_mode == now.st_mode || fchmod(file, old.st_mode & 0777) == 0;
+}
+
+FileVersion version_of(const struct stat &status) {
+    return {std::int64_t{status.st_mtim.tv_sec} * 1'000'000'000 + status.st_mtim.tv_nsec,
+            status.st_size};
+}
+
+/// Gives the file the present time, to the nanosecond: the kernel's own is as old as its last tick.
+bool stamp(int file) {
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    const timespec times[] = {now, now};
+    return futimens(file, times) == 0;
+}
+
 /// Creates a file of its own beside `target` and locks it, where the file system has locks.
 FileHandle create_temporary(const fs::path &target, fs::path &temporary) {
     const std::lock_guard guard(all_threads().mutex);
@@ -125,6 +159,11 @@ Bytes read_file(const std::string &path) {
     return bytes;
 }
 
+FileVersion file_version(const std::string &path) {
+    struct stat status {};
+    return stat(path.c_str(), &status) == 0 ? version_of(status) : FileVersion{};
+}
+
 void TakenFiles::add_input(const std::string &path) {
     taken_[real_target(path)] = true;
 }
@@ -149,8 +188,10 @@ void check_outputs(const std::vector<std::string> &outputs,
     TakenFiles files;
     for (const std::string &input : inputs)
         files.add_input(input);
-    for (const std::string &output : outputs)
+    for (const std::string &output : outputs) {
         files.add_output(output);
+        expect_writable(output, output);
+    }
 }
 
 void make_folder(const fs::path &folder) {
@@ -201,14 +242,26 @@ OutputFiles::~OutputFiles() {
 
 void OutputFiles::write(const std::string &path, std::span<const std::uint8_t> bytes) {
     File output{path, {}, real_target(path), nullptr};
+    expect_writable(path, output.target);
     output.handle = create_temporary(output.target, output.temporary);
     if (!output.handle)
         fail_with_errno(path);
     files_.push_back(std::move(output));
     std::FILE *const file = files_.back().handle.get();
-    if (std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() ||
-        std::fflush(file) != 0 || !force_out(fileno(file)))
+    if (!keep_mode(fileno(file), files_.back().target) ||
+        std::fwrite(bytes.data(), 1, bytes.size(), file) != bytes.size() ||
+        std::fflush(file) != 0 || !stamp(fileno(file)) || !force_out(fileno(file)))
         fail_with_errno(path);
+}
+
+FileVersions OutputFiles::versions() const {
+    FileVersions versions;
+    for (const File &file : files_) {
+        struct stat status {};
+        versions[file.path] =
+            fstat(fileno(file.handle.get()), &status) == 0 ? version_of(status) : FileVersion{};
+    }
+    return versions;
 }
 
 void OutputFiles::publish() {

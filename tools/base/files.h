@@ -22,6 +22,18 @@ using FileHandle = std::unique_ptr<std::FILE, FileCloser>;
 /// Throws Failure if the file cannot be read to its end.
 Bytes read_file(const std::string &path);
 
+/// What tells a file's contents from those that it had at other times.
+struct FileVersion {
+    std::int64_t nanoseconds = 0; // of its last change
+    std::int64_t bytes = -1;      // -1: there is no file
+
+    bool operator==(const FileVersion &) const = default;
+};
+
+FileVersion file_version(const std::string &path);
+
+using FileVersions = std::map<std::string, FileVersion>; // by their names
+
 /// The files that a run reads and writes, told apart by where they really are.
 class TakenFiles {
   public:
@@ -35,6 +47,7 @@ class TakenFiles {
     std::map<std::filesystem::path, bool> taken_; // whether it is an input
 };
 
+/// Throws Failure for outputs that add_output refuses or that are read-only.
 void check_outputs(const std::vector<std::string> &outputs, const std::vector<std::string> &inputs);
 
 /// Makes the folder and those above it. Throws Failure if there is none afterwards.
@@ -60,7 +73,12 @@ class OutputFiles {
     OutputFiles &operator=(const OutputFiles &) = delete;
     ~OutputFiles();
 
+    /// A file that was there keeps its mode and owner; one that is read-only is a Failure.
     void write(const std::string &path, std::span<const std::uint8_t> bytes);
+
+    /// The versions that the files written so far will have once they are published.
+    FileVersions versions() const;
+
     void publish();
 
   private:

@@ -1,5 +1,6 @@
 #include "command/commands.h"
 
+#include "base/failure.h"
 #include "command/picture_options.h"
 #include "pictures/vips_session.h"
 #include "render/prepared_render.h"
@@ -78,8 +79,8 @@ void run(const CompareOptions &options) {
     OutputFiles outputs;
     outputs.write(options.sheet, sheet);
     outputs.publish();
-    std::cout << options.sheet << ": " << dither_names.size() << " renderings of " << size.text()
-              << '\n';
+    std::cout << printable(options.sheet) << ": " << dither_names.size() << " renderings of "
+              << size.text() << '\n';
 }
 
 } // namespace

@@ -2,6 +2,8 @@
 
 #include "command/picture_options.h"
 
+#include <filesystem>
+
 namespace oxel::tools {
 
 namespace {
@@ -34,6 +36,14 @@ void add_frame_options(CLI::App &command, FrameSettings &settings) {
 void check_frame_options(const FrameSettings &settings) {
     if (!format_fits(settings))
         throw CLI::ValidationError("--frame", "packs codes, not the colours of --output");
+}
+
+void check_frame_name(const std::string &name) {
+    if (is_picture_name(name))
+        throw CLI::ValidationError("-o",
+                                   "a frame is no picture file, so its name must not end in " +
+                                       std::filesystem::path(name).extension().string() +
+                                       "; --preview and --nominal write PNGs");
 }
 
 } // namespace oxel::tools

@@ -1,5 +1,6 @@
 #include "command/commands.h"
 
+#include "base/failure.h"
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
 #include "render/line_pairs.h"
@@ -55,7 +56,7 @@ void write_plot(const std::string &path, const Bytes &picture, ImageSize size,
     outputs.write(path,
                   path.ends_with(".svg") ? Bytes(svg.begin(), svg.end()) : png_of_svg(path, svg));
     outputs.publish();
-    std::cout << path << ": plot\n";
+    std::cout << printable(path) << ": plot\n";
 }
 
 void run(const GuardOptions &options) {

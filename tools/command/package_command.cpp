@@ -92,7 +92,8 @@ void build(BuildRequest request) {
                       {reinterpret_cast<const std::uint8_t *>(page.data()), page.size()});
     }
     outputs.publish();
-    std::cout << request.output << ": " << package.size() << " bytes\n" << text_report(report);
+    std::cout << printable(request.output) << ": " << package.size() << " bytes\n"
+              << text_report(report);
 }
 
 std::string hexadecimal(std::uint32_t number, int digits) {
@@ -148,7 +149,7 @@ void print_palette(std::span<const std::uint8_t> package, const PackageFields &f
 
 void info(const std::string &path) {
     const Bytes package = read_file(path);
-    std::cout << path << ": " << package.size() << " bytes\n";
+    std::cout << printable(path) << ": " << package.size() << " bytes\n";
     if (const auto fields = read_package_fields(package)) {
         print_fields(*fields, noted_options(package), package_crc(package));
         print_palette(package, *fields);

@@ -96,12 +96,24 @@ void add_development_options(CLI::App &command, Development &development) {
     command.add_flag("--monochrome", development.monochrome, "Take all colour away");
 }
 
+void add_limit(CLI::App &command, const std::string &name, int &limit, const std::string &unit,
+               const std::string &description) {
+    command.add_option(name, limit, description)
+        ->option_text(unit)
+        ->default_str(std::to_string(limit))
+        ->check(CLI::Range(1, 1'000'000));
+}
+
 } // namespace
 
 const char *const picture_explanation = R"(
-PHOTO is any picture that libvips reads: JPEG, PNG, TIFF, WebP, HEIF, SVG, ... Its colour profile
-and its orientation are applied, transparent parts become the background, and of several pages or
-frames the first is taken.
+PHOTO is a JPEG, PNG, WebP, TIFF, GIF, HEIF, AVIF, JPEG XL, JPEG 2000, PNM or SVG, or, if its name
+ends in .pdf, a PDF. Its colour profile and its orientation are applied, transparent parts become the
+background, and of several pages or frames the first is taken.
+
+Each picture is decoded in a process of its own that may do nothing else, and costs only itself: it
+fails if it has more than --max-pixels millions of pixels, takes more than --max-memory megabytes, or
+more than --timeout seconds of one processor (or thirty times that by the clock).
 
 PANEL is the name of a built-in panel (see oxel panels), a LUT package, or a panel description in
 JSON (see oxel package build). The picture gets the panel's size; with a package, which has none,
@@ -196,6 +208,12 @@ void add_picture_options(CLI::App &command, PictureSettings &settings) {
             const bool positive = CLI::detail::lexical_cast(text, exponent) && exponent > 0;
             return positive ? "" : "must be a number above 0";
         });
+    add_limit(command, "--max-pixels", settings.limits.megapixels, "MILLIONS",
+              "Refuse pictures with more pixels");
+    add_limit(command, "--max-memory", settings.limits.megabytes, "MB",
+              "Refuse pictures that take more memory");
+    add_limit(command, "--timeout", settings.limits.seconds, "SECONDS",
+              "Refuse pictures that take longer");
 }
 
 } // namespace oxel::tools

@@ -12,7 +12,7 @@
 
 namespace oxel::tools {
 
-/// Adds --panel, --size, --fit, --rotate, --background and the adjustments.
+/// Adds --panel, --size, --fit, --rotate, --background, the adjustments and the limits.
 void add_picture_options(CLI::App &command, PictureSettings &settings);
 
 /// The part of a command's help that explains them.

@@ -67,11 +67,11 @@ void render_single(const RenderOptions &options, const Panel &panel) {
         std::cout << json_line(options.settings, job, {Status::done, result, {}});
     if (options.json || options.quiet)
         return;
-    std::cout << job.frame << ": " << result.frame_size.text() << ", " << result.frame_bytes
-              << " bytes\n";
+    std::cout << printable(job.frame) << ": " << result.frame_size.text() << ", "
+              << result.frame_bytes << " bytes\n";
     for (const std::string &png : {job.preview, job.nominal})
         if (!png.empty())
-            std::cout << png << ": " << result.picture_size.text() << '\n';
+            std::cout << printable(png) << ": " << result.picture_size.text() << '\n';
     if (result.verdict)
         std::cout << "guard: " << verdict_name(*result.verdict) << '\n';
 }
@@ -87,9 +87,11 @@ void run(const RenderOptions &options) {
     const RenderSettings &settings = options.settings;
     check_frame_options(settings.frame); // tells a wrong command line before any work
     const bool batch = is_batch(options);
-    if (!batch)
+    if (!batch) {
+        check_frame_name(options.frame);
         check_outputs({options.frame, options.preview, options.nominal},
                       {options.photos.front(), settings.picture.panel});
+    }
     Panel panel = open_panel(settings.picture.panel, tuning_for(settings.dithering_mode),
                              settings.picture.intent);
     panel.layout = settings.frame.layout.value_or(panel.layout);

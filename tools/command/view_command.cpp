@@ -85,7 +85,7 @@ void run(const ViewOptions &options) {
     OutputFiles outputs;
     outputs.write(options.png, encode_png(options.png, image, size));
     outputs.publish();
-    std::cout << options.png << ": " << size.text() << '\n';
+    std::cout << printable(options.png) << ": " << size.text() << '\n';
 }
 
 } // namespace

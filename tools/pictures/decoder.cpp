@@ -3,6 +3,7 @@
 #include "base/files.h"
 #include "pictures/loaders.h"
 #include "pictures/vips_session.h"
+#include "preparation/light.h"
 
 #include <algorithm>
 #include <cmath>
@@ -169,7 +170,7 @@ VImage most_interesting(const VImage &picture, ImageSize size) {
 struct PartRows {
     Box part;
     std::size_t row_bytes;
-    Bytes bytes;
+    std::span<std::uint8_t> bytes;
 
     static int take(VipsRegion *region, VipsRect *area, void *self) {
         auto &rows = *static_cast<PartRows *>(self);
@@ -182,14 +183,12 @@ struct PartRows {
     }
 };
 
-/// A part of it. The whole is read, so that a picture that is cut off is noticed wherever it is.
-Bytes read_part(const VImage &picture, Box part) {
-    PartRows rows{part, VIPS_IMAGE_SIZEOF_PEL(picture.get_image()), {}};
-    rows.row_bytes *= static_cast<std::size_t>(part.size.width);
-    rows.bytes.resize(rows.row_bytes * static_cast<std::size_t>(part.size.height));
+/// Writes a part of it. The whole is read, so that a picture that is cut off is
+/// noticed wherever it is.
+void read_part(const VImage &picture, Box part, std::span<std::uint8_t> light) {
+    PartRows rows{part, bytes_a_pixel * static_cast<std::size_t>(part.size.width), light};
     if (vips_sink_disc(picture.get_image(), PartRows::take, &rows) != 0)
         throw vips::VError();
-    return rows.bytes;
 }
 
 VImage turn(const VImage &image, int orientation) {
@@ -202,8 +201,8 @@ VImage turn(const VImage &image, int orientation) {
 
 /// A picture as `wanted`, on the background. `centre` is the place, in shares of its sides upright,
 /// that should be kept in the middle.
-Light frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
-            std::pair<double, double> centre) {
+void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
+           std::pair<double, double> centre, std::span<std::uint8_t> light) {
     const Framing &framing = wanted.framing;
     const ImageSize size = wanted.size;
     const std::vector<double> background(framing.background.begin(), framing.background.end());
@@ -232,7 +231,8 @@ Light frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
         part = stored_box(part, resized, orientation);
         image = to_numbers(image);
         if (streamed) {
-            rows = read_part(image, part);
+            rows.resize(bytes_a_pixel * part.size.pixels());
+            read_part(image, part, rows);
             image = VImage::new_from_memory(rows.data(), rows.size(), part.size.width,
                                             part.size.height, 3, VIPS_FORMAT_USHORT);
         } else { // what is cut off is not made in the first place
@@ -244,19 +244,17 @@ Light frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
                                         VImage::option()
                                             ->set("extend", VIPS_EXTEND_BACKGROUND)
                                             ->set("background", background_light));
-    Light light(3 * size.pixels());
-    framed.write(VImage::new_from_memory(light.data(), sizeof light[0] * light.size(), size.width,
-                                         size.height, 3, VIPS_FORMAT_USHORT));
-    return light;
+    read_part(framed, {0, 0, size}, light);
 }
 
-DecodedPicture decode(int file, const Decoding &wanted, const PictureLimits &limits) {
+ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
+                 std::span<std::uint8_t> light) {
     OpenPicture picture = open_picture_file(file, wanted.document, 1, limits);
     const int orientation = orientation_of(picture.image, wanted.framing.rotation);
     const ImageSize own = upright(size_of(picture.image), orientation);
     Box part = taken_part(wanted.framing, own);
     if (wanted.size.pixels() == 0)
-        return {part.size, {}};
+        return part.size;
     std::pair<double, double> centre{0.5, 0.5};
     if (const auto &focus = wanted.framing.focus)
         centre = {((*focus)[0].of(own.width) - part.left) / part.size.width,
@@ -274,12 +272,14 @@ DecodedPicture decode(int file, const Decoding &wanted, const PictureLimits &lim
         picture.image = picture.image.extract_area(stored.left, stored.top, stored.size.width,
                                                    stored.size.height);
     }
-    return {wanted.size, frame(picture, orientation, wanted, centre)};
+    frame(picture, orientation, wanted, centre, light);
+    return wanted.size;
 }
 
 } // namespace
 
-DecodedPicture decode_picture(int file, const Decoding &wanted, const PictureLimits &limits) {
+ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
+                         std::span<std::uint8_t> light) {
     static const bool prepared = [] {
         start_vips();
         block_other_loaders();
@@ -289,9 +289,9 @@ DecodedPicture decode_picture(int file, const Decoding &wanted, const PictureLim
     take_vips_messages();
     const unsigned losses = vips_losses();
     try {
-        DecodedPicture picture = decode(file, wanted, limits);
+        const ImageSize size = decode(file, wanted, limits, light);
         if (vips_losses() == losses)
-            return picture;
+            return size;
     } catch (const vips::VError &) { // told below
     }
     const std::string message = take_vips_messages();

@@ -21,7 +21,8 @@ struct DecoderSettings {
     int threads;
 };
 
-/// Comes with two files: the picture, and shared memory for the pixels if they are asked for.
+/// Comes with the picture's file and, where it could be had, that of the memory for the pixels;
+/// else they follow the reply in packets.
 struct DecoderRequest {
     Decoding wanted;
 };
@@ -52,6 +53,8 @@ class Descriptor {
 
     int number_;
 };
+
+constexpr std::size_t pixel_packet = 65536;
 
 using TwoFiles = std::array<Descriptor, 2>;
 

@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "pictures/decoder_messages.h"
 #include "pictures/loaders.h"
+#include "pictures/sandbox.h"
 #include "pictures/vips_session.h"
 
 #include <algorithm>
@@ -34,7 +35,13 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 /// A disk may be slow and a machine busy: by the clock a picture has more time.
-constexpr int clock_seconds_a_second = 10;
+constexpr int clock_seconds_a_second = 30;
+
+/// The same file under a number that the new process does not use itself: where the standard ones
+/// are closed, they would be taken.
+Descriptor away_from_standard(Descriptor file) {
+    return Descriptor(fcntl(file.get(), F_DUPFD_CLOEXEC, decoder_socket + 1));
+}
 
 Descriptor open_regular(const std::string &path) {
     // Opening a pipe would wait for its writer.
@@ -47,35 +54,31 @@ Descriptor open_regular(const std::string &path) {
     return file;
 }
 
-/// Memory that two processes share, of a size that neither can change.
+/// Memory that two processes share, of a size that neither can change. There is none, for one,
+/// where files must not grow so large.
 class SharedMemory {
   public:
-    explicit SharedMemory(std::size_t channels)
-        : channels_(channels), file_(memfd_create("pixels", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
-        if (!file_ || ftruncate(file_.get(), static_cast<off_t>(size())) != 0 ||
+    explicit SharedMemory(std::size_t size)
+        : size_(size), file_(memfd_create("pixels", MFD_CLOEXEC | MFD_ALLOW_SEALING)) {
+        if (!file_ || ftruncate(file_.get(), static_cast<off_t>(size)) != 0 ||
             fcntl(file_.get(), F_ADD_SEALS, F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) != 0)
-            throw std::bad_alloc();
+            file_ = Descriptor();
     }
 
     int file() const { return file_.get(); }
 
-    Light contents() const {
-        Light light(channels_);
-        auto *const bytes = reinterpret_cast<char *>(light.data());
-        for (std::size_t done = 0; done < size();) {
-            const ssize_t count =
-                pread(file_.get(), bytes + done, size() - done, static_cast<off_t>(done));
-            if (count <= 0)
-                throw std::bad_alloc();
-            done += static_cast<std::size_t>(count);
-        }
-        return light;
+    std::size_t size() const { return size_; }
+
+    bool read(Bytes &bytes) const {
+        std::size_t done = 0;
+        for (ssize_t count = 1; count > 0 && done < size_; done += static_cast<std::size_t>(count))
+            count = std::max<ssize_t>(
+                0, pread(file_.get(), bytes.data() + done, size_ - done, static_cast<off_t>(done)));
+        return done == size_;
     }
 
   private:
-    std::size_t size() const { return sizeof(Light::value_type) * channels_; }
-
-    std::size_t channels_;
+    std::size_t size_;
     Descriptor file_;
 };
 
@@ -100,7 +103,10 @@ class DecoderProcess {
     bool is_alive() const { return process_ > 0; }
     bool fits(const PictureLimits &limits) const { return limits == limits_; }
 
-    Answer ask(const DecoderRequest &request, int picture, int memory) {
+    /// The pixels go to `rgb`, which has their size.
+    Answer ask(const DecoderRequest &request, int picture, Bytes &rgb) {
+        if (!memory_ || memory_->size() != rgb.size())
+            memory_.emplace(rgb.size());
         const bool fresh = !std::exchange(used_, true);
         const double start = processor_seconds();
         // For a process whose parent is gone; the parent is more exact.
@@ -108,9 +114,11 @@ class DecoderProcess {
                              RLIM_INFINITY};
         prlimit(process_, RLIMIT_CPU, &time, nullptr);
         Answer answer{};
-        if (send_packet(socket_.get(), &request, sizeof request, picture, memory) &&
+        if (send_packet(socket_.get(), &request, sizeof request, picture, memory_->file()) &&
             await_reply(start, answer.reply) &&
-            receive_packet(socket_.get(), &answer.reply, sizeof answer.reply)) {
+            receive_packet(socket_.get(), &answer.reply, sizeof answer.reply) &&
+            (answer.reply.result != DecoderReply::done ||
+             receive_pixels(start, answer.reply, rgb))) {
             answer.reply.reason.back() = '\0';
             answer.worth_another = answer.reply.result == DecoderReply::out_of_memory && !fresh;
             return answer;
@@ -129,13 +137,14 @@ class DecoderProcess {
         if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
             throw std::runtime_error(std::string("decoder: ") + std::strerror(errno));
         socket_ = Descriptor(ends[0]);
-        const Descriptor theirs(ends[1]);
-        errors_ = Descriptor(memfd_create("errors", MFD_CLOEXEC));
+        const Descriptor theirs = away_from_standard(Descriptor(ends[1]));
+        errors_ = away_from_standard(Descriptor(memfd_create("errors", MFD_CLOEXEC)));
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
         posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, "/dev/null", O_WRONLY, 0);
-        posix_spawn_file_actions_adddup2(&actions, errors_.get(), STDERR_FILENO);
+        if (!process_is_watched()) // whoever watches wants to be heard
+            posix_spawn_file_actions_adddup2(&actions, errors_.get(), STDERR_FILENO);
         posix_spawn_file_actions_adddup2(&actions, theirs.get(), decoder_socket);
         std::string program = "oxel";
         std::string argument = decoder_argument;
@@ -201,6 +210,17 @@ class DecoderProcess {
         return false;
     }
 
+    bool receive_pixels(double start, DecoderReply &reply, Bytes &rgb) {
+        if (memory_->file() >= 0)
+            return memory_->read(rgb);
+        for (std::size_t done = 0; done < rgb.size(); done += pixel_packet)
+            if (!await_reply(start, reply) ||
+                !receive_packet(socket_.get(), rgb.data() + done,
+                                std::min(pixel_packet, rgb.size() - done)))
+                return false;
+        return true;
+    }
+
     void explain_death(DecoderReply &reply, bool fresh, bool &worth_another) {
         siginfo_t end{};
         waitid(P_PID, static_cast<id_t>(process_), &end, WEXITED | WNOWAIT);
@@ -235,6 +255,7 @@ class DecoderProcess {
     pid_t process_ = -1;
     Descriptor socket_;
     Descriptor errors_;
+    std::optional<SharedMemory> memory_; // kept for pictures of the same size
     bool used_ = false;
 };
 
@@ -262,14 +283,14 @@ class DecoderPool {
 };
 
 DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int picture,
-                 int memory) {
+                 Bytes &rgb) {
     static DecoderPool pool;
     std::unique_ptr<DecoderProcess> process = pool.take(limits);
-    Answer answer = process->ask(request, picture, memory);
+    Answer answer = process->ask(request, picture, rgb);
     if (answer.worth_another) {
         // Perhaps the pictures before this one are to blame.
         process = std::make_unique<DecoderProcess>(limits);
-        answer = process->ask(request, picture, memory);
+        answer = process->ask(request, picture, rgb);
     }
     pool.give_back(std::move(process));
     return answer.reply;
@@ -280,14 +301,17 @@ DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int
 Light decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
                    ImageSize &size) {
     const Descriptor picture = open_regular(path);
-    const SharedMemory pixels(3 * wanted.size.pixels());
-    const DecoderReply reply = ask({wanted}, limits, picture.get(), pixels.file());
+    Bytes bytes(bytes_a_pixel * wanted.size.pixels());
+    const DecoderReply reply = ask({wanted}, limits, picture.get(), bytes);
     if (reply.result == DecoderReply::out_of_memory)
         throw Failure(path, memory_refusal(limits));
     if (reply.result == DecoderReply::refused)
         throw Failure(path, reply.reason.data());
     size = reply.size;
-    return pixels.contents();
+    Light light(bytes.size() / sizeof(Light::value_type));
+    if (!bytes.empty())
+        std::memcpy(light.data(), bytes.data(), bytes.size());
+    return light;
 }
 
 } // namespace oxel::tools

@@ -1,7 +1,9 @@
 #ifndef OXEL_TOOLS_DECODER_PROCESS_H
 #define OXEL_TOOLS_DECODER_PROCESS_H
 
+#include "base/files.h"
 #include "pictures/decoder.h"
+#include "preparation/light.h"
 
 #include <optional>
 #include <string>

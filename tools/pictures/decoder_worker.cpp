@@ -4,6 +4,7 @@
 #include "pictures/sandbox.h"
 #include "pictures/vips_session.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <stdexcept>
@@ -20,31 +21,48 @@ void refuse(DecoderReply &reply, const char *reason) {
     std::strncpy(reply.reason.data(), reason, reply.reason.size() - 1);
 }
 
-/// Copies the pixels to the memory that the asking process shares.
-void hand_over(const Light &light, int memory) {
-    if (light.empty())
-        return;
-    const std::size_t size = sizeof light[0] * light.size();
-    void *const shared = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, memory, 0);
-    if (shared == MAP_FAILED)
-        throw std::bad_alloc();
-    std::memcpy(shared, light.data(), size);
-    munmap(shared, size);
-}
+/// The memory that the asking process shares, or memory of our own.
+class Pixels {
+  public:
+    Pixels(int memory, std::size_t size) : size_(size) {
+        const int shared = memory < 0 ? MAP_PRIVATE | MAP_ANONYMOUS : MAP_SHARED;
+        if (size > 0)
+            pixels_ = mmap(nullptr, size, PROT_READ | PROT_WRITE, shared, memory, 0);
+        if (pixels_ == MAP_FAILED)
+            throw std::bad_alloc();
+    }
+    Pixels(const Pixels &) = delete;
+    Pixels &operator=(const Pixels &) = delete;
+    ~Pixels() { munmap(pixels_, size_); }
 
-DecoderReply serve(const DecoderRequest &request, const TwoFiles &files,
-                   const PictureLimits &limits) {
+    std::span<std::uint8_t> bytes() const { return {static_cast<std::uint8_t *>(pixels_), size_}; }
+
+  private:
+    std::size_t size_;
+    void *pixels_ = nullptr;
+};
+
+/// Whether the answer went out.
+bool serve(const DecoderRequest &request, const TwoFiles &files, const PictureLimits &limits) {
     DecoderReply reply{};
+    std::optional<Pixels> pixels;
+    const int memory = files[1].get();
     try {
-        const DecodedPicture picture = decode_picture(files[0].get(), request.wanted, limits);
-        hand_over(picture.light, files[1].get());
-        reply.size = picture.size;
+        pixels.emplace(memory, bytes_a_pixel * request.wanted.size.pixels());
+        reply.size = decode_picture(files[0].get(), request.wanted, limits, pixels->bytes());
     } catch (const std::bad_alloc &) {
         reply.result = DecoderReply::out_of_memory;
     } catch (const std::exception &error) {
         refuse(reply, error.what());
     }
-    return reply;
+    bool sent = send_packet(decoder_socket, &reply, sizeof reply);
+    if (reply.result == DecoderReply::done && memory < 0)
+        for (auto left = pixels->bytes(); sent && !left.empty();) {
+            const auto packet = left.first(std::min(left.size(), pixel_packet));
+            sent = send_packet(decoder_socket, packet.data(), packet.size());
+            left = left.subspan(packet.size());
+        }
+    return sent;
 }
 
 } // namespace
@@ -61,13 +79,10 @@ std::optional<int> run_decoder_process(int argc, char **argv) {
     DecoderRequest request{};
     for (;;) {
         TwoFiles files;
-        if (!receive_packet(decoder_socket, &request, sizeof request, &files))
-            break;
-        const DecoderReply reply = serve(request, files, settings.limits);
-        if (!send_packet(decoder_socket, &reply, sizeof reply))
-            break;
+        if (!receive_packet(decoder_socket, &request, sizeof request, &files) ||
+            !serve(request, files, settings.limits))
+            _exit(0); // there is nothing to put in order
     }
-    _exit(0); // there is nothing to put in order
 }
 
 } // namespace oxel::tools

@@ -25,11 +25,16 @@ struct Loader {
 };
 
 constexpr Loader loaders[] = {
-    {"VipsForeignLoadJpegSource"},    {"VipsForeignLoadPngSource"},
-    {"VipsForeignLoadPpmSource"},     {"VipsForeignLoadTiffSource"},
-    {"VipsForeignLoadWebpSource", 4}, {"VipsForeignLoadNsgifSource", 8},
-    {"VipsForeignLoadHeifSource", 3}, {"VipsForeignLoadJxlSource", 4},
-    {"VipsForeignLoadJp2kSource"},    {"VipsForeignLoadSvgSource", 0, true},
+    {"VipsForeignLoadJpegSource"},
+    {"VipsForeignLoadPngSource"},
+    {"VipsForeignLoadPpmSource"},
+    {"VipsForeignLoadTiffSource"},
+    {"VipsForeignLoadWebpSource", 4},
+    {"VipsForeignLoadNsgifSource", 8},
+    {"VipsForeignLoadHeifSource", 3},
+    {"VipsForeignLoadJxlSource", 4},
+    {"VipsForeignLoadJp2kSource"},
+    {"VipsForeignLoadSvgSource", 0, true},
     {"VipsForeignLoadPdfSource", 0, true, true},
 };
 
@@ -54,7 +59,10 @@ constexpr Format other_formats[] = {
     {"push graphic-context", "MVG"},
     {"PK\3\4", "ZIP"},
     {"\x1F\x8B", "gzip"},
-    {{"\0\0\0\x14" "ftypqt", 10}, "QuickTime"},
+    {{"\0\0\0\x14"
+      "ftypqt",
+      10},
+     "QuickTime"},
     {"\x1A\x45\xDF\xA3", "Matroska"},
     {"DDS ", "DDS"},
     {"qoif", "QOI"},
@@ -104,13 +112,18 @@ OpenPicture open_picture_file(int file, bool document, double scale, const Pictu
     lseek(file, 0, SEEK_SET); // where libvips expects it
     const vips::VSource source = vips::VSource::new_from_descriptor(file);
     const char *const found = vips_foreign_find_load_source(source.get_source());
-    const auto *const loader = std::find_if(
-        std::begin(loaders), std::end(loaders),
-        [&](const Loader &one) { return found && std::string_view(one.name) == found; });
+    const auto *const loader =
+        std::find_if(std::begin(loaders), std::end(loaders), [&](const Loader &one) {
+            return found && std::string_view(one.name) == found;
+        });
     if (loader == std::end(loaders))
         refuse_format(start);
     if (loader->document && !document)
         throw std::runtime_error("is a PDF document, which is drawn only if its name ends in .pdf");
+    if (std::string_view(loader->name) == "VipsForeignLoadPpmSource") {
+        check_pnm_head(file, limits);
+        lseek(file, 0, SEEK_SET);
+    }
     auto *const options = VImage::option()
                               ->set("access", VIPS_ACCESS_SEQUENTIAL)
                               ->set("fail_on", VIPS_FAIL_ON_TRUNCATED);

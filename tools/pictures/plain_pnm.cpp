@@ -88,7 +88,22 @@ VImage read_samples(Numbers &numbers, ImageSize size, int bands, int most, bool 
     return image.copy(VImage::option()->set("interpretation", bands == 1 ? grey : colour));
 }
 
+ImageSize read_size(Numbers &numbers, const PictureLimits &limits) {
+    ImageSize size{};
+    size.width = numbers.next(VIPS_MAX_COORD);
+    size.height = numbers.next(VIPS_MAX_COORD);
+    if (size.pixels() == 0)
+        throw std::runtime_error("has no pixels");
+    check_pixels(size, limits);
+    return size;
+}
+
 } // namespace
+
+void check_pnm_head(int file, const PictureLimits &limits) {
+    Numbers numbers(file);
+    read_size(numbers, limits);
+}
 
 bool is_plain_pnm(std::string_view start) {
     return start.size() > 1 && start[0] == 'P' && start[1] >= '1' && start[1] <= '3';
@@ -96,14 +111,11 @@ bool is_plain_pnm(std::string_view start) {
 
 VImage read_plain_pnm(int file, char kind, const PictureLimits &limits) {
     Numbers numbers(file);
-    ImageSize size{};
-    size.width = numbers.next(VIPS_MAX_COORD);
-    size.height = numbers.next(VIPS_MAX_COORD);
+    const ImageSize size = read_size(numbers, limits);
     const bool bits = kind == '1';
     const int most = bits ? 1 : numbers.next(65535);
-    if (size.pixels() == 0 || most == 0)
-        throw std::runtime_error("has no pixels");
-    check_pixels(size, limits);
+    if (most == 0)
+        throw std::runtime_error("has no brightness but 0");
     const int bands = kind == '3' ? 3 : 1;
     struct stat status {};
     // Each number takes a digit and, but for bits, a space behind it.

@@ -9,6 +9,10 @@
 
 namespace oxel::tools {
 
+/// Looks at the head of a PNM of bytes or bits, which libvips takes for numbers whatever it holds.
+/// Throws std::runtime_error.
+void check_pnm_head(int file, const PictureLimits &limits);
+
 /// Whether a file that starts so is a PNM in plain text: P1, P2 or P3.
 bool is_plain_pnm(std::string_view start);
 

@@ -34,16 +34,6 @@ namespace oxel::tools {
 
 namespace {
 
-/// Whether something watches the process that needs more than it does.
-bool is_watched() {
-#ifdef OXEL_SANITIZED
-    return true;
-#else
-    const char *const preloaded = std::getenv("LD_PRELOAD");
-    return preloaded && std::string_view(preloaded).find("vgpreload") != std::string_view::npos;
-#endif
-}
-
 void limit_memory(const PictureLimits &limits) {
     // The program itself and the libraries' code have their share of what a process takes.
     const rlim_t program = 64;
@@ -56,8 +46,12 @@ void limit_memory(const PictureLimits &limits) {
 #if defined(LANDLOCK_ACCESS_FS_MAKE_SYM) && defined(SYS_landlock_create_ruleset)
 /// Folders and files that libraries may look into while they decode.
 std::vector<std::string> readable_places() {
-    std::vector<std::string> places = {"/usr", "/lib", "/lib64", "/etc/fonts",
-                                       "/etc/ld.so.cache", "/var/cache/fontconfig",
+    std::vector<std::string> places = {"/usr",
+                                       "/lib",
+                                       "/lib64",
+                                       "/etc/fonts",
+                                       "/etc/ld.so.cache",
+                                       "/var/cache/fontconfig",
                                        "/sys/devices/system/cpu"};
     if (const char *const home = std::getenv("HOME"))
         for (const char *const fonts :
@@ -160,8 +154,17 @@ void restrict_system_calls() {
 
 } // namespace
 
+bool process_is_watched() {
+#ifdef OXEL_SANITIZED
+    return true;
+#else
+    const char *const preloaded = std::getenv("LD_PRELOAD");
+    return preloaded && std::string_view(preloaded).find("vgpreload") != std::string_view::npos;
+#endif
+}
+
 void enter_sandbox(const PictureLimits &limits) {
-    if (is_watched())
+    if (process_is_watched())
         return;
     limit_memory(limits);
     restrict_files();

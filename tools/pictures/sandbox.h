@@ -5,10 +5,13 @@
 
 namespace oxel::tools {
 
+/// Whether a sanitizer or Valgrind is at work, which need more than the program does.
+bool process_is_watched();
+
 /// Takes from this process, for good, what a decoder of pictures does not need: memory beyond the
-/// limit (where no sanitizer and no Valgrind is at work, which need more), and, as far as the
-/// kernel has Landlock and seccomp, all files but the system's libraries, fonts and their settings,
-/// which can be read, other programs and the network. Files that are open stay so.
+/// limit and, as far as the kernel has Landlock and seccomp, the network, other programs, and all
+/// files but the system's libraries and fonts, which can be read. Files that are open stay so. Does
+/// nothing to a process that is watched.
 void enter_sandbox(const PictureLimits &limits);
 
 } // namespace oxel::tools

@@ -14,7 +14,7 @@ using vips::VImage;
 
 namespace {
 
-std::atomic<unsigned> losses = 0; // counted by workers of libvips
+std::atomic<unsigned> losses = 0;       // counted by workers of libvips
 std::atomic<int> threads_a_picture = 0; // 0: as many as there are processors
 
 /// Nothing of the libraries' talk reaches the terminal. What they cannot go on without is memory.
@@ -82,7 +82,7 @@ std::string take_vips_messages() {
     return line.empty() ? "libvips gives no reason" : line;
 }
 
-VImage image_of(const Bytes &rgb, ImageSize size) {
+VImage image_of(std::span<const std::uint8_t> rgb, ImageSize size) {
     return VImage::new_from_memory(const_cast<std::uint8_t *>(rgb.data()), rgb.size(), size.width,
                                    size.height, 3, VIPS_FORMAT_UCHAR)
         .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));

@@ -7,6 +7,7 @@
 
 #include <vips/vips8>
 
+#include <span>
 #include <string>
 
 namespace oxel::tools {
@@ -29,7 +30,7 @@ unsigned vips_losses();
 std::string take_vips_messages();
 
 /// An image over the memory of `rgb`.
-vips::VImage image_of(const Bytes &rgb, ImageSize size);
+vips::VImage image_of(std::span<const std::uint8_t> rgb, ImageSize size);
 
 Bytes to_png(const vips::VImage &image);
 

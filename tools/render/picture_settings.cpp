@@ -9,10 +9,10 @@ Light open_picture(const std::string &photo, const PictureSettings &settings, co
     if (settings.size)
         size = *settings.size;
     else
-        size = panel.size ? *panel.size : picture_size(photo, settings.framing);
+        size = panel.size ? *panel.size : picture_size(photo, settings.framing, settings.limits);
     if (!size.supported())
         throw Failure(photo, "too large to be rendered at its own size: " + size.text());
-    Light picture = load_picture(photo, size, settings.framing);
+    Light picture = load_picture(photo, size, settings.framing, settings.limits);
     develop(picture, size, settings.development, exact_colours_of(panel.package));
     if (settings.adjustment != Adjustment{}) {
         Bytes bytes = bytes_of(picture);

@@ -17,6 +17,7 @@ struct PictureSettings {
     std::optional<Intent> intent; // of the package that is built for the panel
     std::optional<ImageSize> size; // instead of the panel's
     Framing framing;
+    PictureLimits limits;
     Adjustment adjustment;
     Development development;
     bool bare = false; // the library gets its bytes as they are

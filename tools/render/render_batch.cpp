@@ -4,6 +4,7 @@
 #include "package_builder/package_file.h"
 #include "pictures/vips_session.h"
 #include "render/batch.h"
+#include "render/batch_journal.h"
 #include "render/progress.h"
 
 #include <nlohmann/json.hpp>
@@ -12,6 +13,7 @@
 #include <array>
 #include <iostream>
 #include <mutex>
+#include <optional>
 
 namespace oxel::tools {
 
@@ -28,9 +30,8 @@ nlohmann::ordered_json lengths(const std::optional<std::array<PictureLength, cou
     return list;
 }
 
-/// Notes in the folder of the frames how they are made, and returns since when they are made so.
-fs::file_time_type note_settings(const std::string &frames, const RenderSettings &settings,
-                                 const Panel &panel) {
+/// All that the frames depend on beside their photographs.
+std::string describe(const RenderSettings &settings, const Panel &panel) {
     const PictureSettings &picture = settings.picture;
     const Adjustment &amounts = picture.adjustment;
     const Development &development = picture.development;
@@ -55,29 +56,7 @@ fs::file_time_type note_settings(const std::string &frames, const RenderSettings
         {"threshold", settings.guard_threshold.value_or(0)},
         {"frame", {settings.frame.content, settings.frame.format}},
     };
-    const std::string text = note.dump(1) + "\n";
-    const std::string path = fs::path(frames) / ".oxel-render.json";
-    const Bytes bytes(text.begin(), text.end());
-    if (!fs::exists(path) || read_file(path) != bytes) {
-        OutputFiles output;
-        output.write(path, bytes);
-        output.publish();
-        sync_folders(); // the frames of other settings must not outlast this note
-    }
-    return fs::last_write_time(path);
-}
-
-bool is_up_to_date(const RenderJob &job, fs::file_time_type settings_time) {
-    std::error_code missing;
-    const auto photo_time = fs::last_write_time(job.photo, missing);
-    for (const std::string &output : {job.frame, job.preview, job.nominal}) {
-        if (output.empty())
-            continue;
-        const auto time = fs::last_write_time(output, missing);
-        if (missing || time <= photo_time || time < settings_time)
-            return false;
-    }
-    return true;
+    return note.dump();
 }
 
 class Batch {
@@ -88,7 +67,7 @@ class Batch {
         for (const std::string &folder : {options.frames, options.previews, options.nominals})
             if (!folder.empty())
                 make_folder(folder);
-        settings_time_ = note_settings(options.frames, settings, panel);
+        journal_.emplace(options.frames, describe(settings, panel));
     }
 
     void run() {
@@ -145,17 +124,20 @@ class Batch {
         }
     }
 
-    Outcome outcome_of(std::size_t i) const {
+    Outcome outcome_of(std::size_t i) {
         const RenderJob &job = jobs_[i];
         if (outcomes_[i].status == Status::failed)
             return outcomes_[i];
-        if (options_.resume && is_up_to_date(job, settings_time_))
+        if (options_.resume && journal_->is_up_to_date(job))
             return {Status::skipped, {}, {}};
         try {
             for (const std::string &output : {job.frame, job.preview, job.nominal})
                 if (!output.empty())
                     make_folder(fs::path(output).parent_path());
-            return {Status::done, run_job(job, settings_, panel_), {}};
+            const FileVersion photo = file_version(job.photo);
+            const RenderResult result = run_job(job, settings_, panel_);
+            journal_->note(job, photo, result.outputs);
+            return {Status::done, result, {}};
         } catch (const std::exception &error) {
             return failed(job, error);
         }
@@ -174,7 +156,7 @@ class Batch {
         }
         const auto &[done, skipped, failures] = counts;
         if (!options_.quiet && !options_.json) {
-            std::cout << options_.frames << ": " << done << " rendered, " << skipped
+            std::cout << printable(options_.frames) << ": " << done << " rendered, " << skipped
                       << " up to date, " << failures << " failed\n";
             if (settings_.guard_threshold)
                 std::cout << "guard: " << verdicts[0] << " passed, " << verdicts[1] << " shifted, "
@@ -190,7 +172,7 @@ class Batch {
     const Panel &panel_;
     std::vector<RenderJob> jobs_;
     std::vector<Outcome> outcomes_;
-    fs::file_time_type settings_time_;
+    std::optional<BatchJournal> journal_;
     std::mutex output_mutex_;
 };
 

@@ -65,6 +65,7 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
         encode_frame(panel.source, file_format(settings.frame), result.frame_size, image);
     result.frame_bytes = frame.size();
     outputs.write(job.frame, frame);
+    result.outputs = outputs.versions();
     outputs.publish();
     return result;
 }

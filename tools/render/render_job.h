@@ -30,6 +30,7 @@ struct RenderResult {
     ImageSize frame_size;
     std::size_t frame_bytes;
     std::optional<int> verdict; // enum Oxel_guard_result
+    FileVersions outputs;
 };
 
 /// Renders with the adopted panel and publishes the outputs. Throws Failure.

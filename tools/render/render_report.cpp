@@ -38,7 +38,7 @@ std::string json_line(const RenderSettings &settings, const RenderJob &job,
     if (const auto verdict = outcome.result.verdict)
         line["guard"] = {{"threshold", *settings.guard_threshold},
                          {"verdict", verdict_name(*verdict)}};
-    return line.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace) + "\n";
+    return line.dump(-1, ' ', true, nlohmann::json::error_handler_t::replace) + "\n";
 }
 
 std::string verdict_name(int verdict) {
