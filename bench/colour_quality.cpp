@@ -217,7 +217,7 @@ class Photo {
         ImageSize whole = picture_size(path, {});
         const double scale = std::min(1.0, 800.0 / std::max(whole.width, whole.height));
         size_ = {int(whole.width * scale), int(whole.height * scale)};
-        bytes_ = load_picture(path, size_, {.fit = Fit::stretch});
+        bytes_ = bytes_of(load_picture(path, size_, {.fit = Fit::stretch}));
         const LightImage image = light_of(bytes_, size_);
         lab_ = lab_of(blur(image, 2.5), {1, 1, 1});
         detail_ = lightness_detail(image, {1, 1, 1});
@@ -324,7 +324,7 @@ Bytes tuning_sheet(const std::string &file, const std::vector<PanelColour> &colo
 void write_pictures(const std::string &folder, const std::vector<PanelColour> &colours,
                     const std::string &path) {
     constexpr ImageSize size{400, 300};
-    const Bytes picture = load_picture(path, size, {});
+    const Bytes picture = bytes_of(load_picture(path, size, {}));
     OutputFiles outputs;
     const auto write = [&](const std::string &name, const Bytes &package) {
         adopt_package(name, package);

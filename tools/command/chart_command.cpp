@@ -6,6 +6,7 @@
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
 #include "pictures/vips_session.h"
+#include "render/prepared_render.h"
 
 #include <algorithm>
 #include <cmath>
@@ -182,7 +183,10 @@ void draw_rendered(const ChartOptions &options, const std::string &name, Bytes (
     adopt_package(panel.source, panel.package);
     Charts charts(options, panel);
     const Bytes picture = draw(charts.size());
-    Rendering rendering = render(panel.source, picture, charts.size(), options.dithering_mode);
+    Light light(picture.size());
+    light_of_bytes(picture, light);
+    Rendering rendering =
+        render(prepare(light, charts.size(), panel, true, false), panel, options.dithering_mode);
     charts.add_picture(name, picture);
     charts.add_picture(name + "-preview", rendering.measured);
     charts.add_frame(name, std::move(rendering.tcon));

@@ -26,7 +26,8 @@ Panel open_description(const std::string &source, const PanelDescription &descri
                 description.size,
                 description.layout,
                 description.colour_names,
-                description.colours};
+                description.colours,
+                Intent::perceptual};
     tune(panel, tuning);
     return panel;
 }
@@ -45,6 +46,17 @@ bool is_description(const Bytes &bytes) {
     return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
 }
 
+Grid grid_of(std::span<const std::uint8_t> package) {
+    const auto options = noted_options(package);
+    return options && options->intent != Intent::absolute ? Grid::ends : Grid::middles;
+}
+
+ExactColours exact_colours_of(std::span<const std::uint8_t> package) {
+    const auto fields = read_package_fields(package);
+    return ExactColours(fields ? package_table(package, fields->palette, 3UL * fields->colours)
+                               : std::span<const std::uint8_t>());
+}
+
 /// A description that has a built-in panel's colours has its package, too.
 void tune(Panel &panel, Tuning tuning) {
     if (panel.colours.empty())
@@ -52,11 +64,12 @@ void tune(Panel &panel, Tuning tuning) {
     const std::vector<PanelDescription> descriptions = built_in_panel_descriptions();
     for (std::size_t i = 0; i < descriptions.size(); ++i)
         if (const auto &[packed, size] = built_in_packages[i][std::size_t(tuning)];
-            size > 0 && descriptions[i].colours == panel.colours) {
+            size > 0 && descriptions[i].colours == panel.colours &&
+            panel.intent == Intent::perceptual) {
             panel.package = unpack_package(packed, size);
             return;
         }
-    panel.package = cached_package(panel.colours, {.tuning = tuning});
+    panel.package = cached_package(panel.colours, {.intent = panel.intent, .tuning = tuning});
 }
 
 std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning) {
@@ -69,16 +82,24 @@ std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning) {
 Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning) {
     if (is_description(bytes))
         return open_description(source, parse(source, bytes), tuning);
-    return {source, source, std::move(bytes), std::nullopt, 0, {}, {}};
+    return {source, source, std::move(bytes), std::nullopt, 0, {}, {}, Intent::perceptual};
 }
 
-Panel open_panel(const std::string &name, Tuning tuning) {
-    if (auto panel = built_in_panel(name, tuning))
-        return std::move(*panel);
-    if (!std::filesystem::exists(name))
-        throw Failure(name, "neither a built-in panel (see oxel panels) nor a file" +
-                                suggestion(name, built_in_names()));
-    return panel_from_bytes(name, read_file(name), tuning);
+Panel open_panel(const std::string &name, Tuning tuning, std::optional<Intent> intent) {
+    std::optional<Panel> panel = built_in_panel(name, tuning);
+    if (!panel) {
+        if (!std::filesystem::exists(name))
+            throw Failure(name, "neither a built-in panel (see oxel panels) nor a file" +
+                                    suggestion(name, built_in_names()));
+        panel = panel_from_bytes(name, read_file(name), tuning);
+    }
+    if (intent && panel->colours.empty())
+        throw Failure(name, "is a package, whose intent is settled: --intent needs a description");
+    if (intent && *intent != panel->intent) {
+        panel->intent = *intent;
+        tune(*panel, tuning);
+    }
+    return std::move(*panel);
 }
 
 PanelDescription read_panel_description(const std::string &path) {
