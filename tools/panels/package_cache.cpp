@@ -77,7 +77,7 @@ Bytes cached_package(const std::vector<PanelColour> &colours, const BuildOptions
         return build_package(colours, options);
     const std::string entry = (folder / entry_name(colours, options)).string();
     try {
-        if (fs::is_regular_file(entry)) // nothing that reading could wait for
+        if (fs::is_regular_file(entry)) // reading a pipe would wait
             if (Bytes package = read_file(entry); is_package_of(package, colours, options))
                 return package;
     } catch (const std::exception &) { // as good as not there

@@ -57,7 +57,7 @@ ExactColours exact_colours_of(std::span<const std::uint8_t> package) {
                                : std::span<const std::uint8_t>());
 }
 
-/// A description that has a built-in panel's colours has its package, too.
+/// A description with a built-in panel's colours takes that panel's package.
 void tune(Panel &panel, Tuning tuning) {
     if (panel.colours.empty())
         return;
