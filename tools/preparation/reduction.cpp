@@ -63,7 +63,7 @@ ReducedSide::Taps ReducedSide::taps(int place) const {
         return {place, weights_.data()};
     const int centre =
         static_cast<int>(std::floor((place * step_ + start_) * phases + 0.5)); // in phases
-    const int pixel = (centre + phases * count) / phases - count;               // rounded down
+    const int pixel = (centre + phases * count) / phases - count;              // rounded down
     return {pixel - (count / 2 - 1),
             &weights_[static_cast<std::size_t>((centre - phases * pixel) * count)]};
 }
@@ -83,6 +83,7 @@ Reduction::Reduction(ReducedSide across, ReducedSide down, int left, int top, Im
     ring_.resize(padded * static_cast<std::size_t>(down_.count));
     row_.resize(3 * static_cast<std::size_t>(across_.from / across_.box + 1 + 2 * across_.count) +
                 padded);
+    taken_.resize(static_cast<std::size_t>(down_.count));
 }
 
 float *Reduction::kept(int place) {
@@ -118,16 +119,15 @@ void Reduction::add(std::span<const std::uint16_t> row) {
 /// The rows that it needs are in the ring, except those beyond the edges.
 void Reduction::write(int place) {
     const auto [first, weights] = down_.taps(top_ + place);
-    std::vector<const float *> rows;
-    for (int tap = 0; tap < down_.count; ++tap)
-        rows.push_back(kept(std::clamp(first + tap, 0, boxed_ - 1)));
+    for (std::size_t tap = 0; tap < taken_.size(); ++tap)
+        taken_[tap] = kept(std::clamp(first + static_cast<int>(tap), 0, boxed_ - 1));
     const auto margin = 3 * static_cast<std::size_t>(across_.count);
     float *const column = row_.data() + margin;
     for (std::size_t i = 0; i < sums_.size(); i += block) {
         Vector sums[block / lanes] = {};
-        for (std::size_t tap = 0; tap < rows.size(); ++tap)
+        for (std::size_t tap = 0; tap < taken_.size(); ++tap)
             for (std::size_t k = 0; k < block / lanes; ++k)
-                sums[k] += weights[tap] * load(rows[tap] + i + k * lanes);
+                sums[k] += weights[tap] * load(taken_[tap] + i + k * lanes);
         std::memcpy(column + i, sums, sizeof sums);
     }
     const auto box = static_cast<std::size_t>(across_.box);
@@ -146,8 +146,8 @@ void Reduction::write(int place) {
         row_[i] = column[i % 3];
         column[3 * boxed + i] = column[3 * (boxed - 1) + i % 3];
     }
-    std::uint16_t *out = &light_[3 * static_cast<std::size_t>(size_.width) *
-                                 static_cast<std::size_t>(place)];
+    std::uint16_t *out =
+        &light_[3 * static_cast<std::size_t>(size_.width) * static_cast<std::size_t>(place)];
     for (int x = 0; x < size_.width; ++x, out += 3) {
         const auto [left, across] = across_.taps(left_ + x);
         const float *from = column + 3 * (left - first_column_ / across_.box);

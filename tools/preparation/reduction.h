@@ -65,6 +65,7 @@ class Reduction {
     std::vector<float> sums_;
     std::vector<float> ring_;
     std::vector<float> row_;
+    std::vector<const float *> taken_; // of the ring, by a row that is written
 };
 
 } // namespace oxel::tools
