@@ -28,7 +28,9 @@ namespace {
 static_assert(std::endian::native == std::endian::little);
 
 /// A register of an instruction set. A `Target` tells how many pixels one holds, and how to
-/// multiply: high_product(words, factor) is the upper half of the 32-bit products.
+/// multiply: high_product(words, factor) is the upper half of the 32-bit products. What it may name
+/// besides, as one instruction where GCC makes several of the general text: widen(pixels) and
+/// clamp(words, most).
 template <class Target>
 struct Register {
     typedef std::int16_t Words __attribute__((vector_size(8 * Target::pixels)));
@@ -75,13 +77,30 @@ OXEL_INLINE std::uint64_t last_lane(Words<Target> words) {
     return ((Quads<Target>)words)[Target::pixels - 1];
 }
 
-/// The first three bytes of each pixel of four, as the slots of its lane.
+/// The bytes of each pixel, of which the fourth may be any, as the slots of its lane.
 template <class Target>
 OXEL_INLINE Words<Target> widen(const std::uint32_t *pixels) {
-    typename Register<Target>::Bytes bytes;
-    std::memcpy(&bytes, pixels, sizeof bytes);
-    const Quads<Target> slots = Quads<Target>{} + 0x0000FFFFFFFFFFFFU;
-    return __builtin_convertvector(bytes, Words<Target>) & (Words<Target>)slots;
+    if constexpr (requires { Target::widen(pixels); }) {
+        return Target::widen(pixels);
+    } else {
+        typename Register<Target>::Bytes bytes;
+        std::memcpy(&bytes, pixels, sizeof bytes);
+        return __builtin_convertvector(bytes, Words<Target>);
+    }
+}
+
+/// Each slot of a colour in 0 to 255, the idle one in 0 to 0: that is where whatever a pixel's
+/// fourth byte was ends.
+template <class Target>
+OXEL_INLINE Words<Target> clamp(Words<Target> value) {
+    const auto most = (Words<Target>)(Quads<Target>{} + 0x000000FF00FF00FFU);
+    if constexpr (requires { Target::clamp(value, most); }) {
+        return Target::clamp(value, most);
+    } else {
+        constexpr Words<Target> least{};
+        value = value > least ? value : least;
+        return value < most ? value : most;
+    }
 }
 
 // Shares.
@@ -189,9 +208,7 @@ OXEL_INLINE Quads<Target> look_up(Quads<Target> cells, const LaneTables &tables,
 template <class Target>
 OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables,
                                    std::uint8_t *indices, std::ptrdiff_t stride) {
-    constexpr Words<Target> least{}, most = Words<Target>{} + std::int16_t{255};
-    value = value > least ? value : least;
-    value = value < most ? value : most;
+    value = clamp<Target>(value);
     // Six bits of R, G and B from bits 0, 16 and 32 on; in the cell's number from 12, 6 and 0 on.
     const Quads<Target> channels = (Quads<Target>)(value >> 2);
     const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
@@ -204,22 +221,29 @@ OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables
 template <class Target, bool rgb>
 void stage_mapped(const std::uint8_t *gamut, const std::uint8_t *pixels, std::int32_t count,
                   std::uint32_t *staged, std::ptrdiff_t stride) {
-    const auto map = [&](std::int32_t i, std::uint32_t cell) {
+    const auto map = [&](std::int32_t i, std::uint32_t place) {
         // Four bytes move faster than three. Behind the table's last entry they reach into what
         // follows in the package, at least its trailer.
-        std::memcpy(&staged[i * stride], gamut + 3 * cell, 4);
+        std::memcpy(&staged[i * stride], gamut + place, 4);
     };
     std::int32_t i = 0;
-    if constexpr (requires { Target::extract_bits(0U, 0U); })
-        for (; i < count - 1; ++i) {
-            std::uint32_t bytes; // the pixel's and the next one's first
-            std::memcpy(&bytes, pixels + std::ptrdiff_t{3} * i, 4);
-            map(i, rgb ? Target::extract_bits(__builtin_bswap32(bytes), 0xFCFCFC00)
-                       : Target::extract_bits(bytes, 0xFCFCFC));
+    if constexpr (requires { Target::template gamut_places<rgb>(pixels); }) {
+        // The places leave by way of memory, as a register gives its lanes away more slowly, and
+        // nothing waits for them.
+        using Places = decltype(Target::template gamut_places<rgb>(pixels));
+        constexpr std::int32_t at_once = sizeof(Places) / sizeof(std::uint32_t);
+        for (; i + at_once <= count; i += at_once) {
+            const Places places =
+                Target::template gamut_places<rgb>(pixels + std::ptrdiff_t{3} * i);
+            std::uint32_t place[at_once];
+            std::memcpy(place, &places, sizeof place);
+            for (std::int32_t k = 0; k < at_once; ++k)
+                map(i + k, place[k]);
         }
+    }
     for (; i < count; ++i) {
         const std::uint8_t *pixel = pixels + std::ptrdiff_t{3} * i;
-        map(i, colour_cell(pixel[rgb ? 0 : 2], pixel[1], pixel[rgb ? 2 : 0]));
+        map(i, 3 * colour_cell(pixel[rgb ? 0 : 2], pixel[1], pixel[rgb ? 2 : 0]));
     }
 }
 
