@@ -44,6 +44,15 @@ struct Avx2 {
             _mm256_max_epi16((__m256i)words, _mm256_setzero_si256()), (__m256i)most);
     }
 
+    static Quads<Avx2> cells_of_pair(Words<Avx2> first, Words<Avx2> second) {
+        const __m256i bytes = _mm256_packus_epi16((__m256i)first, (__m256i)second);
+        const __m256i channels =
+            _mm256_and_si256(_mm256_srli_epi16(bytes, 2), _mm256_set1_epi8(63));
+        return (Quads<Avx2>)_mm256_madd_epi16(
+            _mm256_maddubs_epi16(channels, _mm256_set1_epi32(0x00010140)),
+            _mm256_set1_epi32(0x00010040));
+    }
+
     /// Where the mapped colours of eight pixels stand in the gamut table.
     template <bool rgb>
     static __m256i gamut_places(const std::uint8_t *pixels) {

@@ -65,6 +65,15 @@ struct Avx512 {
             _mm512_max_epi16((__m512i)words, _mm512_setzero_si512()), (__m512i)most);
     }
 
+    static Quads<Avx512> cells_of_pair(Words<Avx512> first, Words<Avx512> second) {
+        const __m512i bytes = _mm512_packus_epi16((__m512i)first, (__m512i)second);
+        const __m512i channels =
+            _mm512_and_si512(_mm512_srli_epi16(bytes, 2), _mm512_set1_epi8(63));
+        return (Quads<Avx512>)_mm512_madd_epi16(
+            _mm512_maddubs_epi16(channels, _mm512_set1_epi32(0x00010140)),
+            _mm512_set1_epi32(0x00010040));
+    }
+
     /// Where the mapped colours of 16 pixels stand in the gamut table.
     template <bool rgb>
     static __m512i gamut_places(const std::uint8_t *pixels) {

@@ -119,7 +119,12 @@ class Shares {
         if constexpr (weight == 0)
             return Words<Target>{};
         else
-            return of_weight_[weight - 1];
+            return of<weight>();
+    }
+
+    template <int weight>
+    OXEL_INLINE Words<Target> of() const {
+        return of_weight_[weight - 1];
     }
 
   private:
@@ -195,12 +200,19 @@ struct LaneTables {
     }
 };
 
+/// The colours of indices that are `stride` apart.
 template <class Target, int... i>
-OXEL_INLINE Quads<Target> look_up(Quads<Target> cells, const LaneTables &tables,
+OXEL_INLINE Words<Target> colours_of(const std::uint8_t *indices, std::ptrdiff_t stride,
+                                     const LaneTables &tables, std::integer_sequence<int, i...>) {
+    return (Words<Target>)Quads<Target>{tables.palette[indices[i * stride]]...};
+}
+
+template <class Target, int... i>
+OXEL_INLINE Words<Target> look_up(Quads<Target> cells, const LaneTables &tables,
                                   std::uint8_t *indices, std::ptrdiff_t stride,
                                   std::integer_sequence<int, i...>) {
     ((indices[i * stride] = tables.cells[cells[i]]), ...);
-    return Quads<Target>{tables.palette[indices[i * stride]]...};
+    return colours_of<Target>(indices, stride, tables, EachPixel<Target>());
 }
 
 /// Chooses the palette index of each accumulated value, clamped, and stores them `stride` apart.
@@ -212,8 +224,41 @@ OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables
     // Six bits of R, G and B from bits 0, 16 and 32 on; in the cell's number from 12, 6 and 0 on.
     const Quads<Target> channels = (Quads<Target>)(value >> 2);
     const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
-    return value -
-           (Words<Target>)look_up<Target>(cells, tables, indices, stride, EachPixel<Target>());
+    return value - look_up<Target>(cells, tables, indices, stride, EachPixel<Target>());
+}
+
+template <class Target, int... i>
+OXEL_INLINE void look_up_pair(Quads<Target> cells, const LaneTables &tables, std::uint8_t *first,
+                              std::uint8_t *second, std::ptrdiff_t stride,
+                              std::integer_sequence<int, i...>) {
+    const auto look_up_two = [&](std::uint64_t two, std::uint8_t *indices) {
+        indices[0] = tables.cells[static_cast<std::uint32_t>(two)];
+        indices[stride] = tables.cells[two >> 32];
+    };
+    ((look_up_two(cells[2 * i], first + 2 * i * stride),
+      look_up_two(cells[2 * i + 1], second + 2 * i * stride)),
+     ...);
+}
+
+/// The same for two registers, the indices of the second one behind those of the first. Where a
+/// `Target` has cells_of_pair(value, value), that takes fewer instructions, but each result comes
+/// later. It returns the cells' numbers in halves of lanes: those of the first register's pixels 0
+/// and 1, the second one's 0 and 1, the first one's 2 and 3, and so on.
+template <class Target>
+OXEL_INLINE void quantise_pair(Words<Target> &value, Words<Target> &next, const LaneTables &tables,
+                               std::uint8_t *indices, std::ptrdiff_t stride) {
+    std::uint8_t *next_indices = indices + Target::pixels * stride;
+    if constexpr (requires { Target::cells_of_pair(value, next); }) {
+        value = clamp<Target>(value);
+        next = clamp<Target>(next);
+        look_up_pair<Target>(Target::cells_of_pair(value, next), tables, indices, next_indices,
+                             stride, std::make_integer_sequence<int, Target::pixels / 2>());
+        value -= colours_of<Target>(indices, stride, tables, EachPixel<Target>());
+        next -= colours_of<Target>(next_indices, stride, tables, EachPixel<Target>());
+    } else {
+        next = quantise<Target>(next, tables, next_indices, stride);
+        value = quantise<Target>(value, tables, indices, stride);
+    }
 }
 
 // Pictures.
@@ -228,8 +273,6 @@ void stage_mapped(const std::uint8_t *gamut, const std::uint8_t *pixels, std::in
     };
     std::int32_t i = 0;
     if constexpr (requires { Target::template gamut_places<rgb>(pixels); }) {
-        // The places leave by way of memory, as a register gives its lanes away more slowly, and
-        // nothing waits for them.
         using Places = decltype(Target::template gamut_places<rgb>(pixels));
         constexpr std::int32_t at_once = sizeof(Places) / sizeof(std::uint32_t);
         for (; i + at_once <= count; i += at_once) {

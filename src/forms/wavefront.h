@@ -2,6 +2,9 @@
 #define OXEL_FORMS_WAVEFRONT_H
 
 #include "lanes.h"
+#include "share_history.h"
+
+#include <type_traits>
 
 // Plain scan order, many rows at once. A row may follow the row above it as soon as that one has
 // handed out all that its next pixel will receive: two columns behind for Floyd and Steinberg,
@@ -52,6 +55,7 @@ class Wavefront {
     static constexpr int lag = kernel.reach + 1;            // columns between two rows
     static constexpr int depth = lag * (rows - 1);
     static constexpr int run = 128; // steps between staging pixels and handing on indices
+    static_assert(run % steps_kept == 0 && lag < steps_kept);
 
     // What a block's last row hands to the next block's rows, one lane a column, lies in `carry`
     // for the first of them and in `second_carry` for the second. A block reads at its first row's
@@ -71,13 +75,17 @@ class Wavefront {
 
     /// What the rows of one register have in hand.
     struct Rows {
-        Ahead<Target, kernel> ahead;
-        Below<Target, kernel, 1> next;
-        Below<Target, kernel, 2> after_next;
-        Words<Target> complete;     // sums for the row below
-        Words<Target> second;       // sums for the row below that one
-        Words<Target> waiting[lag]; // the same of the last steps, oldest first
+        Words<Target> ahead;           // for the next pixel of each row
+        Words<Target> complete;        // sums for the row below
+        Below<Target, kernel, 1> next; // unless the kernel is wide
     };
+
+    static constexpr bool wide = kernel.rows > 2;
+    struct Histories {
+        ShareHistory<Target, kernel, registers> shares;
+        WaitingSums<Target, registers> waiting; // for the row after the next
+    };
+    struct NoHistories {};
 
     /// The part of a block's run in one row.
     struct Piece {
@@ -99,6 +107,7 @@ class Wavefront {
         const int block_rows = rows_left < rows ? rows_left : rows;
         const auto end = static_cast<std::int32_t>(steps_of_block(picture.width));
         Rows state[registers] = {};
+        histories_ = {};
         for (std::int32_t start = 0; start < end; start += run) {
             const int steps = end - start < run ? end - start : run;
             for (int row = 0; row < block_rows; ++row) {
@@ -144,47 +153,45 @@ class Wavefront {
     /// Step `i` of the run, when the first row is at `column`.
     OXEL_INLINE void step(Rows (&state)[registers], int i, std::int32_t column, std::int32_t width,
                           std::uint64_t *carry, std::uint64_t *second_carry) {
-        Words<Target> error[registers];
+        Words<Target> error[registers]; // at first the values
         OXEL_UNROLL
         for (int r = registers - 1; r >= 0; --r) {
             const Words<Target> arriving = shift_up<Target>(
                 r > 0 ? state[r - 1].complete : last_lane_from(carry + column), state[r].complete);
-            const Words<Target> value =
-                widen<Target>(&staged_[i][r * Target::pixels]) + arriving + state[r].ahead.next();
-            error[r] = quantise<Target>(value, tables_, &indices_[r * Target::pixels][i], run);
+            error[r] = widen<Target>(&staged_[i][r * Target::pixels]) + arriving + state[r].ahead;
+            // The wide kernels' steps are bound by how many instructions they take, Floyd and
+            // Steinberg's by how long each pixel waits for the one before.
+            if constexpr (!wide)
+                error[r] =
+                    quantise<Target>(error[r], tables_, &indices_[r * Target::pixels][i], run);
+            else if (r % 2 == 0)
+                quantise_pair<Target>(error[r], error[r + 1], tables_,
+                                      &indices_[r * Target::pixels][i], run);
         }
         if (column < depth || column >= width)
             clear_outside(error, column, width);
+        const std::int32_t leaving = column - depth - kernel.reach; // the last row's complete pixel
         OXEL_UNROLL
         for (int r = 0; r < registers; ++r) {
             const Shares<Target, kernel> shares(error[r]);
-            state[r].ahead.add(shares);
-            state[r].complete = state[r].next.add(shares);
-            if constexpr (kernel.rows > 2)
-                state[r].second = state[r].after_next.add(shares);
-        }
-        const std::int32_t leaving = column - depth - kernel.reach; // the last row's complete pixel
-        if constexpr (kernel.rows > 2) {
-            hand_to_row_after_next(state, second_carry + column - kernel.reach);
-            second_carry[leaving] = last_lane<Target>(state[registers - 1].second);
+            if constexpr (wide) {
+                const std::uint64_t *arriving = second_carry + column - kernel.reach;
+                const auto &history = histories_.shares;
+                state[r].ahead = history.ahead(shares, i, r);
+                state[r].complete =
+                    history.template complete<1>(shares, i, r) +
+                    histories_.waiting.moved_up(i, r, lag, last_lane_from(arriving));
+                const Words<Target> second = history.template complete<2>(shares, i, r);
+                histories_.waiting.keep(second, i, r);
+                histories_.shares.keep(shares, i, r);
+                if (r == registers - 1)
+                    second_carry[leaving] = last_lane<Target>(second);
+            } else {
+                state[r].ahead = shares.template at<0, 1>();
+                state[r].complete = state[r].next.add(shares);
+            }
         }
         carry[leaving] = last_lane<Target>(state[registers - 1].complete);
-    }
-
-    /// To row r + 2 by way of row r + 1, once that has completed the same column.
-    OXEL_INLINE static void hand_to_row_after_next(Rows (&state)[registers],
-                                                   const std::uint64_t *second_carry) {
-        OXEL_UNROLL
-        for (int r = registers - 1; r >= 0; --r)
-            state[r].complete +=
-                shift_up<Target>(r > 0 ? state[r - 1].waiting[0] : last_lane_from(second_carry),
-                                 state[r].waiting[0]);
-        OXEL_UNROLL
-        for (int r = 0; r < registers; ++r) {
-            for (int step = 0; step + 1 < lag; ++step)
-                state[r].waiting[step] = state[r].waiting[step + 1];
-            state[r].waiting[lag - 1] = state[r].second;
-        }
     }
 
     /// A register whose last lane is the one at `lane`. The others come along, as a whole register
@@ -217,6 +224,7 @@ class Wavefront {
 
     alignas(64) std::uint32_t staged_[run][rows];
     std::uint8_t indices_[rows][run];
+    [[no_unique_address]] std::conditional_t<wide, Histories, NoHistories> histories_;
     LaneTables tables_;
 };
 
