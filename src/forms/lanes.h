@@ -200,19 +200,13 @@ struct LaneTables {
     }
 };
 
-/// The colours of indices that are `stride` apart.
+/// Stores chosen indices `stride` apart; returns their colours.
 template <class Target, int... i>
-OXEL_INLINE Words<Target> colours_of(const std::uint8_t *indices, std::ptrdiff_t stride,
-                                     const LaneTables &tables, std::integer_sequence<int, i...>) {
-    return (Words<Target>)Quads<Target>{tables.palette[indices[i * stride]]...};
-}
-
-template <class Target, int... i>
-OXEL_INLINE Words<Target> look_up(Quads<Target> cells, const LaneTables &tables,
-                                  std::uint8_t *indices, std::ptrdiff_t stride,
-                                  std::integer_sequence<int, i...>) {
-    ((indices[i * stride] = tables.cells[cells[i]]), ...);
-    return colours_of<Target>(indices, stride, tables, EachPixel<Target>());
+OXEL_INLINE Words<Target> colours_of(const std::uint32_t *chosen, const LaneTables &tables,
+                                     std::uint8_t *indices, std::ptrdiff_t stride,
+                                     std::integer_sequence<int, i...>) {
+    ((indices[i * stride] = static_cast<std::uint8_t>(chosen[i])), ...);
+    return (Words<Target>)Quads<Target>{tables.palette[chosen[i]]...};
 }
 
 /// Chooses the palette index of each accumulated value, clamped, and stores them `stride` apart.
@@ -224,20 +218,11 @@ OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables
     // Six bits of R, G and B from bits 0, 16 and 32 on; in the cell's number from 12, 6 and 0 on.
     const Quads<Target> channels = (Quads<Target>)(value >> 2);
     const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
-    return value - look_up<Target>(cells, tables, indices, stride, EachPixel<Target>());
-}
-
-template <class Target, int... i>
-OXEL_INLINE void look_up_pair(Quads<Target> cells, const LaneTables &tables, std::uint8_t *first,
-                              std::uint8_t *second, std::ptrdiff_t stride,
-                              std::integer_sequence<int, i...>) {
-    const auto look_up_two = [&](std::uint64_t two, std::uint8_t *indices) {
-        indices[0] = tables.cells[static_cast<std::uint32_t>(two)];
-        indices[stride] = tables.cells[two >> 32];
-    };
-    ((look_up_two(cells[2 * i], first + 2 * i * stride),
-      look_up_two(cells[2 * i + 1], second + 2 * i * stride)),
-     ...);
+    std::uint32_t chosen[Target::pixels];
+    OXEL_UNROLL
+    for (int i = 0; i < Target::pixels; ++i)
+        chosen[i] = tables.cells[cells[i]];
+    return value - colours_of<Target>(chosen, tables, indices, stride, EachPixel<Target>());
 }
 
 /// The same for two registers, the indices of the second one behind those of the first. Where a
@@ -251,10 +236,16 @@ OXEL_INLINE void quantise_pair(Words<Target> &value, Words<Target> &next, const 
     if constexpr (requires { Target::cells_of_pair(value, next); }) {
         value = clamp<Target>(value);
         next = clamp<Target>(next);
-        look_up_pair<Target>(Target::cells_of_pair(value, next), tables, indices, next_indices,
-                             stride, std::make_integer_sequence<int, Target::pixels / 2>());
-        value -= colours_of<Target>(indices, stride, tables, EachPixel<Target>());
-        next -= colours_of<Target>(next_indices, stride, tables, EachPixel<Target>());
+        const Quads<Target> cells = Target::cells_of_pair(value, next);
+        std::uint32_t chosen[2][Target::pixels];
+        OXEL_UNROLL
+        for (int lane = 0; lane < Target::pixels; ++lane) {
+            std::uint32_t *two = &chosen[lane % 2][lane - lane % 2];
+            two[0] = tables.cells[static_cast<std::uint32_t>(cells[lane])];
+            two[1] = tables.cells[cells[lane] >> 32];
+        }
+        value -= colours_of<Target>(chosen[0], tables, indices, stride, EachPixel<Target>());
+        next -= colours_of<Target>(chosen[1], tables, next_indices, stride, EachPixel<Target>());
     } else {
         next = quantise<Target>(next, tables, next_indices, stride);
         value = quantise<Target>(value, tables, indices, stride);

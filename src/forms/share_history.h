@@ -13,6 +13,9 @@ namespace {
 
 /// Steps that a history reaches back, the present one among them: a power of two.
 constexpr int steps_kept = 8;
+OXEL_INLINE unsigned kept_at(int step) {
+    return static_cast<unsigned>(step) % steps_kept;
+}
 
 template <class Target, const DiffusionKernel &kernel, int registers>
 class ShareHistory {
@@ -58,14 +61,14 @@ class ShareHistory {
     template <int weight>
     OXEL_INLINE void keep_one(const Given &shares, int step, int r) {
         if constexpr (kernel.has_weight(weight))
-            shares_[step % steps_kept][place_of(weight)][r] = shares.template of<weight>();
+            shares_[kept_at(step)][place_of(weight)][r] = shares.template of<weight>();
     }
 
     /// The share for a place of the kernel's weights that was kept some steps `ago`.
     template <int row, int column>
     OXEL_INLINE Words<Target> past(int step, int r, int ago) const {
         constexpr int place = place_of(kernel.weights[row][kernel.centre + column]);
-        return shares_[(step + steps_kept - ago) % steps_kept][place][r];
+        return shares_[kept_at(step - ago)][place][r];
     }
 
     Words<Target> shares_[steps_kept][place_of(heaviest + 1)][registers];
@@ -84,17 +87,17 @@ class WaitingSums {
     /// last, comes into the first register.
     OXEL_INLINE Words<Target> moved_up(int step, int r, int ago, Words<Target> before) const {
         Words<Target> sums;
-        const std::uint64_t *lanes = lane(step + steps_kept - ago, r);
+        const std::uint64_t *lanes = lane(step - ago, r);
         std::memcpy(&sums, r > 0 ? lanes - 1 : lanes, sizeof sums);
         return r > 0 ? sums : shift_up<Target>(before, sums);
     }
 
   private:
     OXEL_INLINE std::uint64_t *lane(int step, int r) {
-        return &lanes_[step % steps_kept][r * Target::pixels];
+        return &lanes_[kept_at(step)][r * Target::pixels];
     }
     OXEL_INLINE const std::uint64_t *lane(int step, int r) const {
-        return &lanes_[step % steps_kept][r * Target::pixels];
+        return &lanes_[kept_at(step)][r * Target::pixels];
     }
 
     alignas(64) std::uint64_t lanes_[steps_kept][registers * Target::pixels];
