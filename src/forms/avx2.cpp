@@ -78,8 +78,11 @@ struct Avx2 {
     static DoubleLanes<Avx2> greater(DoubleLanes<Avx2> a, DoubleLanes<Avx2> b) {
         return _mm256_max_pd(a, b);
     }
-    static DoubleLanes<Avx2> truncate(DoubleLanes<Avx2> x) {
-        return _mm256_round_pd(x, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+    static FloatLanes<Avx2> lesser(FloatLanes<Avx2> a, FloatLanes<Avx2> b) {
+        return _mm256_min_ps(a, b);
+    }
+    static FloatLanes<Avx2> greater(FloatLanes<Avx2> a, FloatLanes<Avx2> b) {
+        return _mm256_max_ps(a, b);
     }
 };
 

@@ -43,6 +43,14 @@ constexpr PixelBytes bytes_of_pixels = [] {
     return bytes;
 }();
 
+/// The first three bytes of each four.
+constexpr PixelBytes three_of_four = [] {
+    PixelBytes bytes{};
+    for (int i = 0; i < 48; ++i)
+        bytes.place[i] = static_cast<std::uint8_t>(i / 3 * 4 + i % 3);
+    return bytes;
+}();
+
 struct Avx512 {
     static constexpr int pixels = 8;
     static constexpr int doubles = 8;
@@ -79,7 +87,7 @@ struct Avx512 {
     static __m512i gamut_places(const std::uint8_t *pixels) {
         const __m512i blue_first =
             _mm512_permutexvar_epi8(_mm512_load_si512(bytes_of_pixels<rgb>.place),
-                                    _mm512_maskz_loadu_epi8((std::uint64_t{1} << 48) - 1, pixels));
+                                    _mm512_maskz_loadu_epi8(pixel_mask, pixels));
         const __m512i channels =
             _mm512_and_si512(_mm512_srli_epi16(blue_first, 2), _mm512_set1_epi8(63));
         return _mm512_madd_epi16(_mm512_maddubs_epi16(channels, _mm512_set1_epi32(0x00014001)),
@@ -94,23 +102,23 @@ struct Avx512 {
     static DoubleLanes<Avx512> greater(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b) {
         return _mm512_max_pd(a, b);
     }
-    static DoubleLanes<Avx512> truncate(DoubleLanes<Avx512> x) {
-        return _mm512_roundscale_pd(x, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+    static FloatLanes<Avx512> lesser(FloatLanes<Avx512> a, FloatLanes<Avx512> b) {
+        return _mm512_min_ps(a, b);
+    }
+    static FloatLanes<Avx512> greater(FloatLanes<Avx512> a, FloatLanes<Avx512> b) {
+        return _mm512_max_ps(a, b);
     }
 
-    static constexpr __mmask32 pixel_mask = (1U << 3 * doubles) - 1;
+    static constexpr __mmask64 pixel_mask = (std::uint64_t{1} << 48) - 1;
     static IntLanes<Avx512> load_pixels(const std::uint8_t *bytes) {
-        const __m256i order =
-            _mm256_setr_epi8(0, 1, 2, 31, 3, 4, 5, 31, 6, 7, 8, 31, 9, 10, 11, 31, 12, 13, 14, 31,
-                             15, 16, 17, 31, 18, 19, 20, 31, 21, 22, 23, 31);
-        return (IntLanes<Avx512>)_mm256_permutexvar_epi8(
-            order, _mm256_maskz_loadu_epi8(pixel_mask, bytes));
+        return (IntLanes<Avx512>)_mm512_permutexvar_epi8(
+            _mm512_load_si512(bytes_of_pixels<false>.place),
+            _mm512_maskz_loadu_epi8(pixel_mask, bytes));
     }
     static void store_pixels(IntLanes<Avx512> lanes, std::uint8_t *bytes) {
-        const __m256i order =
-            _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25,
-                             26, 28, 29, 30, 31, 31, 31, 31, 31, 31, 31, 31);
-        _mm256_mask_storeu_epi8(bytes, pixel_mask, _mm256_permutexvar_epi8(order, (__m256i)lanes));
+        _mm512_mask_storeu_epi8(
+            bytes, pixel_mask,
+            _mm512_permutexvar_epi8(_mm512_load_si512(three_of_four.place), (__m512i)lanes));
     }
 };
 

@@ -10,6 +10,7 @@
 
 #include "../exact_double.h"
 
+#include "vector_adjustment.h"
 #include "vector_diffusion.h"
 #include "vector_measure.h"
 
@@ -49,6 +50,38 @@ struct Vector128 {
     static bool any(LaneMask<Vector128> mask) {
         return (mask[0] | mask[1]) != 0;
     }
+
+#ifdef __SSE2__
+    static DoubleLanes<Vector128> lesser(DoubleLanes<Vector128> a, DoubleLanes<Vector128> b) {
+        return _mm_min_pd(a, b);
+    }
+    static DoubleLanes<Vector128> greater(DoubleLanes<Vector128> a, DoubleLanes<Vector128> b) {
+        return _mm_max_pd(a, b);
+    }
+    static FloatLanes<Vector128> lesser(FloatLanes<Vector128> a, FloatLanes<Vector128> b) {
+        return _mm_min_ps(a, b);
+    }
+    static FloatLanes<Vector128> greater(FloatLanes<Vector128> a, FloatLanes<Vector128> b) {
+        return _mm_max_ps(a, b);
+    }
+    template <int first>
+    static DoubleLanes<Vector128> half_as_doubles(FloatLanes<Vector128> x) {
+        return _mm_cvtps_pd(first > 0 ? _mm_movehl_ps(x, x) : x);
+    }
+    static IntLanes<Vector128> truncated(DoubleLanes<Vector128> low, DoubleLanes<Vector128> high) {
+        return (IntLanes<Vector128>)_mm_unpacklo_epi64(_mm_cvttpd_epi32(low),
+                                                       _mm_cvttpd_epi32(high));
+    }
+#else
+    template <class Lanes>
+    static Lanes lesser(Lanes a, Lanes b) {
+        return a < b ? a : b;
+    }
+    template <class Lanes>
+    static Lanes greater(Lanes a, Lanes b) {
+        return a > b ? a : b;
+    }
+#endif
 };
 
 } // namespace
@@ -58,7 +91,8 @@ constinit const Form vector128_form = {.name = "128-bit vectors",
                                        .diffusion_memory = diffusion_memory_in_lanes<Vector128>,
                                        .diffuse = diffuse_in_lanes<Vector128>,
                                        .count_indices = count_in_lanes<Vector128>,
-                                       .power = power_in_lanes<Vector128>};
+                                       .power = power_in_lanes<Vector128>,
+                                       .adjust = adjust_in_lanes<Vector128>};
 
 } // namespace oxel
 
