@@ -91,7 +91,7 @@ IntLanes<Target> hue_of(FloatLanes<Target> r, FloatLanes<Target> g, FloatLanes<T
     const Floats difference = red ? g - b : green_above_blue ? b - r : r - g;
     const Floats origin = red ? (green_above_blue ? Floats{} : Floats{} + 360.0F)
                               : (green_above_blue ? Floats{} + 120.0F : Floats{} + 240.0F);
-    const Floats one_if_grey = (Floats)((spread.delta == 0.0F) & (Ints)(Floats{} + 1.0F));
+    const Floats one_if_grey = spread.delta == 0.0F ? Floats{} + 1.0F : Floats{};
     const Floats hue = difference * 60.0F / (spread.delta + one_if_grey) + origin;
     const Ints turned = red ? __builtin_convertvector(hue, Ints) + shift
                             : __builtin_convertvector(hue + static_cast<float>(shift), Ints);
@@ -112,13 +112,13 @@ struct Channels {
         const LaneMask<Target> dark = sum <= 255.0;
         const Doubles share = quotient<255>(sum);
         // Greys would divide by 0.
-        const Doubles one_if_grey =
-            (Doubles)((delta == 0.0) & (LaneMask<Target>)splat_double<Target>(1.0));
+        const Doubles none{}, one = splat_double<Target>(1.0);
+        const Doubles one_if_grey = delta == 0.0 ? one : none;
         const Doubles divisor = (dark ? sum : 2.0 - share) + one_if_grey;
         Doubles saturation = (dark ? delta : quotient<255>(delta)) / divisor;
-        saturation = saturation >= least_saturation
-                         ? clamp_lanes<Target>(saturation + adjustment.saturation)
-                         : saturation;
+        const Doubles more =
+            saturation >= least_saturation ? splat_double<Target>(adjustment.saturation) : none;
+        saturation = clamp_lanes<Target>(saturation + more);
         const Doubles lightness =
             clamp_lanes<Target>(share * 0.5 * adjustment.contrast_factor -
                                 adjustment.contrast_offset + adjustment.brightness);
