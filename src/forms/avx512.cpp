@@ -109,6 +109,12 @@ struct Avx512 {
         return _mm512_max_ps(a, b);
     }
 
+    /// a * b + c, rounded once.
+    static DoubleLanes<Avx512> fused(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b,
+                                     DoubleLanes<Avx512> c) {
+        return _mm512_fmadd_pd(a, b, c);
+    }
+
     static constexpr __mmask64 pixel_mask = (std::uint64_t{1} << 48) - 1;
     static IntLanes<Avx512> load_pixels(const std::uint8_t *bytes) {
         return (IntLanes<Avx512>)_mm512_permutexvar_epi8(

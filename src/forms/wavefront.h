@@ -37,7 +37,8 @@ class Wavefront {
     }
 
     static std::uint64_t memory(std::int32_t width) {
-        return sizeof(Wavefront) + (kernel.rows - 1) * carry_length(width) * sizeof(std::uint64_t);
+        return sizeof(Wavefront) + carries * carry_length(width) * sizeof(std::uint64_t) +
+               rows * static_cast<std::uint64_t>(width);
     }
 
     /// `memory` is zeroed, and aligned to a cache line.
@@ -45,6 +46,8 @@ class Wavefront {
         Wavefront &front = *static_cast<Wavefront *>(memory);
         front.tables_.fill(job);
         auto *carry = reinterpret_cast<std::uint64_t *>(&front + 1) + margin;
+        front.indices_ = reinterpret_cast<std::uint8_t *>(
+            carry - margin + carries * carry_length(job.picture.width));
         for (std::int32_t row = 0; row < job.picture.height; row += rows)
             front.sweep_block(job, row, carry, carry + carry_length(job.picture.width));
     }
@@ -54,6 +57,7 @@ class Wavefront {
     static constexpr int rows = registers * Target::pixels; // of a block
     static constexpr int lag = kernel.reach + 1;            // columns between two rows
     static constexpr int depth = lag * (rows - 1);
+    static constexpr int carries = kernel.rows - 1;
     static constexpr int run = 128; // steps between staging pixels and handing on indices
     static_assert(run % steps_kept == 0 && lag < steps_kept);
 
@@ -115,7 +119,7 @@ class Wavefront {
                 if (piece.count > 0) {
                     stage<Target>(picture, first_row + row, piece.column, piece.count,
                                   &staged_[piece.step][row], rows);
-                    fetch_next(job, first_row + row, piece.column + piece.count);
+                    fetch_next(picture, first_row + row, piece.column + piece.count);
                 }
             }
             for (int i = 0; i < steps; ++i)
@@ -123,31 +127,33 @@ class Wavefront {
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
                 if (piece.count > 0)
-                    deliver(*job.destination, first_row + row, piece.column,
-                            &indices_[row][piece.step], piece.count);
+                    std::memcpy(indices_of(row, picture.width) + piece.column,
+                                &run_indices_[row][piece.step],
+                                static_cast<std::size_t>(piece.count));
             }
         }
+        // Whole rows, as pieces of many rows in turn are more streams than processors follow.
+        for (int row = 0; row < block_rows; ++row)
+            deliver(*job.destination, first_row + row, 0, indices_of(row, picture.width),
+                    picture.width);
     }
 
-    /// Asks for the bytes that the next run will read and write in a row from `column` on. A run
-    /// takes a few cache lines of each of many rows, which is more than processors foresee. All
-    /// inline: GCC takes a function that only asks for one that does nothing.
-    OXEL_INLINE static void fetch_next(const DiffusionJob &job, std::int32_t row,
+    /// Where the indices of a block's row stand until the block is done.
+    std::uint8_t *indices_of(int row, std::int32_t width) const {
+        return indices_ + std::ptrdiff_t{row} * width;
+    }
+
+    /// Asks for the bytes that the next run will read in a row from `column` on. A run takes a few
+    /// cache lines of each of many rows, which is more than processors foresee. All inline: GCC
+    /// takes a function that only asks for one that does nothing.
+    OXEL_INLINE static void fetch_next(const PixelRows &picture, std::int32_t row,
                                        std::int32_t column) {
         constexpr std::uintptr_t bytes = 3 * run;
-        const auto place = 3 * (std::ptrdiff_t{row} * job.picture.width + column);
-        const auto blank = 3 * std::ptrdiff_t{job.picture.blank_rows} * job.picture.width;
-        const auto input = reinterpret_cast<std::uintptr_t>(job.picture.pixels) +
-                           static_cast<std::uintptr_t>(place - blank);
+        const auto place = 3 * (std::ptrdiff_t{row - picture.blank_rows} * picture.width + column);
+        const auto input =
+            reinterpret_cast<std::uintptr_t>(picture.pixels) + static_cast<std::uintptr_t>(place);
         for (std::uintptr_t i = 0; i < bytes; i += cache_line)
             __builtin_prefetch(reinterpret_cast<const void *>(input + i));
-        for (int image = 0; image < job.destination->image_count; ++image) {
-            const auto output =
-                reinterpret_cast<std::uintptr_t>(job.destination->images[image].pixels) +
-                static_cast<std::uintptr_t>(place);
-            for (std::uintptr_t i = 0; i < bytes; i += cache_line)
-                __builtin_prefetch(reinterpret_cast<const void *>(output + i), 1);
-        }
     }
 
     /// Step `i` of the run, when the first row is at `column`.
@@ -163,10 +169,10 @@ class Wavefront {
             // Steinberg's by how long each pixel waits for the one before.
             if constexpr (!wide)
                 error[r] =
-                    quantise<Target>(error[r], tables_, &indices_[r * Target::pixels][i], run);
+                    quantise<Target>(error[r], tables_, &run_indices_[r * Target::pixels][i], run);
             else if (r % 2 == 0)
                 quantise_pair<Target>(error[r], error[r + 1], tables_,
-                                      &indices_[r * Target::pixels][i], run);
+                                      &run_indices_[r * Target::pixels][i], run);
         }
         if (column < depth || column >= width)
             clear_outside(error, column, width);
@@ -223,7 +229,8 @@ class Wavefront {
     }
 
     alignas(64) std::uint32_t staged_[run][rows];
-    std::uint8_t indices_[rows][run];
+    std::uint8_t run_indices_[rows][run];
+    std::uint8_t *indices_;
     [[no_unique_address]] std::conditional_t<wide, Histories, NoHistories> histories_;
     LaneTables tables_;
 };
