@@ -12,6 +12,7 @@
 #include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
 #include "package_builder/patch_quality.h"
+#include "package_builder/patch_simulation.h"
 #include "panels/panel.h"
 #include "pictures/picture.h"
 #include "pictures/vips_session.h"
@@ -80,8 +81,17 @@ std::vector<Vector3> lab_of(const LightImage &image, const Vector3 &white) {
     return lab;
 }
 
-/// What the panel shows of a picture.
-LightImage shown(const Bytes &package, const Bytes &picture, ImageSize size, int mode) {
+/// What the panel shows of a picture, which is dithered onto the package's grid, as pictures are
+/// before they are rendered.
+LightImage shown(const Bytes &package, Bytes picture, ImageSize size, int mode) {
+    const auto noted = noted_options(package);
+    const bool pure_ends = noted && noted->intent != Intent::absolute;
+    for (std::size_t i = 0; i < picture.size(); ++i) {
+        const auto width = std::size_t(size.width);
+        const double place = pure_ends ? picture[i] * 63 / 255.0 : (picture[i] - 1.5) / 4;
+        const double cell = std::floor(place + 1 - grid_threshold(i / 3 % width, i / 3 / width));
+        picture[i] = static_cast<std::uint8_t>(4 * std::clamp(cell, 0.0, 63.0) + 1);
+    }
     adopt_package("package", package);
     return light_of(render("package", picture, size, mode).measured, size);
 }
@@ -93,15 +103,16 @@ struct Patch {
 };
 
 Patch show_patch(const Bytes &package, const RgbBytes &request, int mode) {
-    constexpr ImageSize size{96, 96};
+    constexpr int lead = 64; // rows in which the diffusion settles
+    constexpr ImageSize size{96, 96 + lead};
     constexpr int border = 16;
     Bytes picture;
     for (std::size_t i = 0; i < size.pixels(); ++i)
         picture.insert(picture.end(), request.begin(), request.end());
-    const LightImage image = shown(package, picture, size, mode);
+    const LightImage image = shown(package, std::move(picture), size, mode);
     const LightImage blurred = blur(image, 1.5);
     std::vector<std::size_t> middle;
-    for (int y = border; y < size.height - border; ++y)
+    for (int y = lead + border; y < size.height - border; ++y)
         for (int x = border; x < size.width - border; ++x)
             middle.push_back(std::size_t(y * size.width + x));
     Patch patch{};
@@ -113,23 +124,11 @@ Patch show_patch(const Bytes &package, const RgbBytes &request, int mode) {
     return patch;
 }
 
-/// Light that the panel can show at the middle of a cell, and bytes of the cell.
+/// A colour of a picture, and the light that the panel should show.
 struct Request {
     RgbBytes bytes;
     Vector3 light;
 };
-
-std::vector<Request> requests_at_cells(const Characterisation &panel) {
-    const std::vector<Vector3> targets = GamutMapping(panel, Intent::absolute).map_cells();
-    std::vector<Request> requests;
-    for (const std::size_t cell : reachable_cells(panel, targets, 256)) {
-        const auto byte = [&](int shift) {
-            return static_cast<std::uint8_t>(4 * (cell >> shift & 63) + 2);
-        };
-        requests.push_back({{byte(12), byte(6), byte(0)}, targets[cell]});
-    }
-    return requests;
-}
 
 /// Any bytes whose light can be shown.
 std::vector<Request> requests_at_bytes(const Characterisation &panel) {
@@ -163,34 +162,18 @@ void print_patches(const char *name, const Bytes &package, const std::vector<Req
     }
 }
 
-/// What the cells of a package cost alone, for any bytes.
-void print_cell_error(const std::vector<Request> &requests) {
-    std::vector<double> misses;
-    for (const Request &request : requests) {
-        Vector3 middle{};
-        for (std::size_t i = 0; i < 3; ++i)
-            middle[i] = middle_byte(request.bytes[i] >> 2);
-        misses.push_back(ciede2000(lab_from_srgb(middle), lab_from_light(request.light)));
-    }
-    const DifferenceSummary all = summarise(misses);
-    std::printf("  %-18s %5.2f %5.2f %5.2f\n", "(the cells alone)", all.mean, all.percentile95,
-                all.largest);
-}
-
-void print_grey_ramp(const Characterisation &panel, const Bytes &package) {
-    const Vector3 white = panel.lights()[panel.white()];
-    std::printf("\nGrey ramp, relative to paper: byte, L*, CIEDE2000 to neutral\n ");
-    double largest = 0;
-    for (int grey = 0; grey < 256; grey += 4) {
-        const auto byte = static_cast<std::uint8_t>(grey);
-        const Vector3 lab = lab_from_light(
-            show_patch(package, {byte, byte, byte}, DITHER_FLOYD_SERPENTINE).mean, white);
-        const double cast = ciede2000(lab, {lab[0], 0, 0});
-        std::printf(" %d:%.0f:%.2f", grey, lab[0], cast);
-        if (grey >= 12)
-            largest = std::max(largest, cast);
-    }
-    std::printf("\n  largest cast from byte 12 up %.2f\n", largest);
+/// Of the package for each kernel, what a user sees of greys and of flat colours.
+void print_greys(const Characterisation &panel, Tuning tuning) {
+    const clock_t start = std::clock();
+    const BuiltTables tables = build_tables(panel, {.tuning = tuning});
+    const double seconds = double(std::clock() - start) / CLOCKS_PER_SEC;
+    const auto figures = judge_greys(panel, GamutMapping(panel, Intent::perceptual), tables);
+    for (std::size_t mode = 0; mode < dithering_modes; ++mode)
+        if (tuning == Tuning::all || tuning == tuning_for(int(mode)))
+            std::printf("  --tune %-7s %-18s step back %5.2f  jump %5.2f  cast %5.2f  (built in "
+                        "%.2f s)\n",
+                        tuning_names()[std::size_t(tuning)].c_str(), dither_names[mode].c_str(),
+                        figures[mode].step_back, figures[mode].jump, figures[mode].cast, seconds);
 }
 
 struct PhotoFigures {
@@ -234,7 +217,7 @@ class Photo {
         ImageSize whole = picture_size(path, {});
         const double scale = std::min(1.0, 800.0 / std::max(whole.width, whole.height));
         size_ = {int(whole.width * scale), int(whole.height * scale)};
-        bytes_ = load_picture(path, size_, {.fit = Fit::stretch});
+        bytes_ = bytes_of(load_picture(path, size_, {.fit = Fit::stretch}));
         const LightImage image = light_of(bytes_, size_);
         lab_ = lab_of(blur(image, 2.5), {1, 1, 1});
         detail_ = lightness_detail(image, {1, 1, 1});
@@ -311,7 +294,7 @@ void print_photos(const std::string &name, const std::vector<Photo> &photos, boo
 Bytes tuning_sheet(const std::string &file, const std::vector<PanelColour> &colours) {
     constexpr int columns = 16;
     constexpr int stripe = 22, column_width = 40, gap = 14;
-    std::vector<Request> requests = requests_at_cells(Characterisation(palette_of(colours)));
+    std::vector<Request> requests = requests_at_bytes(Characterisation(palette_of(colours)));
     std::sort(requests.begin(), requests.end(), [](const Request &a, const Request &b) {
         return lab_from_light(a.light)[0] < lab_from_light(b.light)[0];
     });
@@ -341,7 +324,7 @@ Bytes tuning_sheet(const std::string &file, const std::vector<PanelColour> &colo
 void write_pictures(const std::string &folder, const std::vector<PanelColour> &colours,
                     const std::string &path) {
     constexpr ImageSize size{400, 300};
-    const Bytes picture = load_picture(path, size, {});
+    const Bytes picture = bytes_of(load_picture(path, size, {}));
     OutputFiles outputs;
     const auto write = [&](const std::string &name, const Bytes &package) {
         adopt_package(name, package);
@@ -368,24 +351,19 @@ void run(int argc, char **argv) {
                 colours.size(), panel.lab_volume());
 
     const Bytes general = general_package(colours);
-    const std::clock_t start = std::clock();
-    const Bytes absolute = build_package(colours, {.intent = Intent::absolute});
-    std::printf("built in %.2f s of processor time\n",
-                double(std::clock() - start) / CLOCKS_PER_SEC);
-    const std::vector<Request> at_cells = requests_at_cells(panel);
-    print_patches("Reachable patches, general tools", general, at_cells);
-    print_patches("Reachable patches, absolute", absolute, at_cells);
-    for (const Tuning tuning : {Tuning::floyd, Tuning::jjn, Tuning::stucki})
-        print_patches(
-            ("Reachable patches, absolute, --tune " + tuning_names()[std::size_t(tuning)]).c_str(),
-            build_package(colours, {.intent = Intent::absolute, .tuning = tuning}), at_cells);
-    const std::vector<Request> at_bytes = requests_at_bytes(panel);
-    if (!at_bytes.empty()) {
-        print_patches("Reachable patches of any bytes, absolute", absolute, at_bytes);
-        print_cell_error(at_bytes);
+    const std::vector<Request> requests = requests_at_bytes(panel);
+    if (!requests.empty()) {
+        print_patches("Reachable patches of any bytes, general tools", general, requests);
+        for (std::size_t tuning = 0; tuning < tunings; ++tuning)
+            print_patches(
+                ("Reachable patches of any bytes, absolute, --tune " + tuning_names()[tuning])
+                    .c_str(),
+                build_package(colours, {.intent = Intent::absolute, .tuning = Tuning(tuning)}),
+                requests);
     }
-    const Bytes perceptual = build_package(colours);
-    print_grey_ramp(panel, perceptual);
+    std::printf("\nGreys of perceptual, relative to paper: L* and CIEDE2000\n");
+    for (std::size_t tuning = 0; tuning < tunings; ++tuning)
+        print_greys(panel, Tuning(tuning));
 
     if (argc < 3)
         return;

@@ -52,6 +52,11 @@ scripts/code-blocks.sh sh docs/tool.md >"$folder/commands.sh"
 (PATH=$PWD/build/demo:$PATH && cd "$folder" && sh -eu commands.sh >/dev/null)
 save_row tool-render "$folder/preview.png" "$folder/nominal.png"
 save_row tool-fit "$folder/cover.png" "$folder/contain.png" "$folder/stretch.png" "$folder/attention.png"
+save_row tool-crop "$folder/cover.png" "$folder/focus.png" "$folder/crop.png"
+vips arrayjoin "$folder/plain.png $folder/clarity.png $folder/sharpen.png $folder/shadows.png \
+    $folder/highlights.png $folder/levels.png $folder/balance.png $folder/monochrome.png" \
+    "$folder/develop.v" --across 4 --shim 8 --background 255
+save_rendering "$folder/develop.v" tool-develop
 save_row tool-adjust "$folder/preview.png" "$folder/bold.png"
 save "$folder/sheet.png" tool-compare
 vips join "$folder/view.png" "$folder/wire.png" "$folder/view.v" vertical --shim 8 --background 255 --expand

@@ -17,6 +17,7 @@ from ._library import (BadArgument, BadPackageCRC, BadPackageLength, BadSelector
                        NotInitialised, NotSixColours, OutOfMemory, OxelError, PanelError,
                        UnusableTables, library)
 from ._panel import Guarded, Panel, Renderings, Verdict, build_package
+from ._preparation import develop
 
 __version__ = library.Oxel_get_updateLog().split()[-1].decode().lstrip("v")
 
@@ -24,5 +25,5 @@ __all__ = [
     "BadArgument", "BadPackageCRC", "BadPackageLength", "BadSelector", "FrameError", "Guarded",
     "Layout", "NotInitialised", "NotSixColours", "OutOfMemory", "OxelError", "Panel", "PanelError",
     "Renderings", "UnusableTables", "Verdict", "adjust", "build_package", "decode_frame",
-    "encode_frame", "transfer",
+    "develop", "encode_frame", "transfer",
 ]

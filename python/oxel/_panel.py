@@ -19,6 +19,7 @@ from ._frames import Layout, layout_of
 from ._images import Picture, Pixels, like, order_of, output_like, pixels_of, size_of
 from ._library import (BadSelector, NativePackage, NativePanel, OxelError, PanelError,
                        UnusableTables, library)
+from ._preparation import prepared
 
 _DITHERS = {"floyd": 0, "jjn": 2, "stucki": 4}
 _OUTPUTS = {"tcon": 1, "nominal": 2, "eo": 3}
@@ -245,7 +246,7 @@ class Panel:
         return np.frombuffer(table, np.uint8)
 
     def render(self, image: Picture, dither: str = "floyd", serpentine: bool = True,
-               output: str = "tcon", *, order: str = "rgb",
+               output: str = "tcon", *, order: str = "rgb", prepare: bool = True,
                out: Optional[Pixels] = None) -> Picture:
         """Renders an image to one form.
 
@@ -259,6 +260,10 @@ class Panel:
             output: "tcon", the timing controller's code three times a pixel; "nominal", pure
                 colours (six-colour panels only); "eo", the measured colours.
             order: "rgb" or "bgr", of an array's channels, and of the result's if it is in colour.
+            prepare: dither the image to the 64 levels a channel that the package tells apart, so
+                that skies and skin show no bands, and render it from 128 mirrored rows above it, so
+                that the first rows are as good as the others. False gives the library the image as
+                it is, in place.
             out: array of the image's shape that receives the result; may be the image itself.
 
         Returns:
@@ -275,22 +280,30 @@ class Panel:
         """
         byte_order = order_of(image, order)
         pixels = pixels_of(image)
-        frame = output_like(pixels, out)
+        result = output_like(pixels, out)
+        pixels, rows = self._prepare(pixels, byte_order, prepare)
+        frame = output_like(pixels) if rows else result
         library.oxel_render(self._native, pixels.ctypes.data, frame.ctypes.data, byte_order,
                             *size_of(pixels), _dithering(dither, serpentine),
                             choose("output", output, _OUTPUTS))
-        return like(image, frame)
+        if rows:
+            result[...] = frame[rows:]
+        return like(image, result)
+
+    def _prepare(self, pixels: Pixels, byte_order: int, wanted: bool,
+                 preroll: bool = True) -> Tuple[Pixels, int]:
+        return prepared(pixels, byte_order, self._package, preroll) if wanted else (pixels, 0)
 
     def render_guarded(self, image: Picture, threshold: float, dither: str = "floyd",
                        serpentine: bool = True, output: str = "tcon", *, order: str = "rgb",
-                       out: Optional[Pixels] = None) -> Guarded:
+                       prepare: bool = True, out: Optional[Pixels] = None) -> Guarded:
         """Renders like `render`, unless the colours change too strongly between line pairs.
 
         The measure is the sum, over successive pairs of rows and over the colours, of the squared
         change of each colour's share: 0 for an even image, 2 for each complete change of colour. A
         rendering passes if its measure is below `threshold`. If it does not, the image is rendered
         again one row lower, and if that does not either, the frame is the panel's first colour
-        everywhere.
+        everywhere. The image is prepared as for `render`, but without rows above it.
 
         Returns:
             The frame, as of `render`, and a `Verdict`: which of the three it is.
@@ -305,6 +318,7 @@ class Panel:
         byte_order = order_of(image, order)
         pixels = pixels_of(image)
         frame = output_like(pixels, out)
+        pixels, _ = self._prepare(pixels, byte_order, prepare, preroll=False)
         verdict = ctypes.c_int32()
         library.oxel_render_guarded(self._native, pixels.ctypes.data, frame.ctypes.data, byte_order,
                                     *size_of(pixels), _dithering(dither, serpentine),
@@ -313,7 +327,7 @@ class Panel:
         return Guarded(like(image, frame), Verdict(verdict.value))
 
     def render_all(self, image: Picture, dither: str = "floyd", serpentine: bool = True, *,
-                   order: str = "rgb") -> Renderings:
+                   order: str = "rgb", prepare: bool = True) -> Renderings:
         """Renders an image to all three forms in the time of one.
 
         Returns:
@@ -329,15 +343,16 @@ class Panel:
 array([[[33, 32, 37]]], dtype=uint8))
         """
         byte_order = order_of(image, order)
-        pixels = pixels_of(image)
+        pixels, rows = self._prepare(pixels_of(image), byte_order, prepare)
         tcon, eo = output_like(pixels), output_like(pixels)
         nominal = output_like(pixels) if self.colours == 6 else None
         library.oxel_render_all(
             self._native, pixels.ctypes.data, byte_order, tcon.ctypes.data,
             None if nominal is None else nominal.ctypes.data, eo.ctypes.data,
             *size_of(pixels), _dithering(dither, serpentine))
-        return Renderings(like(image, tcon), None if nominal is None else like(image, nominal),
-                          like(image, eo))
+        return Renderings(like(image, tcon[rows:]),
+                          None if nominal is None else like(image, nominal[rows:]),
+                          like(image, eo[rows:]))
 
 
 @functools.lru_cache(maxsize=None)

@@ -216,7 +216,7 @@ class Hostile(unittest.TestCase):
         self.assertEqual(os.stat("frame").st_mode & 0o777, 0o640)
         os.chmod("frame", 0o440)
         self.assertIn("read-only", self.oxel("render photo.png --panel p.lut -o frame", code=1))
-        self.assertIn("picture", self.oxel("render photo.png --panel p.lut -o x.png", code=2))
+        self.assertIn("picture", self.oxel("render photo.png --panel p.lut -o x.jpg", code=2))
 
     def test_terminals(self):
         name = "\x1b[31m\x9b\u202e\u2066\xe9"

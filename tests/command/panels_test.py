@@ -2,11 +2,15 @@
 
 import json
 import pathlib
+import os
 import re
+import struct
+import subprocess
 import unittest
+import zlib
 
 import numpy as np
-from command_case import CommandCase
+from command_case import COMMAND, INKS, PANEL, CommandCase
 from PIL import Image
 
 K = {"name": "k", "rgb": [0, 0, 0], "tcon": 7}
@@ -121,6 +125,39 @@ class Panels(CommandCase):
         self.assertEqual(pathlib.Path("f").read_bytes(), pathlib.Path("charts/scene.bin").read_bytes())
         self.refused("chart scene --panel p.lut -o frames", "p.lut: has no size")
         self.refused("package build p.json -o frame --report frame.svg", "frame.svg: ")
+
+    def test_keeps_the_packages_of_descriptions(self):
+        pathlib.Path("p.json").write_text(json.dumps({"name": "p", "colours": [
+            {"name": str(i), "rgb": rgb, "tcon": i} for i, rgb in enumerate(INKS)]}))
+        cache = pathlib.Path("cache").resolve()
+        environment = {**os.environ, "XDG_CACHE_HOME": str(cache)}
+        line = "render photo.png --panel p.json --dither {} -o {}"
+        at_once = [subprocess.Popen([COMMAND, *line.format("jjn", i).split()], env=environment,
+                                    stdout=subprocess.DEVNULL) for i in range(3)]
+        self.assertEqual([process.wait() for process in at_once], [0, 0, 0])
+        frame = pathlib.Path("0").read_bytes()
+        [entry] = (cache / "oxel").iterdir()
+        good = entry.read_bytes()
+        self.assertIn("tuned for jjn", self.oxel(f"package info {entry}"))
+
+        def render(cache=cache):
+            self.oxel(line.format("jjn", "f"), XDG_CACHE_HOME=str(cache))
+            return pathlib.Path("f").read_bytes()
+
+        other = bytearray(good)  # whole, but of other colours than it was built in
+        gamut, = struct.unpack_from("<I", good, 20)
+        other[gamut:gamut + 3 * 64 ** 3] = bytes(3 * 64 ** 3)
+        other[-4:] = struct.pack("<I", zlib.crc32(other[:-4]))
+        entry.write_bytes(other)
+        self.assertNotEqual(render(), frame, "the entry was not used")
+        for damaged in (b"", good[:-1], good[:5000] + b"?" + good[5001:], PANEL.package):
+            entry.write_bytes(damaged)
+            self.assertEqual(render(), frame)
+            self.assertEqual(entry.read_bytes(), good)
+        self.assertEqual(render("/dev/null"), frame)
+        self.assertEqual(pathlib.Path("1").read_bytes() + pathlib.Path("2").read_bytes(), 2 * frame)
+        self.oxel(line.format("stucki", "f"), XDG_CACHE_HOME=str(cache))
+        self.assertEqual(len(list((cache / "oxel").iterdir())), 2, "a package for each kernel")
 
 
 if __name__ == "__main__":

@@ -27,7 +27,7 @@ DITHERS = list(itertools.product(("floyd", "jjn", "stucki"), (False, True)))
 
 
 def load_tests(_loader, tests, _pattern):
-    for module in (oxel._frames, oxel._images, oxel._panel):
+    for module in (oxel._frames, oxel._images, oxel._panel, oxel._preparation):
         tests.addTests(doctest.DocTestSuite(module, extraglobs={"np": np, "oxel": oxel}))
     return tests
 
@@ -49,8 +49,10 @@ class Images(unittest.TestCase):
             swapped = COLOUR.render(PICTURE[..., ::-1], dither, serpentine, "eo", order="bgr")
             np.testing.assert_array_equal(swapped[..., ::-1], expected)
             np.testing.assert_array_equal(COLOUR.render_all(PICTURE, dither, serpentine).eo, expected)
-            guarded = COLOUR.render_guarded(PICTURE, np.inf, dither, serpentine, "eo")
-            np.testing.assert_array_equal(guarded.frame, expected)
+            bare = COLOUR.render(PICTURE, dither, serpentine, "eo", prepare=False)
+            self.assertTrue((bare != expected).any())
+            guarded = COLOUR.render_guarded(PICTURE, np.inf, dither, serpentine, "eo", prepare=False)
+            np.testing.assert_array_equal(guarded.frame, bare)
             place = PICTURE.copy()
             self.assertIs(COLOUR.render(place, dither, serpentine, "eo", out=place), place)
             np.testing.assert_array_equal(place, expected)

@@ -6,6 +6,7 @@
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
 #include "pictures/vips_session.h"
+#include "render/prepared_render.h"
 
 #include <algorithm>
 #include <cmath>
@@ -178,11 +179,14 @@ Bytes draw_gradients(ImageSize size) {
 }
 
 void draw_rendered(const ChartOptions &options, const std::string &name, Bytes (*draw)(ImageSize)) {
-    const Panel panel = open_panel(options.panel);
+    const Panel panel = open_panel(options.panel, tuning_for(options.dithering_mode));
     adopt_package(panel.source, panel.package);
     Charts charts(options, panel);
     const Bytes picture = draw(charts.size());
-    Rendering rendering = render(panel.source, picture, charts.size(), options.dithering_mode);
+    Light light(picture.size());
+    light_of_bytes(picture, light);
+    Rendering rendering =
+        render(prepare(light, charts.size(), panel, true, false), panel, options.dithering_mode);
     charts.add_picture(name, picture);
     charts.add_picture(name + "-preview", rendering.measured);
     charts.add_frame(name, std::move(rendering.tcon));
@@ -207,8 +211,8 @@ CLI::App *add_chart(CLI::App &command, const std::string &name, const std::strin
 void add_chart_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("chart", "Draw what one needs to measure a panel");
     command->require_subcommand(1);
-    // Options of its own for each: CLI11 gives also the subcommands that were not named their values
-    // from the environment.
+    // Each has options of its own: CLI11 fills in values from the environment even for subcommands
+    // that nobody named.
     const auto patches = std::make_shared<ChartOptions>();
     add_chart(*command, "patches", "Each palette colour alone, to be measured", *patches)
         ->callback([patches] { draw_patches(*patches); });

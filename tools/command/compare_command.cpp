@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "command/picture_options.h"
 #include "pictures/vips_session.h"
+#include "render/prepared_render.h"
 
 #include <iostream>
 
@@ -44,20 +45,27 @@ VImage labelled(const std::string &label, const Bytes &rgb, ImageSize size) {
 
 void run(const CompareOptions &options) {
     check_outputs({options.sheet}, {options.photo, options.picture.panel});
-    const Panel panel = open_panel(options.picture.panel);
+    Panel panel = open_panel(options.picture.panel, tuning_for(0), options.picture.intent);
     adopt_package(panel.source, panel.package);
     ImageSize size{};
-    const Bytes picture = open_picture(options.photo, options.picture, panel, size);
+    const Light picture = open_picture(options.photo, options.picture, panel, size);
+    const PreparedPicture prepared = prepare(picture, size, panel, !options.picture.bare, false);
     std::vector<Rendering> renderings;
-    for (std::size_t mode = 0; mode < dither_names.size(); ++mode)
-        renderings.push_back(render(panel.source, picture, size, static_cast<int>(mode)));
+    for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
+        if (mode > 0 && mode % 2 == 0) { // the next kernel
+            tune(panel, tuning_for(static_cast<int>(mode)));
+            adopt_package(panel.source, panel.package);
+        }
+        renderings.push_back(render(prepared, panel, static_cast<int>(mode)));
+    }
 
+    const Bytes original = bytes_of(picture); // which libvips reads where it is
     const Bytes sheet = with_vips(options.sheet, [&] {
         const auto tile = [&](std::size_t mode) {
             return labelled(dither_names[mode], renderings[mode].measured, size);
         };
         // Plain order above serpentine order.
-        std::vector<VImage> tiles = {labelled("original", picture, size),
+        std::vector<VImage> tiles = {labelled("original", original, size),
                                      tile(0),
                                      tile(2),
                                      tile(4),

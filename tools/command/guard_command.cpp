@@ -4,6 +4,7 @@
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
 #include "render/line_pairs.h"
+#include "render/prepared_render.h"
 #include "reports/guard_plot.h"
 
 #include <nlohmann/json.hpp>
@@ -93,17 +94,23 @@ void run(const GuardOptions &options) {
     if (!options.plot.empty() && !options.plot.ends_with(".svg") && !options.plot.ends_with(".png"))
         throw CLI::ValidationError("-o", "must end in .svg or .png");
     check_outputs({options.plot}, {options.photo, options.picture.panel});
-    const Panel panel = open_panel(options.picture.panel);
+    Panel panel = open_panel(options.picture.panel, tuning_for(0), options.picture.intent);
     adopt_package(panel.source, panel.package);
     write_indices_for_codes();
     ImageSize size{};
-    const Bytes picture = open_picture(options.photo, options.picture, panel, size);
+    const Bytes picture = prepare(open_picture(options.photo, options.picture, panel, size), size,
+                                  panel, !options.picture.bare, true)
+                              .bytes;
     const Bytes shifted = moved_down(picture, size);
     const int colours = read_package_fields(panel.package)->colours;
 
     std::vector<GuardSeries> series;
     std::vector<Measures> table;
     for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
+        if (mode > 0 && mode % 2 == 0) { // the next kernel
+            tune(panel, tuning_for(static_cast<int>(mode)));
+            adopt_package(panel.source, panel.package);
+        }
         const auto changes = [&](const Bytes &image) {
             return line_pair_changes(render(panel.source, image, size, static_cast<int>(mode)).tcon,
                                      size, colours);

@@ -4,7 +4,6 @@
 #include "base/files.h"
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
-#include "package_builder/patch_quality.h"
 #include "panels/panel.h"
 #include "render/library.h"
 #include "render/progress.h"
@@ -82,9 +81,7 @@ void build(BuildRequest request) {
         request.options.progress = shown_on(bar);
         tables = build_tables(panel, request.options);
     }
-    const PackageReport report{
-        description, panel, request.options, tables,
-        show_patches(panel, tables, reachable_cells(panel, tables.targets, 256))};
+    const PackageReport report = judge_package(description, panel, request.options, tables);
     const Bytes package = assemble_package(description.colours, tables);
     OutputFiles outputs;
     outputs.write(request.output, package);
@@ -104,10 +101,14 @@ std::string hexadecimal(std::uint32_t number, int digits) {
     return text.str();
 }
 
-void print_fields(const PackageFields &fields, std::uint32_t computed_crc) {
+void print_fields(const PackageFields &fields, const std::optional<NotedOptions> &noted,
+                  std::uint32_t computed_crc) {
     std::cout << "producer      ";
     for (const std::uint8_t byte : fields.producer)
         std::cout << hexadecimal(byte, 2) << ' ';
+    if (noted)
+        std::cout << "\nbuilt as      " << intent_names()[std::size_t(noted->intent)]
+                  << ", tuned for " << tuning_names()[std::size_t(noted->tuning)];
     std::cout << "\nlength        " << fields.length << "\ncolours       " << fields.colours
               << "\npalette       at " << fields.palette << "\nTCON codes    at " << fields.tcon
               << "\ngamut table   at " << fields.gamut << "\nquantisation  at "
@@ -164,7 +165,7 @@ void info(const std::string &path) {
         return print_description(path, read_panel_description(path));
     std::cout << printable(path) << ": " << package.size() << " bytes\n";
     if (const auto fields = read_package_fields(package)) {
-        print_fields(*fields, package_crc(package));
+        print_fields(*fields, noted_options(package), package_crc(package));
         print_palette(package, *fields);
     }
     std::cout << std::flush;

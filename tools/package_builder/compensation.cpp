@@ -1,6 +1,7 @@
 #include "package_builder/compensation.h"
 
 #include "package_builder/cells.h"
+#include "package_builder/grey_ramp.h"
 
 #include <algorithm>
 #include <array>
@@ -105,6 +106,29 @@ bool is_palette_colour(const Characterisation &panel, const Vector3 &light) {
         [&](const Vector3 &corner) { return squared_distance(corner, light) < 1e-10; });
 }
 
+std::vector<GreyStep> solved_greys(const Characterisation &panel,
+                                   const std::vector<Vector3> &targets, const PatchSolver &solver) {
+    std::vector<GreyStep> greys;
+    std::vector<PatchGoal> goals;
+    for (std::size_t step = 0; step < cell_steps; ++step) {
+        const Vector3 &light = targets[(step * cell_steps + step) * cell_steps + step];
+        goals.push_back(solver.goal(srgb_from_light(light)));
+        greys.push_back({light, {}, is_palette_colour(panel, light)});
+    }
+    for (std::size_t done = 0; done < cell_steps; done += PatchSimulation::lanes) {
+        const auto first = goals.begin() + std::ptrdiff_t(done);
+        const std::vector<Vector3> given =
+            solver.solve({first, first + std::ptrdiff_t(PatchSimulation::lanes)});
+        for (std::size_t i = 0; i < given.size(); ++i) {
+            GreyStep &grey = greys[done + i];
+            grey.bytes =
+                to_bytes(grey.fixed ? add_rounding_loss(srgb_from_light(grey.wanted)) : given[i]);
+        }
+    }
+    solve_grey_ramp(greys, solver, panel.lights()[panel.white()]);
+    return greys;
+}
+
 } // namespace
 
 std::vector<std::uint8_t>
@@ -116,8 +140,9 @@ compensate(const Characterisation &panel, const std::vector<Vector3> &targets,
     std::transform(targets.begin(), targets.end(), std::back_inserter(colours), srgb_from_light);
 
     const PatchSolver solver(panel, simulation, weights);
-    const PatchSolver grey_solver(panel, simulation, grey_weights);
     const Lattice lattice = solved_lattice(solver, colours, progress);
+    const std::vector<GreyStep> greys =
+        solved_greys(panel, targets, PatchSolver(panel, simulation, grey_weights));
     std::vector<std::uint8_t> table;
     table.reserve(3 * targets.size());
     for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
@@ -126,9 +151,7 @@ compensate(const Characterisation &panel, const std::vector<Vector3> &targets,
         if (is_palette_colour(panel, targets[cell])) {
             bytes = to_bytes(add_rounding_loss(colours[cell]));
         } else if (red == green && green == blue) { // the eye sees a cast of greys first
-            const Vector3 given = grey_solver.solve({grey_solver.goal(colours[cell])})[0];
-            bytes =
-                grey_solver.refine(to_bytes(given), targets[cell], panel.lights()[panel.white()]);
+            bytes = greys[red].bytes;
         } else {
             Vector3 given = colours[cell];
             lattice.for_each_node_about(colours[cell], [&](std::size_t node, double weight) {

@@ -11,14 +11,17 @@ namespace oxel::tools {
 namespace {
 
 constexpr IntentRule rules[] = {
-    {true, 1, 1, 1.5},
-    {true, 0.5, 1, 1.5},
+    {true, 0.7, 1, 2.5},
+    {true, 0.35, 1, 2.5},
     {false, 1, 1, 1},
 };
 
-/// Below this OKLab lightness, colours go over to the black ink alone, whatever its cast, so that
-/// black is as black as it can be.
-constexpr double ink_lightness = 0.12;
+/// Below this OKLab lightness, colours go over to the lightness of the black ink, so that black is
+/// as black as it can be: gently, so that shadows keep their steps.
+constexpr double shadow_end = 0.3;
+
+/// Below this one, less than a cell's, they take the ink's cast, too.
+constexpr double ink_cast = 0.1;
 
 /// As far from neutral, in OKLab, as a grey may be; less than one CIEDE2000.
 constexpr double neutral_tolerance = 0.003;
@@ -52,13 +55,14 @@ GamutMapping::GamutMapping(const Characterisation &panel, Intent intent)
         corners_.push_back(divide(light, white_));
         largest_chroma_ = std::max(largest_chroma_, chroma(oklab_from_light(corners_.back())));
     }
+    ink_lightness_ = oklab_from_light(divide(panel.lights()[panel.black()], white_))[0];
     black_lightness_ = std::min(darkest_neutral(), 0.99);
 }
 
 /// The lightness of the darkest mixture that has no cast, or of the black ink if that cannot be
 /// balanced or the balance would lift it much.
 double GamutMapping::darkest_neutral() const {
-    const double ink = oklab_from_light(divide(panel_.lights()[panel_.black()], white_))[0];
+    const double ink = ink_lightness_;
     const auto neutral_at = [&](double lightness) {
         const Vector3 grey = {lightness, 0, 0};
         const Vector3 nearest = oklab_from_light(clip(grey, light_from_oklab(grey)));
@@ -91,7 +95,9 @@ Vector3 GamutMapping::compress(const Vector3 &oklab) const {
         const double excess = (c - largest_chroma_) / (room + 1e-9);
         scale = (largest_chroma_ + room * excess / (1 + excess)) / c;
     }
-    return {lightness, scale * oklab[1], scale * oklab[2]};
+    const double shadow = 1 - std::min(1.0, oklab[0] / shadow_end);
+    return {lightness - shadow * (black_lightness_ - ink_lightness_), scale * oklab[1],
+            scale * oklab[2]};
 }
 
 /// Gauss and Newton's method: the nearest mixture in a space that OKLab is flattened to at the
@@ -145,14 +151,23 @@ Vector3 GamutMapping::map(const Vector3 &source, Vector3 &near) const {
     }
     near = clip(target, near);
     const Vector3 ink = panel_.lights()[panel_.black()];
-    const double rest = rule_.relative_to_paper ? std::min(1.0, oklab[0] / ink_lightness) : 1;
+    const double rest = rule_.relative_to_paper ? std::min(1.0, oklab[0] / ink_cast) : 1;
     return ink + rest * (from_paper(near) - ink);
+}
+
+Vector3 GamutMapping::place_on_grid(const Vector3 &bytes) const {
+    constexpr double last = cell_steps - 1;
+    Vector3 place{};
+    std::transform(bytes.begin(), bytes.end(), place.begin(), [&](double byte) {
+        return rule_.relative_to_paper ? byte * last / 255
+                                       : std::clamp((byte - middle_byte(0)) / 4, 0.0, last);
+    });
+    return place;
 }
 
 std::vector<Vector3> GamutMapping::map_cells() const {
     std::array<double, cell_steps> channel_light{};
     for (std::size_t step = 0; step < cell_steps; ++step) {
-        // Relative to paper, the outermost cells are exactly black and white.
         const double byte = rule_.relative_to_paper ? 255.0 * double(step) / 63 : middle_byte(step);
         channel_light[step] = light_from_srgb({byte, byte, byte})[0];
     }
@@ -163,6 +178,13 @@ std::vector<Vector3> GamutMapping::map_cells() const {
         lights.push_back(
             map({channel_light[red], channel_light[green], channel_light[blue]}, near));
     });
+    // Artwork in the inks' own colours is to come out in pure ink.
+    for (std::size_t corner = panel_.corner_lights().size();
+         corner-- > 0 && !rule_.relative_to_paper;) {
+        const auto &[red, green, blue] = panel_.palette()[panel_.corner_index(corner)];
+        lights[std::size_t(red >> 2 << 12 | green >> 2 << 6 | blue >> 2)] =
+            panel_.corner_lights()[corner];
+    }
     return lights;
 }
 

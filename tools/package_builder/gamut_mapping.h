@@ -46,6 +46,11 @@ class GamutMapping {
     /// colour starts, relative to the paper; it receives the place found.
     Vector3 map(const Vector3 &source, Vector3 &near) const;
 
+    /// Where bytes of a picture lie among the cells, whose channels count from 0 to 63. Relative to
+    /// paper, the outermost cells are exactly black and white; else a cell is the middle of its
+    /// bytes.
+    Vector3 place_on_grid(const Vector3 &bytes) const;
+
     /// A start for `map` that is as good as any.
     Vector3 start() const { return corners_.front(); }
 
@@ -62,7 +67,8 @@ class GamutMapping {
     IntentRule rule_;
     Vector3 white_;
     std::vector<Vector3> corners_; // relative to the white
-    double black_lightness_ = 0;   // OKLab
+    double ink_lightness_ = 0;     // OKLab, of the black ink
+    double black_lightness_ = 0;   // OKLab, of the darkest grey
     double largest_chroma_ = 0;    // OKLab
 };
 

@@ -14,7 +14,7 @@ namespace oxel::tools {
 
 namespace {
 
-constexpr int trials = 250;
+constexpr int trials = 100;
 constexpr double first_step = 12; // of each coordinate, in the sites' space, at most
 constexpr double step_growth = 1.3;
 constexpr double step_decay = 0.985;
@@ -57,7 +57,7 @@ class Judge {
                     goals.push_back(solver.goal(srgb));
             }
             for (const Vector3 &given : solver.solve(goals))
-                requests_.push_back(to_bytes(given));
+                requests_.emplace_back(given);
         }
         first_grain_ = grain(table);
     }
@@ -74,18 +74,16 @@ class Judge {
     }
 
   private:
-    /// In CIE94, summed over all patches and both wide kernels.
+    /// In CIE94, summed over all patches. The wide kernels are much alike, so one speaks for both.
     double disagreement(const std::vector<std::uint8_t> &table) const {
         const PatchSimulation simulation(panel_, table);
         double sum = 0;
-        for_each_part([&](const std::vector<RgbBytes> &part) {
+        for_each_part([&](const std::vector<DitheredBytes> &part) {
             const std::vector<Vector3> floyd =
                 simulation.mean_light(DITHER_FLOYD, part, judged_patch);
-            for (const int mode : {DITHER_JJN, DITHER_STUCKI}) {
-                const std::vector<Vector3> wide = simulation.mean_light(mode, part, judged_patch);
-                for (std::size_t i = 0; i < part.size(); ++i)
-                    sum += cie94(lab_from_light(floyd[i]), lab_from_light(wide[i]));
-            }
+            const std::vector<Vector3> wide = simulation.mean_light(DITHER_JJN, part, judged_patch);
+            for (std::size_t i = 0; i < part.size(); ++i)
+                sum += cie94(lab_from_light(floyd[i]), lab_from_light(wide[i]));
         });
         return sum;
     }
@@ -95,7 +93,7 @@ class Judge {
     double grain(const std::vector<std::uint8_t> &table) const {
         const PatchSimulation simulation(panel_, table);
         double sum = 0;
-        for_each_part([&](const std::vector<RgbBytes> &part) {
+        for_each_part([&](const std::vector<DitheredBytes> &part) {
             for (const auto &blocks : simulation.block_lights(DITHER_FLOYD, part, judged_patch)) {
                 const Vector3 whole = lab_from_light(mean(blocks));
                 for (const Vector3 &block : blocks)
@@ -110,13 +108,13 @@ class Judge {
     void for_each_part(F f) const {
         for (std::size_t begin = 0; begin < requests_.size(); begin += PatchSimulation::lanes) {
             const std::size_t end = std::min(begin + PatchSimulation::lanes, requests_.size());
-            f(std::vector<RgbBytes>(requests_.begin() + std::ptrdiff_t(begin),
-                                    requests_.begin() + std::ptrdiff_t(end)));
+            f(std::vector<DitheredBytes>(requests_.begin() + std::ptrdiff_t(begin),
+                                         requests_.begin() + std::ptrdiff_t(end)));
         }
     }
 
     const Characterisation &panel_;
-    std::vector<RgbBytes> requests_;
+    std::vector<DitheredBytes> requests_;
     double first_grain_ = 0;
 };
 

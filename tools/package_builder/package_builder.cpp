@@ -19,7 +19,7 @@ struct TuningWeights {
 /// Each at the place of its Tuning. Of all, a rendering's default diffusion counts most, and more
 /// yet for greys, whose casts strike the eye first.
 constexpr TuningWeights tuning_weights[] = {
-    {{0.62, 0.19, 0.19}, {0.8, 0.1, 0.1}},
+    {{0.62, 0.38, 0}, {0.8, 0.2, 0}},
     {{1, 0, 0}, {1, 0, 0}},
     {{0, 1, 0}, {0, 1, 0}},
     {{0, 0, 1}, {0, 0, 1}},
@@ -42,6 +42,12 @@ std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours) {
 BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options) {
     const TuningWeights &weights = tuning_weights[static_cast<std::size_t>(options.tuning)];
     BuiltTables tables;
+    tables.producer = {'O',
+                       'X',
+                       1,
+                       static_cast<std::uint8_t>(options.intent),
+                       static_cast<std::uint8_t>(options.tuning),
+                       0};
     options.progress(0);
     tables.targets = GamutMapping(panel, options.intent).map_cells();
     options.progress(0.2);
@@ -58,6 +64,17 @@ BuiltTables build_tables(const Characterisation &panel, const BuildOptions &opti
     return tables;
 }
 
+std::optional<NotedOptions> noted_options(std::span<const std::uint8_t> package) {
+    const auto fields = read_package_fields(package);
+    if (!fields)
+        return std::nullopt;
+    const ProducerBytes &bytes = fields->producer;
+    if (bytes[0] != 'O' || bytes[1] != 'X' || bytes[2] != 1 || bytes[3] >= intent_names().size() ||
+        bytes[4] >= tuning_names().size())
+        return std::nullopt;
+    return NotedOptions{static_cast<Intent>(bytes[3]), static_cast<Tuning>(bytes[4])};
+}
+
 std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colours,
                                            const BuiltTables &tables) {
     std::vector<std::uint8_t> palette;
@@ -66,7 +83,7 @@ std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colou
         palette.insert(palette.end(), colour.rgb.begin(), colour.rgb.end());
         tcon.push_back(colour.tcon);
     }
-    return write_package(palette, tcon, tables.gamut, tables.quantisation);
+    return write_package(tables.producer, palette, tcon, tables.gamut, tables.quantisation);
 }
 
 std::vector<std::uint8_t> build_package(const std::vector<PanelColour> &colours,

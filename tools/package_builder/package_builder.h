@@ -3,9 +3,12 @@
 
 #include "package_builder/characterisation.h"
 #include "package_builder/gamut_mapping.h"
+#include "package_builder/package_file.h"
 
 #include <cstdint>
 #include <functional>
+#include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -15,6 +18,8 @@ namespace oxel::tools {
 struct PanelColour {
     RgbBytes rgb; // measured, in sRGB
     std::uint8_t tcon;
+
+    bool operator==(const PanelColour &) const = default;
 };
 
 std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours);
@@ -27,8 +32,15 @@ enum class Tuning {
     stucki,
 };
 
+constexpr std::size_t tunings = 4;
+
 /// Each at the place of its value.
 const std::vector<std::string> &tuning_names();
+
+/// The tuning for one diffusion, an enum Oxel_dithering_mode.
+constexpr Tuning tuning_for(int dithering_mode) {
+    return static_cast<Tuning>(dithering_mode / 2 + 1);
+}
 
 struct BuildOptions {
     Intent intent = Intent::perceptual;
@@ -42,11 +54,22 @@ struct BuiltTables {
     std::vector<Vector3> targets; // the light that each cell should be shown in
     std::vector<std::uint8_t> gamut;
     std::vector<std::uint8_t> quantisation;
+    ProducerBytes producer{}; // the options, as noted_options reads them
 };
 
 /// The same palette and options give the same bytes on every machine. Does not touch the state of
 /// the rendering library, so it may run while a package is adopted, and on any thread.
 BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options = {});
+
+/// What a package was built for.
+struct NotedOptions {
+    Intent intent;
+    Tuning tuning;
+};
+
+/// What this builder has noted in a package's producer's bytes: "OX", 1, the intent, the tuning, 0.
+/// Nothing for packages of other or earlier builders.
+std::optional<NotedOptions> noted_options(std::span<const std::uint8_t> package);
 
 std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colours,
                                            const BuiltTables &tables);

@@ -22,14 +22,22 @@ void append_number(std::vector<std::uint8_t> &bytes, std::size_t number, std::si
         bytes.push_back(static_cast<std::uint8_t>(number & 0xFF));
 }
 
-/// Of IEEE 802.3. Bit by bit takes 20 ms for a package, so a table would not pay.
-std::uint32_t crc32(std::span<const std::uint8_t> bytes) {
-    std::uint32_t crc = ~0U;
-    for (const std::uint8_t byte : bytes) {
-        crc ^= byte;
+/// Of IEEE 802.3, for each byte: entries of the cache are checked before every render.
+constexpr std::array<std::uint32_t, 256> crc_table = [] {
+    std::array<std::uint32_t, 256> table{};
+    for (std::uint32_t byte = 0; byte < 256; ++byte) {
+        std::uint32_t crc = byte;
         for (int bit = 0; bit < 8; ++bit)
             crc = crc >> 1 ^ (crc & 1 ? 0xEDB88320U : 0U);
+        table[byte] = crc;
     }
+    return table;
+}();
+
+std::uint32_t crc32(std::span<const std::uint8_t> bytes) {
+    std::uint32_t crc = ~0U;
+    for (const std::uint8_t byte : bytes)
+        crc = crc >> 8 ^ crc_table[(crc ^ byte) & 0xFF];
     return ~crc;
 }
 
@@ -64,7 +72,8 @@ std::span<const std::uint8_t> package_table(std::span<const std::uint8_t> packag
     return package.subspan(offset, size);
 }
 
-std::vector<std::uint8_t> write_package(std::span<const std::uint8_t> palette,
+std::vector<std::uint8_t> write_package(const ProducerBytes &producer,
+                                        std::span<const std::uint8_t> palette,
                                         std::span<const std::uint8_t> tcon,
                                         std::span<const std::uint8_t> gamut,
                                         std::span<const std::uint8_t> quantisation) {
@@ -73,7 +82,7 @@ std::vector<std::uint8_t> write_package(std::span<const std::uint8_t> palette,
     for (const auto &table : tables)
         length += table.size();
 
-    std::vector<std::uint8_t> package(6, 0); // producer's data
+    std::vector<std::uint8_t> package(producer.begin(), producer.end());
     append_number(package, length);
     append_number(package, tcon.size(), 2);
     std::size_t offset = header_size;

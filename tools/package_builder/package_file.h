@@ -12,9 +12,12 @@
 
 namespace oxel::tools {
 
+/// What the library never reads: the builder's own notes.
+using ProducerBytes = std::array<std::uint8_t, 6>;
+
 /// A LUT package's header and trailer, as they stand in the bytes: nothing in them is checked.
 struct PackageFields {
-    std::array<std::uint8_t, 6> producer;
+    ProducerBytes producer;
     std::uint32_t length;
     std::uint16_t colours;
     std::uint32_t palette; // offsets
@@ -35,7 +38,8 @@ std::span<const std::uint8_t> package_table(std::span<const std::uint8_t> packag
                                             std::uint64_t offset, std::size_t size);
 
 /// Puts the four tables together: 3 bytes a colour, 1 byte a colour, 3 and 1 bytes a cell.
-std::vector<std::uint8_t> write_package(std::span<const std::uint8_t> palette,
+std::vector<std::uint8_t> write_package(const ProducerBytes &producer,
+                                        std::span<const std::uint8_t> palette,
                                         std::span<const std::uint8_t> tcon,
                                         std::span<const std::uint8_t> gamut,
                                         std::span<const std::uint8_t> quantisation);

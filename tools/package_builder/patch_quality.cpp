@@ -14,41 +14,72 @@ double ShownPatch::difference(std::size_t mode) const {
     return ciede2000(lab_from_light(shown[mode]), lab_from_light(wanted));
 }
 
-std::vector<std::size_t> reachable_cells(const Characterisation &panel,
-                                         const std::vector<Vector3> &targets, std::size_t count) {
+std::vector<RgbBytes> reachable_colours(const Characterisation &panel, const GamutMapping &mapping,
+                                        std::size_t count) {
     constexpr double depth = 1e-6; // clipped colours lie on the surface
-    const std::size_t patience = panel.dimension() < 3 ? 0 : 4000 * count;
+    const std::size_t patience = panel.dimension() < 3 ? 0 : 1000 * count;
     std::mt19937 random(2000);
-    std::vector<std::size_t> cells;
-    for (std::size_t tries = 0; cells.size() < count; ++tries) {
-        const std::size_t cell = random() % package_cells;
-        if (tries >= patience || panel.holds(targets[cell], depth))
-            cells.push_back(cell);
+    Vector3 near = mapping.start();
+    std::vector<RgbBytes> colours;
+    for (std::size_t tries = 0; colours.size() < count; ++tries) {
+        RgbBytes colour{};
+        for (std::uint8_t &channel : colour)
+            channel = static_cast<std::uint8_t>(random() & 0xFF);
+        if (tries >= patience ||
+            panel.holds(mapping.map(light_from_srgb(to_vector(colour)), near), depth))
+            colours.push_back(colour);
     }
-    return cells;
+    return colours;
 }
 
-std::vector<ShownPatch> show_patches(const Characterisation &panel, const BuiltTables &tables,
-                                     const std::vector<std::size_t> &cells) {
+std::vector<ShownPatch> show_patches(const Characterisation &panel, const GamutMapping &mapping,
+                                     const BuiltTables &tables,
+                                     const std::vector<RgbBytes> &colours) {
     const PatchSimulation simulation(panel, tables.quantisation);
+    Vector3 near = mapping.start();
     std::vector<ShownPatch> patches;
-    for (std::size_t done = 0; done < cells.size(); done += PatchSimulation::lanes) {
-        const std::size_t count = std::min(PatchSimulation::lanes, cells.size() - done);
-        std::vector<RgbBytes> bytes;
+    for (std::size_t done = 0; done < colours.size(); done += PatchSimulation::lanes) {
+        const std::size_t count = std::min(PatchSimulation::lanes, colours.size() - done);
+        std::vector<DitheredBytes> given;
         for (std::size_t i = 0; i < count; ++i) {
-            const std::size_t cell = cells[done + i];
-            const std::uint8_t *mapped = tables.gamut.data() + 3 * cell;
-            bytes.push_back({mapped[0], mapped[1], mapped[2]});
-            patches.push_back({cell, tables.targets[cell], {}});
+            const RgbBytes &asked = colours[done + i];
+            given.emplace_back(tables.gamut, mapping.place_on_grid(to_vector(asked)));
+            patches.push_back({asked, mapping.map(light_from_srgb(to_vector(asked)), near), {}});
         }
         for (std::size_t mode = 0; mode < dithering_modes; ++mode) {
             const std::vector<Vector3> lights =
-                simulation.mean_light(int(mode), bytes, {.size = 96, .border = 16});
+                simulation.mean_light(int(mode), given, {.size = 96, .border = 16, .lead = 48});
             for (std::size_t i = 0; i < count; ++i)
                 patches[done + i].shown[mode] = lights[i];
         }
     }
     return patches;
+}
+
+std::array<RampFigures, dithering_modes>
+judge_greys(const Characterisation &panel, const GamutMapping &mapping, const BuiltTables &tables) {
+    std::vector<RgbBytes> greys;
+    for (int byte = 0; byte < 256; byte += 2)
+        greys.push_back(to_bytes({double(byte), double(byte), double(byte)}));
+    const std::vector<ShownPatch> patches = show_patches(panel, mapping, tables, greys);
+    const Vector3 paper = panel.lights()[panel.white()];
+    std::array<RampFigures, dithering_modes> figures{};
+    for (std::size_t mode = 0; mode < dithering_modes; ++mode) {
+        std::vector<Vector3> lab;
+        for (const ShownPatch &patch : patches)
+            lab.push_back(lab_from_light(patch.shown[mode], paper));
+        auto &[step_back, jump, cast] = figures[mode];
+        double lightest = lab[0][0];
+        for (std::size_t i = 0; i < lab.size(); ++i) {
+            lightest = std::max(lightest, lab[i][0]);
+            step_back = std::max(step_back, lightest - lab[i][0]);
+            if (i >= 2)
+                jump = std::max(jump, lab[i][0] - lab[i - 2][0]);
+            if (lab[i][0] > lab[0][0] + 2)
+                cast = std::max(cast, ciede2000(lab[i], {lab[i][0], 0, 0}));
+        }
+    }
+    return figures;
 }
 
 DifferenceSummary summarise(const std::vector<double> &differences) {

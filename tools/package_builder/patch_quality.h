@@ -10,9 +10,10 @@ namespace oxel::tools {
 
 constexpr std::size_t dithering_modes = 6;
 
-/// A flat patch: what was asked for, what should be seen, and what each dithering mode makes of it.
+/// A flat patch of a picture: what was asked for, what should be seen, and what each dithering mode
+/// makes of it after the dither onto the package's grid.
 struct ShownPatch {
-    std::size_t cell;
+    RgbBytes asked;
     Vector3 wanted; // light
     std::array<Vector3, dithering_modes> shown;
 
@@ -20,14 +21,28 @@ struct ShownPatch {
     double difference(std::size_t mode) const;
 };
 
-/// `count` cells whose target lies inside the gamut, always the same ones; of a gamut that is flat,
-/// or too thin for so many inside, any cells make up the rest.
-std::vector<std::size_t> reachable_cells(const Characterisation &panel,
-                                         const std::vector<Vector3> &targets, std::size_t count);
+/// `count` colours of any bytes whose place after the mapping lies inside the gamut, always the
+/// same ones; of a gamut that is flat, or too thin for so many inside, any colours make up the
+/// rest.
+std::vector<RgbBytes> reachable_colours(const Characterisation &panel, const GamutMapping &mapping,
+                                        std::size_t count);
 
-/// Simulates flat patches of cells: 96 pixels each way, of which the middle 64 count.
-std::vector<ShownPatch> show_patches(const Characterisation &panel, const BuiltTables &tables,
-                                     const std::vector<std::size_t> &cells);
+/// Simulates flat patches: 96 pixels each way, of which the middle 64 count, below 64 rows in which
+/// the diffusion settles.
+std::vector<ShownPatch> show_patches(const Characterisation &panel, const GamutMapping &mapping,
+                                     const BuiltTables &tables,
+                                     const std::vector<RgbBytes> &colours);
+
+/// How good a grey ramp is, in L* and CIEDE2000 relative to the paper.
+struct RampFigures {
+    double step_back; // the most that a lighter grey is darker
+    double jump;      // the most that L* rises in four bytes
+    double cast;      // the furthest from neutral, of what is lighter than the black ink
+};
+
+/// The greys of every second byte, for each dithering mode.
+std::array<RampFigures, dithering_modes>
+judge_greys(const Characterisation &panel, const GamutMapping &mapping, const BuiltTables &tables);
 
 /// Figures of a list of differences, which must not be empty.
 struct DifferenceSummary {

@@ -1,9 +1,11 @@
 #include "package_builder/patch_simulation.h"
 
 #include "diffusion_kernel.h"
+#include "package_builder/cells.h"
 
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <utility>
 
 namespace oxel::tools {
@@ -48,6 +50,20 @@ struct Tables {
 
 using Indices = std::array<std::uint8_t, patches_a_pair>;
 
+constexpr std::size_t thresholds = 64; // that the simulation tells apart
+constexpr std::size_t noise_size = 96; // it repeats in larger patches
+
+std::uint8_t threshold_at(std::size_t x, std::size_t y) {
+    static const std::vector<std::uint8_t> noise = [] {
+        std::vector<std::uint8_t> levels;
+        for (std::size_t place = 0; place < noise_size * noise_size; ++place)
+            levels.push_back(static_cast<std::uint8_t>(
+                double(thresholds) * grid_threshold(place % noise_size, place / noise_size)));
+        return levels;
+    }();
+    return noise[y % noise_size * noise_size + x % noise_size];
+}
+
 /// Chooses the palette indices of accumulated values. Returns the errors.
 Words quantise(Words value, const Tables &tables, Indices &indices) {
     auto clamped = std::bit_cast<SignedWords>(value);
@@ -65,26 +81,28 @@ Words quantise(Words value, const Tables &tables, Indices &indices) {
 template <const DiffusionKernel &kernel>
 class Diffusion {
   public:
-    /// `pixels` are the patches' colours, two by two.
+    /// `pixels` are the patches' colours, two by two, for each threshold.
     Diffusion(const Tables &tables, const std::vector<Quads> &pixels, int width)
-        : tables_(tables), pixels_(pixels), width_(std::size_t(width)) {
+        : tables_(tables), pixels_(pixels), pairs_(pixels.size() / thresholds),
+          width_(std::size_t(width)) {
         for (std::vector<Words> &received : received_)
-            received.resize(width_ * pixels.size());
+            received.resize(width_ * pairs_);
         for (int weight = 1; weight <= most_weight; ++weight)
             if (kernel.has_weight(weight))
-                shares_[weight].resize((width_ + 2 * kernel.reach) * pixels.size());
+                shares_[weight].resize((width_ + 2 * kernel.reach) * pairs_);
     }
 
-    /// Calls `chosen` with the column, the pair and the palette indices of each pixel of the next
-    /// row. A scan to the left (`direction` -1) has the kernel mirrored.
+    /// Calls `chosen` with the column, the pair and the palette indices of each pixel of row
+    /// `y`, the next. A scan to the left (`direction` -1) has the kernel mirrored.
     template <int direction, class Chosen>
-    void scan(Chosen chosen) {
+    void scan(std::size_t y, Chosen chosen) {
         for (std::size_t step = 0; step < width_; ++step) {
             const std::size_t x = direction > 0 ? step : width_ - 1 - step;
-            for (std::size_t pair = 0; pair < pixels_.size(); ++pair) {
-                const std::size_t place = x * pixels_.size() + pair;
+            const Quads *const pixels = &pixels_[threshold_at(x, y) * pairs_];
+            for (std::size_t pair = 0; pair < pairs_; ++pair) {
+                const std::size_t place = x * pairs_ + pair;
                 Indices indices;
-                const Words value = std::bit_cast<Words>(pixels_[pair]) + received_[0][place] +
+                const Words value = std::bit_cast<Words>(pixels[pair]) + received_[0][place] +
                                     shares<direction, 0>(place);
                 hand_out(quantise(value, tables_, indices), place);
                 chosen(x, pair, indices);
@@ -108,7 +126,7 @@ class Diffusion {
     template <int weight>
     void hand_out_by(Words error, std::size_t place) {
         if constexpr (kernel.has_weight(weight))
-            shares_[weight][place + kernel.reach * pixels_.size()] = share<kernel>(error, weight);
+            shares_[weight][place + kernel.reach * pairs_] = share<kernel>(error, weight);
     }
 
     /// What the pixels just scanned hand to a place that many rows below.
@@ -126,11 +144,12 @@ class Diffusion {
         if constexpr (weight == 0)
             return Words{};
         else
-            return shares_[weight][place + std::size_t(giver) * pixels_.size()];
+            return shares_[weight][place + std::size_t(giver) * pairs_];
     }
 
     const Tables &tables_;
     const std::vector<Quads> &pixels_;
+    std::size_t pairs_;
     std::size_t width_;
     std::vector<Words> received_[2];             // by the next row to be scanned and the one below
     std::vector<Words> shares_[most_weight + 1]; // of the last row, by weight; 0 at its sides
@@ -144,10 +163,10 @@ Counts simulate(const Tables &tables, const std::vector<Quads> &pixels, bool ser
                 PatchSimulation::Area area, std::size_t colours) {
     const std::size_t blocks = std::size_t(area.blocks);
     const std::size_t block_size = std::size_t(area.size - 2 * area.border) / blocks;
-    Counts counts(patches_a_pair * pixels.size() * blocks * blocks * colours);
+    Counts counts(patches_a_pair * (pixels.size() / thresholds) * blocks * blocks * colours);
     const auto inside = [&](int i) { return i >= area.border && i < area.size - area.border; };
     Diffusion<kernel> diffusion(tables, pixels, area.size);
-    for (int y = 0; y < area.size - area.border; ++y) {
+    for (int y = -area.lead; y < area.size - area.border; ++y) {
         const auto count = [&](std::size_t x, std::size_t pair, const Indices &indices) {
             if (!inside(int(x)) || !inside(y))
                 return;
@@ -158,10 +177,10 @@ Counts simulate(const Tables &tables, const std::vector<Quads> &pixels, bool ser
                 ++counts[((patch * blocks + row) * blocks + column) * colours + indices[i]];
             }
         };
-        if (serpentine && y % 2 != 0)
-            diffusion.template scan<-1>(count);
+        if (serpentine && (y + area.lead) % 2 != 0)
+            diffusion.template scan<-1>(std::size_t(y + area.lead), count);
         else
-            diffusion.template scan<1>(count);
+            diffusion.template scan<1>(std::size_t(y + area.lead), count);
     }
     return counts;
 }
@@ -175,18 +194,63 @@ Vector3 mean(std::span<const Vector3> vectors) {
     return 1 / double(vectors.size()) * sum;
 }
 
+double grid_threshold(std::size_t x, std::size_t y) {
+    const double wave = 0.06711056 * double(x) + 0.00583715 * double(y);
+    const double steep = 52.9829189 * (wave - std::floor(wave));
+    return steep - std::floor(steep);
+}
+
+DitheredBytes::DitheredBytes(const Vector3 &rgb) {
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+        const double value = std::clamp(rgb[channel], 0.0, 255.0);
+        const auto low = static_cast<std::uint8_t>(std::clamp(value - 1.5, 0.0, 251.0));
+        upper_[channel] = (value - low) / 4;
+        for (std::size_t corner = 0; corner < corners_.size(); ++corner)
+            corners_[corner][channel] =
+                static_cast<std::uint8_t>(low + 4 * (corner >> (2 - channel) & 1));
+    }
+}
+
+DitheredBytes::DitheredBytes(const RgbBytes &low, const RgbBytes &high, double share)
+    : upper_{share, share, share} {
+    corners_.fill(low);
+    corners_.back() = high;
+}
+
+DitheredBytes::DitheredBytes(std::span<const std::uint8_t> gamut_table, const Vector3 &place) {
+    std::array<std::size_t, 3> low{};
+    for (std::size_t channel = 0; channel < 3; ++channel) {
+        low[channel] = std::min(std::size_t(std::max(place[channel], 0.0)), cell_steps - 2);
+        upper_[channel] = place[channel] - double(low[channel]);
+    }
+    for (std::size_t corner = 0; corner < corners_.size(); ++corner) {
+        const std::size_t cell =
+            ((low[0] + (corner >> 2)) * cell_steps + low[1] + (corner >> 1 & 1)) * cell_steps +
+            low[2] + (corner & 1);
+        std::copy_n(&gamut_table[3 * cell], 3, corners_[corner].begin());
+    }
+}
+
+RgbBytes DitheredBytes::at(double threshold) const {
+    return corners_[std::size_t(4 * (threshold < upper_[0]) + 2 * (threshold < upper_[1]) +
+                                (threshold < upper_[2]))];
+}
+
 PatchSimulation::PatchSimulation(const Characterisation &panel,
                                  std::span<const std::uint8_t> quantisation)
     : quantisation_(quantisation), lights_(panel.lights()) {
     std::transform(panel.palette().begin(), panel.palette().end(), palette_.begin(), quad);
 }
 
-std::vector<std::vector<Vector3>> PatchSimulation::block_lights(int dithering_mode,
-                                                                std::span<const RgbBytes> bytes,
-                                                                Area area) const {
-    std::vector<Quads> pixels((bytes.size() + 1) / patches_a_pair);
-    for (std::size_t i = 0; i < bytes.size(); ++i)
-        pixels[i / patches_a_pair][i % patches_a_pair] = quad(bytes[i]);
+std::vector<std::vector<Vector3>>
+PatchSimulation::block_lights(int dithering_mode, std::span<const DitheredBytes> colours,
+                              Area area) const {
+    const std::size_t pairs = (colours.size() + 1) / patches_a_pair;
+    std::vector<Quads> pixels(pairs * thresholds);
+    for (std::size_t i = 0; i < colours.size(); ++i)
+        for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
+            pixels[threshold * pairs + i / patches_a_pair][i % patches_a_pair] =
+                quad(colours[i].at((double(threshold) + 0.5) / double(thresholds)));
     constexpr auto simulations =
         std::array{simulate<floyd_steinberg>, simulate<jarvis_judice_ninke>, simulate<stucki>};
     const Counts counts = simulations[std::size_t(dithering_mode / 2)](
@@ -194,7 +258,7 @@ std::vector<std::vector<Vector3>> PatchSimulation::block_lights(int dithering_mo
         lights_.size());
     const std::size_t blocks = std::size_t(area.blocks) * std::size_t(area.blocks);
     const double block_side = double(area.size - 2 * area.border) / area.blocks;
-    std::vector<std::vector<Vector3>> patches(bytes.size(), std::vector<Vector3>(blocks));
+    std::vector<std::vector<Vector3>> patches(colours.size(), std::vector<Vector3>(blocks));
     auto count = counts.begin();
     for (std::vector<Vector3> &patch : patches)
         for (Vector3 &block : patch)
@@ -205,9 +269,10 @@ std::vector<std::vector<Vector3>> PatchSimulation::block_lights(int dithering_mo
 }
 
 std::vector<Vector3> PatchSimulation::mean_light(int dithering_mode,
-                                                 std::span<const RgbBytes> bytes, Area area) const {
+                                                 std::span<const DitheredBytes> colours,
+                                                 Area area) const {
     std::vector<Vector3> lights;
-    for (const std::vector<Vector3> &blocks : block_lights(dithering_mode, bytes, area))
+    for (const std::vector<Vector3> &blocks : block_lights(dithering_mode, colours, area))
         lights.push_back(mean(blocks));
     return lights;
 }

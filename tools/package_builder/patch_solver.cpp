@@ -14,7 +14,7 @@ namespace {
 constexpr int rounds = 6;          // of the fixed-point iteration
 constexpr int rounds_averaged = 3; // the last ones; they sway about the fixed point
 constexpr PatchSimulation::Area patch = {.size = 48, .border = 10};
-constexpr PatchSimulation::Area fine_patch = {.size = 96, .border = 16};
+constexpr PatchSimulation::Area fine_patch = {.size = 68, .border = 6, .lead = 38};
 
 constexpr double rounding_loss = 2;
 
@@ -47,7 +47,7 @@ PatchGoal PatchSolver::goal(const Vector3 &srgb) const {
 }
 
 template <class F>
-void PatchSolver::for_each_mode(const std::vector<RgbBytes> &bytes, PatchSimulation::Area area,
+void PatchSolver::for_each_mode(std::span<const DitheredBytes> bytes, PatchSimulation::Area area,
                                 F f) const {
     for (const auto &[mode, weight] : modes_) {
         if (weight == 0)
@@ -72,8 +72,7 @@ std::vector<Vector3> PatchSolver::solve(const std::vector<PatchGoal> &goals) con
         given.push_back(goal.guess);
     std::vector<Vector3> means(goals.size());
     for (int round = 0; round < rounds; ++round) {
-        std::vector<RgbBytes> bytes;
-        std::transform(given.begin(), given.end(), std::back_inserter(bytes), to_bytes);
+        const std::vector<DitheredBytes> bytes(given.begin(), given.end());
         std::vector<Vector3> shown(goals.size());
         for_each_mode(bytes, patch, [&](std::size_t i, const Vector3 &light, double weight) {
             shown[i] = shown[i] + weight * light;
@@ -88,43 +87,23 @@ std::vector<Vector3> PatchSolver::solve(const std::vector<PatchGoal> &goals) con
     return means;
 }
 
-RgbBytes PatchSolver::refine(const RgbBytes &start, const Vector3 &wanted,
-                             const Vector3 &white) const {
-    const RgbBytes next = refine_by_one(start, wanted, white);
-    return next == start ? start : refine_by_one(next, wanted, white);
+std::vector<PatchSolver::Shown> PatchSolver::show(std::span<const DitheredBytes> colours) const {
+    std::vector<Shown> shown(colours.size());
+    for (std::size_t done = 0; done < colours.size(); done += PatchSimulation::lanes) {
+        const auto some =
+            colours.subspan(done, std::min(PatchSimulation::lanes, colours.size() - done));
+        for_each_mode(some, fine_patch, [&](std::size_t i, const Vector3 &light, double weight) {
+            shown[done + i].push_back({light, weight});
+        });
+    }
+    return shown;
 }
 
-RgbBytes PatchSolver::refine_by_one(const RgbBytes &start, const Vector3 &wanted,
-                                    const Vector3 &white) const {
-    std::vector<RgbBytes> candidates = {start}; // wins if others are as good
-    for (int offset = 0; offset < 27; ++offset) {
-        const Vector3 step = {double(offset / 9 - 1), double(offset / 3 % 3 - 1),
-                              double(offset % 3 - 1)};
-        candidates.push_back(to_bytes(to_vector(start) + step));
-    }
-    const Vector3 goal = lab_from_light(wanted, white);
-    RgbBytes best = start;
-    double least = 1e30;
-    while (!candidates.empty()) {
-        const std::size_t count = std::min(PatchSimulation::lanes, candidates.size());
-        const std::vector<RgbBytes> some(candidates.begin(),
-                                         candidates.begin() + std::ptrdiff_t(count));
-        std::vector<double> misses(count);
-        for_each_mode(some, fine_patch, [&](std::size_t i, const Vector3 &light, double weight) {
-            const Vector3 miss = lab_from_light(light, white) - goal;
-            // Near grey, a cast strikes more than a step of lightness. Not squared, so that
-            // a mode that no byte serves does not spoil the others.
-            misses[i] += weight * std::sqrt(miss[0] * miss[0] + 3 * miss[1] * miss[1] +
-                                            2 * miss[2] * miss[2]);
-        });
-        for (std::size_t i = 0; i < count; ++i)
-            if (misses[i] < least) {
-                least = misses[i];
-                best = some[i];
-            }
-        candidates.erase(candidates.begin(), candidates.begin() + std::ptrdiff_t(count));
-    }
-    return best;
+Vector3 PatchSolver::mean(const Shown &shown) {
+    Vector3 sum{};
+    for (const auto &[light, weight] : shown)
+        sum = sum + weight * light;
+    return sum;
 }
 
 } // namespace oxel::tools

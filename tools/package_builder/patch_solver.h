@@ -43,14 +43,22 @@ class PatchSolver {
     /// iteration; 1 to PatchSimulation::lanes of them.
     std::vector<Vector3> solve(const std::vector<PatchGoal> &goals) const;
 
-    /// Bytes within two of `start` whose patches come nearer to a light, relative to `white`.
-    RgbBytes refine(const RgbBytes &start, const Vector3 &wanted, const Vector3 &white) const;
+    /// The light of a patch in a diffusion, and how much that counts.
+    struct WeightedLight {
+        Vector3 light;
+        double weight;
+    };
+    using Shown = std::vector<WeightedLight>;
+
+    /// Each colour in every diffusion that counts; any number of colours.
+    std::vector<Shown> show(std::span<const DitheredBytes> colours) const;
+
+    static Vector3 mean(const Shown &shown);
+
+    /// Bytes that are not far outside the hull of the palette's.
+    Vector3 confine(const Vector3 &given) const;
 
   private:
-    /// The best of `start` and its neighbours.
-    RgbBytes refine_by_one(const RgbBytes &start, const Vector3 &wanted,
-                           const Vector3 &white) const;
-
     struct WeightedMode {
         int mode;
         double weight;
@@ -58,9 +66,7 @@ class PatchSolver {
 
     /// Calls `f` with the place of each patch, its light in a mode, and the weight of the mode.
     template <class F>
-    void for_each_mode(const std::vector<RgbBytes> &bytes, PatchSimulation::Area area, F f) const;
-
-    Vector3 confine(const Vector3 &given) const;
+    void for_each_mode(std::span<const DitheredBytes> bytes, PatchSimulation::Area area, F f) const;
 
     const Characterisation &panel_;
     const PatchSimulation &simulation_;

@@ -3,6 +3,7 @@
 //   oxel_embed_packages SOURCE.cpp PANEL.json ...
 
 #include "base/files.h"
+#include "panels/packed_package.h"
 #include "panels/panel_description.h"
 
 #include <iostream>
@@ -23,24 +24,31 @@ void append_literal(std::string &text, const Bytes &bytes) {
     text += '"';
 }
 
-void append_package(std::string &source, const std::string &panel) {
+void append_packages(std::string &source, const std::string &panel) {
     const Bytes json = read_file(panel);
     const PanelDescription description =
         parse_panel_description(panel, {reinterpret_cast<const char *>(json.data()), json.size()});
-    const Bytes package = build_package(description.colours);
     source += '{';
-    append_literal(source, package);
-    source += ", " + std::to_string(package.size()) + "},\n";
+    for (std::size_t tuning = 0; tuning < tunings; ++tuning) {
+        const Bytes package = build_package(description.colours, {.tuning = Tuning(tuning)});
+        const Bytes packed = pack_package(package);
+        source += "{{";
+        append_literal(source, packed);
+        source +=
+            ", " + std::to_string(packed.size()) + "}, " + std::to_string(package.size()) + "},";
+    }
+    source += "},\n";
 }
 
 } // namespace
 
 int main(int argc, char **argv) {
     try {
-        std::string source = "#include \"built_in_panels.h\"\n"
-                             "const std::string_view oxel::tools::built_in_packages[] = {\n";
+        std::string source =
+            "#include \"built_in_panels.h\"\n"
+            "const oxel::tools::PackedPackage oxel::tools::built_in_packages[][tunings] = {\n";
         for (int i = 2; i < argc; ++i)
-            append_package(source, argv[i]);
+            append_packages(source, argv[i]);
         source += "};\n";
         OutputFiles outputs;
         outputs.write(argv[1],

@@ -3,6 +3,8 @@
 #include "base/failure.h"
 #include "base/suggestion.h"
 #include "built_in_panels.h"
+#include "panels/package_cache.h"
+#include "panels/packed_package.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -16,9 +18,18 @@ PanelDescription parse(const std::string &path, const Bytes &bytes) {
                                    {reinterpret_cast<const char *>(bytes.data()), bytes.size()});
 }
 
-Panel build(const std::string &source, const PanelDescription &description) {
-    return {source,           description.name,   build_package(description.colours),
-            description.size, description.layout, description.colour_names};
+Panel open_description(const std::string &source, const PanelDescription &description,
+                       Tuning tuning) {
+    Panel panel{source,
+                description.name,
+                {},
+                description.size,
+                description.layout,
+                description.colour_names,
+                description.colours,
+                Intent::perceptual};
+    tune(panel, tuning);
+    return panel;
 }
 
 std::vector<std::string> built_in_names() {
@@ -35,38 +46,60 @@ bool is_description(const Bytes &bytes) {
     return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
 }
 
-std::optional<Panel> built_in_panel(const std::string &name) {
+Grid grid_of(std::span<const std::uint8_t> package) {
+    const auto options = noted_options(package);
+    return options && options->intent != Intent::absolute ? Grid::ends : Grid::middles;
+}
+
+ExactColours exact_colours_of(std::span<const std::uint8_t> package) {
+    const auto fields = read_package_fields(package);
+    return ExactColours(fields ? package_table(package, fields->palette, 3UL * fields->colours)
+                               : std::span<const std::uint8_t>());
+}
+
+/// A description with a built-in panel's colours takes that panel's package.
+void tune(Panel &panel, Tuning tuning) {
+    if (panel.colours.empty())
+        return;
     const std::vector<PanelDescription> descriptions = built_in_panel_descriptions();
-    for (std::size_t i = 0; i < descriptions.size(); ++i) {
-        const PanelDescription &description = descriptions[i];
-        if (description.name != name)
-            continue;
-        const std::string_view package = built_in_packages[i];
-        if (package.empty())
-            return build(name, description);
-        return Panel{name,
-                     description.name,
-                     Bytes(package.begin(), package.end()),
-                     description.size,
-                     description.layout,
-                     description.colour_names};
-    }
+    for (std::size_t i = 0; i < descriptions.size(); ++i)
+        if (const auto &[packed, size] = built_in_packages[i][std::size_t(tuning)];
+            size > 0 && descriptions[i].colours == panel.colours &&
+            panel.intent == Intent::perceptual) {
+            panel.package = unpack_package(packed, size);
+            return;
+        }
+    panel.package = cached_package(panel.colours, {.intent = panel.intent, .tuning = tuning});
+}
+
+std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning) {
+    for (const PanelDescription &description : built_in_panel_descriptions())
+        if (description.name == name)
+            return open_description(name, description, tuning);
     return std::nullopt;
 }
 
-Panel panel_from_bytes(const std::string &source, Bytes bytes) {
+Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning) {
     if (is_description(bytes))
-        return build(source, parse(source, bytes));
-    return {source, source, std::move(bytes), std::nullopt, 0, {}};
+        return open_description(source, parse(source, bytes), tuning);
+    return {source, source, std::move(bytes), std::nullopt, 0, {}, {}, Intent::perceptual};
 }
 
-Panel open_panel(const std::string &name) {
-    if (auto panel = built_in_panel(name))
-        return std::move(*panel);
-    if (!std::filesystem::exists(name))
-        throw Failure(name, "neither a built-in panel (see oxel panels) nor a file" +
-                                suggestion(name, built_in_names()));
-    return panel_from_bytes(name, read_file(name));
+Panel open_panel(const std::string &name, Tuning tuning, std::optional<Intent> intent) {
+    std::optional<Panel> panel = built_in_panel(name, tuning);
+    if (!panel) {
+        if (!std::filesystem::exists(name))
+            throw Failure(name, "neither a built-in panel (see oxel panels) nor a file" +
+                                    suggestion(name, built_in_names()));
+        panel = panel_from_bytes(name, read_file(name), tuning);
+    }
+    if (intent && panel->colours.empty())
+        throw Failure(name, "is a package, whose intent is settled: --intent needs a description");
+    if (intent && *intent != panel->intent) {
+        panel->intent = *intent;
+        tune(*panel, tuning);
+    }
+    return std::move(*panel);
 }
 
 PanelDescription read_panel_description(const std::string &path) {

@@ -4,8 +4,10 @@
 #include "base/files.h"
 #include "base/image_size.h"
 #include "panels/panel_description.h"
+#include "preparation/grid.h"
 
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -19,18 +21,30 @@ struct Panel {
     std::optional<ImageSize> size;
     int layout = 0;
     std::vector<std::string> colour_names; // none of a package
+    std::vector<PanelColour> colours;      // the description's; none if there is just a package
+    Intent intent = Intent::perceptual;    // of its packages, if there is a description
 };
 
-std::optional<Panel> built_in_panel(const std::string &name);
+/// Where a package's builder has put the cells of the gamut table.
+Grid grid_of(std::span<const std::uint8_t> package);
+
+/// What pictures for a package must keep flat.
+ExactColours exact_colours_of(std::span<const std::uint8_t> package);
+
+/// Gives the panel the package for these diffusions. A panel that came as a package keeps it.
+void tune(Panel &panel, Tuning tuning);
+
+std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning = Tuning::all);
 
 /// Whether they are a panel description: a package is never text.
 bool is_description(const Bytes &bytes);
 
 /// A panel from a package or from a description, whichever the bytes are.
-Panel panel_from_bytes(const std::string &source, Bytes bytes);
+Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning = Tuning::all);
 
 /// Opens the built-in panel of this name, or a package or a description in a file of this name.
-Panel open_panel(const std::string &name);
+Panel open_panel(const std::string &name, Tuning tuning = Tuning::all,
+                 std::optional<Intent> intent = std::nullopt);
 
 PanelDescription read_panel_description(const std::string &path);
 

@@ -3,6 +3,7 @@
 #include "base/files.h"
 #include "pictures/loaders.h"
 #include "pictures/vips_session.h"
+#include "preparation/light.h"
 
 #include <algorithm>
 #include <cmath>
@@ -44,6 +45,42 @@ struct Box {
     ImageSize size;
 };
 
+/// The part of an upright picture that is taken.
+Box taken_part(const Framing &framing, ImageSize own) {
+    if (!framing.crop)
+        return {0, 0, own};
+    const auto &[x, y, width, height] = *framing.crop;
+    const auto edge = [](double place, int side) { // far outside, it is outside all the same
+        return static_cast<int>(std::lround(std::clamp(place, -1.0, side + 1.0)));
+    };
+    const int left = edge(x.of(own.width), own.width);
+    const int top = edge(y.of(own.height), own.height);
+    const int right = edge(x.of(own.width) + width.of(own.width), own.width);
+    const int bottom = edge(y.of(own.height) + height.of(own.height), own.height);
+    if (left < 0 || top < 0 || right > own.width || bottom > own.height || right <= left ||
+        bottom <= top)
+        throw std::runtime_error("the crop is no part of the picture, which has " + own.text());
+    return {left, top, {right - left, bottom - top}};
+}
+
+/// The same part of a drawing that is drawn at another size.
+Box scaled(const Box &part, ImageSize from, ImageSize to) {
+    const auto scale = [](int place, int side, int other) {
+        return static_cast<int>(std::int64_t{place} * other / side);
+    };
+    const int left = scale(part.left, from.width, to.width);
+    const int top = scale(part.top, from.height, to.height);
+    const int right = scale(part.left + part.size.width, from.width, to.width);
+    const int bottom = scale(part.top + part.size.height, from.height, to.height);
+    return {left, top, {std::max(1, right - left), std::max(1, bottom - top)}};
+}
+
+/// Where in a resized picture the part of size `wanted` begins that is kept of one side.
+int kept_from(int resized, int wanted, double centre) {
+    const double start = std::floor(std::clamp(centre, 0.0, 1.0) * resized - wanted / 2.0);
+    return std::clamp(static_cast<int>(start), 0, std::max(0, resized - wanted));
+}
+
 /// Where a part of the upright picture, of this size, is stored.
 Box stored_box(Box part, ImageSize upright_size, int orientation) {
     static constexpr bool mirrored_x[] = {false, false, true, true, false,
@@ -82,15 +119,26 @@ bool has_profile(const VImage &image) {
     }
 }
 
-/// Three bytes a pixel, opaque.
-VImage to_srgb(VImage image, const std::vector<double> &background) {
+/// Linear light in three channels, opaque. What has 16 bits a channel keeps them.
+VImage to_light(VImage image, std::vector<double> background) {
+    const bool deep = image.format() == VIPS_FORMAT_USHORT;
     if (has_profile(image) || image.interpretation() == VIPS_INTERPRETATION_CMYK)
-        image = image.icc_transform("srgb", VImage::option()->set("embedded", true));
+        image = image.icc_transform(
+            "srgb", VImage::option()->set("embedded", true)->set("depth", deep ? 16 : 8));
     image = image.copy(); // as libvips asks before its notes are changed
     image.remove(VIPS_META_ICC_NAME);
-    image = image.colourspace(VIPS_INTERPRETATION_sRGB);
-    return image.has_alpha() ? image.flatten(VImage::option()->set("background", background))
-                             : image;
+    image = image.colourspace(deep ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB);
+    if (deep)
+        for (double &channel : background)
+            channel *= 257;
+    if (image.has_alpha())
+        image = image.flatten(VImage::option()->set("background", background));
+    return image.colourspace(VIPS_INTERPRETATION_scRGB);
+}
+
+/// Light as whole numbers, as in light.h.
+VImage to_numbers(const VImage &light) {
+    return light.linear(65535, 0.5).cast(VIPS_FORMAT_USHORT);
 }
 
 /// How many times larger than the picture, upright, its two sides become.
@@ -105,17 +153,10 @@ std::pair<double, double> scales(ImageSize picture, ImageSize wanted, Fit fit) {
 
 /// Drawings are drawn at the size wanted, which is sharper than enlarging them, unless most of that
 /// were cut off.
-double drawing_scale(ImageSize drawing, ImageSize wanted, Fit fit) {
+double drawing_scale(ImageSize drawing, ImageSize part, ImageSize wanted, Fit fit) {
     constexpr double most_pixels = 32e6;
-    const auto [across, down] = scales(drawing, wanted, fit);
+    const auto [across, down] = scales(part, wanted, fit);
     return std::min(std::max(across, down), std::sqrt(most_pixels / double(drawing.pixels())));
-}
-
-/// At `scale`, in linear light, so that fine patterns keep their brightness.
-VImage resize(const VImage &image, std::pair<double, double> scale) {
-    return image.colourspace(VIPS_INTERPRETATION_scRGB)
-        .resize(scale.first, VImage::option()->set("vscale", scale.second))
-        .colourspace(VIPS_INTERPRETATION_sRGB);
 }
 
 /// The part of an upright picture that catches the eye most.
@@ -142,10 +183,10 @@ struct PartRows {
     }
 };
 
-/// Writes a part of it, 3 bytes a pixel. The whole is read, so that a picture that is cut off is
+/// Writes a part of it. The whole is read, so that a picture that is cut off is
 /// noticed wherever it is.
-void read_part(const VImage &picture, Box part, std::span<std::uint8_t> rgb) {
-    PartRows rows{part, 3 * static_cast<std::size_t>(part.size.width), rgb};
+void read_part(const VImage &picture, Box part, std::span<std::uint8_t> light) {
+    PartRows rows{part, bytes_a_pixel * static_cast<std::size_t>(part.size.width), light};
     if (vips_sink_disc(picture.get_image(), PartRows::take, &rows) != 0)
         throw vips::VError();
 }
@@ -158,63 +199,87 @@ VImage turn(const VImage &image, int orientation) {
     return turned.autorot();
 }
 
-/// A picture as `wanted`, on the background.
+/// A picture as `wanted`, on the background. `centre` is the place, in shares of its sides upright,
+/// that should be kept in the middle.
 void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
-           std::span<std::uint8_t> rgb) {
+           std::pair<double, double> centre, std::span<std::uint8_t> light) {
     const Framing &framing = wanted.framing;
     const ImageSize size = wanted.size;
     const std::vector<double> background(framing.background.begin(), framing.background.end());
+    std::vector<double> background_light;
+    for (const std::uint8_t byte : framing.background)
+        background_light.push_back(light_of_byte(byte));
     auto scale = scales(upright(size_of(picture.image), orientation), size, framing.fit);
     if (swaps_sides(orientation))
         std::swap(scale.first, scale.second);
     // Colours are converted first because libvips' conversions while it resizes miss pure white.
-    VImage source = to_srgb(picture.image, background);
+    VImage source = to_light(picture.image, background);
     const bool streamed = !picture.drawing && scale.second <= 1;
     if (!picture.drawing && !streamed)
         source = source.copy_memory(); // the whole, which is small beside what is made of it
-    VImage image = resize(source, scale);
+    // In linear light, so that fine patterns keep their brightness.
+    VImage image = source.resize(scale.first, VImage::option()->set("vscale", scale.second));
     const ImageSize resized = upright(size_of(image), orientation);
-    const Box middle{(resized.width - size.width) / 2, (resized.height - size.height) / 2, size};
     Bytes rows;
     if (framing.fit == Fit::attention) {
-        image = most_interesting(turn(image, orientation), size);
+        image = to_numbers(most_interesting(turn(image, orientation), size));
     } else {
-        Box part{std::max(0, middle.left), std::max(0, middle.top), {}};
+        Box part{kept_from(resized.width, size.width, centre.first),
+                 kept_from(resized.height, size.height, centre.second),
+                 {}};
         part.size = {std::min(size.width, resized.width), std::min(size.height, resized.height)};
         part = stored_box(part, resized, orientation);
+        image = to_numbers(image);
         if (streamed) {
-            rows.resize(3 * part.size.pixels());
+            rows.resize(bytes_a_pixel * part.size.pixels());
             read_part(image, part, rows);
-            image = image_of(rows, part.size);
+            image = VImage::new_from_memory(rows.data(), rows.size(), part.size.width,
+                                            part.size.height, 3, VIPS_FORMAT_USHORT);
         } else { // what is cut off is not made in the first place
             image = image.extract_area(part.left, part.top, part.size.width, part.size.height);
         }
         image = turn(image, orientation);
     }
-    const VImage framed = image.gravity(
-        VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
-        VImage::option()->set("extend", VIPS_EXTEND_BACKGROUND)->set("background", background));
-    read_part(framed, {0, 0, size}, rgb);
+    const VImage framed = image.gravity(VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
+                                        VImage::option()
+                                            ->set("extend", VIPS_EXTEND_BACKGROUND)
+                                            ->set("background", background_light));
+    read_part(framed, {0, 0, size}, light);
 }
 
 ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
-                 std::span<std::uint8_t> rgb) {
+                 std::span<std::uint8_t> light) {
     OpenPicture picture = open_picture_file(file, wanted.document, 1, limits);
     const int orientation = orientation_of(picture.image, wanted.framing.rotation);
     const ImageSize own = upright(size_of(picture.image), orientation);
+    Box part = taken_part(wanted.framing, own);
     if (wanted.size.pixels() == 0)
-        return own;
-    if (picture.drawing)
+        return part.size;
+    std::pair<double, double> centre{0.5, 0.5};
+    if (const auto &focus = wanted.framing.focus)
+        centre = {((*focus)[0].of(own.width) - part.left) / part.size.width,
+                  ((*focus)[1].of(own.height) - part.top) / part.size.height};
+    ImageSize whole = own;
+    if (picture.drawing) {
         picture = open_picture_file(file, wanted.document,
-                                    drawing_scale(own, wanted.size, wanted.framing.fit), limits);
-    frame(picture, orientation, wanted, rgb);
+                                    drawing_scale(own, part.size, wanted.size, wanted.framing.fit),
+                                    limits);
+        whole = upright(size_of(picture.image), orientation);
+        part = scaled(part, own, whole);
+    }
+    if (wanted.framing.crop) {
+        const Box stored = stored_box(part, whole, orientation);
+        picture.image = picture.image.extract_area(stored.left, stored.top, stored.size.width,
+                                                   stored.size.height);
+    }
+    frame(picture, orientation, wanted, centre, light);
     return wanted.size;
 }
 
 } // namespace
 
 ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
-                         std::span<std::uint8_t> rgb) {
+                         std::span<std::uint8_t> light) {
     static const bool prepared = [] {
         start_vips();
         block_other_loaders();
@@ -224,7 +289,7 @@ ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &
     take_vips_messages();
     const unsigned losses = vips_losses();
     try {
-        const ImageSize size = decode(file, wanted, limits, rgb);
+        const ImageSize size = decode(file, wanted, limits, light);
         if (vips_losses() == losses)
             return size;
     } catch (const vips::VError &) { // told below

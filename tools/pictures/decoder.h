@@ -4,10 +4,13 @@
 #include "base/image_size.h"
 #include "pictures/framing.h"
 
+#include <cstddef>
 #include <cstdint>
 #include <span>
 
 namespace oxel::tools {
+
+constexpr std::size_t bytes_a_pixel = 6; // 3 channels of light
 
 /// What is asked of a picture.
 struct Decoding {
@@ -16,10 +19,10 @@ struct Decoding {
     bool document; // whether a PDF is expected
 };
 
-/// Decodes the picture in a file, here and now, to 3 bytes a pixel in sRGB, unless its own size is
+/// Decodes the picture in a file, here and now, to the bytes of its light, unless its own size is
 /// asked for. Returns the size. Throws std::runtime_error and std::bad_alloc.
 ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
-                         std::span<std::uint8_t> rgb);
+                         std::span<std::uint8_t> light);
 
 } // namespace oxel::tools
 

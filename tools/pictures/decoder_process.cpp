@@ -298,17 +298,20 @@ DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int
 
 } // namespace
 
-Bytes decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
+Light decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
                    ImageSize &size) {
     const Descriptor picture = open_regular(path);
-    Bytes rgb(3 * wanted.size.pixels());
-    const DecoderReply reply = ask({wanted}, limits, picture.get(), rgb);
+    Bytes bytes(bytes_a_pixel * wanted.size.pixels());
+    const DecoderReply reply = ask({wanted}, limits, picture.get(), bytes);
     if (reply.result == DecoderReply::out_of_memory)
         throw Failure(path, memory_refusal(limits));
     if (reply.result == DecoderReply::refused)
         throw Failure(path, reply.reason.data());
     size = reply.size;
-    return rgb;
+    Light light(bytes.size() / sizeof(Light::value_type));
+    if (!bytes.empty())
+        std::memcpy(light.data(), bytes.data(), bytes.size());
+    return light;
 }
 
 } // namespace oxel::tools

@@ -3,6 +3,7 @@
 
 #include "base/files.h"
 #include "pictures/decoder.h"
+#include "preparation/light.h"
 
 #include <optional>
 #include <string>
@@ -12,7 +13,7 @@ namespace oxel::tools {
 /// Decodes the picture in another process, which is kept for the next one: what a picture does to
 /// it is a Failure of that picture alone. `size` receives the decoded picture's, or its own if that
 /// is asked for. As many processes as threads that call this at once.
-Bytes decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
+Light decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
                    ImageSize &size);
 
 /// If the command line is that of such a process, serves it to its end and returns the exit code.

@@ -48,7 +48,7 @@ bool serve(const DecoderRequest &request, const TwoFiles &files, const PictureLi
     std::optional<Pixels> pixels;
     const int memory = files[1].get();
     try {
-        pixels.emplace(memory, 3 * request.wanted.size.pixels());
+        pixels.emplace(memory, bytes_a_pixel * request.wanted.size.pixels());
         reply.size = decode_picture(files[0].get(), request.wanted, limits, pixels->bytes());
     } catch (const std::bad_alloc &) {
         reply.result = DecoderReply::out_of_memory;

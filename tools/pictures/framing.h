@@ -3,6 +3,7 @@
 
 #include <array>
 #include <cstdint>
+#include <optional>
 
 namespace oxel::tools {
 
@@ -16,11 +17,24 @@ enum class Fit {
 /// Clockwise, of the stored pixels.
 enum class Rotation { as_oriented, none, quarter, half, three_quarters };
 
+/// A length in an upright picture: pixels, or hundredths of its width or height.
+struct PictureLength {
+    double value;
+    bool percent;
+
+    double of(int side) const { return percent ? value * side / 100 : value; }
+    bool operator==(const PictureLength &) const = default;
+};
+
 /// How a picture is brought to a size.
 struct Framing {
     Fit fit = Fit::cover;
     Rotation rotation = Rotation::as_oriented;
     std::array<std::uint8_t, 3> background = {255, 255, 255};
+    /// Left, top, width and height of what is taken.
+    std::optional<std::array<PictureLength, 4>> crop = std::nullopt;
+    /// What Fit::cover keeps as central as it can.
+    std::optional<std::array<PictureLength, 2>> focus = std::nullopt;
 };
 
 /// What decoding one picture may cost.

@@ -44,7 +44,7 @@ ImageSize picture_size(const std::string &path, const Framing &framing,
     return size;
 }
 
-Bytes load_picture(const std::string &path, ImageSize size, const Framing &framing,
+Light load_picture(const std::string &path, ImageSize size, const Framing &framing,
                    const PictureLimits &limits) {
     return decode_apart(path, {size, framing, is_document_name(path)}, limits, size);
 }

@@ -4,6 +4,7 @@
 #include "base/files.h"
 #include "base/image_size.h"
 #include "pictures/framing.h"
+#include "preparation/light.h"
 
 #include <string>
 
@@ -19,10 +20,10 @@ bool is_picture_name(const std::string &path);
 ImageSize picture_size(const std::string &path, const Framing &framing,
                        const PictureLimits &limits = {});
 
-/// A picture in any format of loaders.h, as 3 bytes a pixel in sRGB, upright, on the background
-/// where it is transparent. Throws Failure also for files that end too early. Any number of threads
+/// A picture in any format of loaders.h, in light, upright, on the background where it is
+/// transparent. Throws Failure also for files that end too early. Any number of threads
 /// may load pictures.
-Bytes load_picture(const std::string &path, ImageSize size, const Framing &framing,
+Light load_picture(const std::string &path, ImageSize size, const Framing &framing,
                    const PictureLimits &limits = {});
 
 /// `path` is where the PNG will go, for messages.

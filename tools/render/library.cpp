@@ -77,8 +77,6 @@ void write_indices_for_codes() {
 }
 
 void adjust(Bytes &rgb, ImageSize size, const Adjustment &amounts) {
-    if (amounts == Adjustment{})
-        return;
     check("adjustment",
           Oxel_image_adjustment(rgb.data(), ORDER_RGB, rgb.data(), ORDER_RGB, size.width,
                                 size.height, amounts.hue, amounts.saturation, amounts.brightness,

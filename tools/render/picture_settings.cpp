@@ -7,7 +7,7 @@ namespace oxel::tools {
 
 namespace {
 
-Bytes open_file(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+Light open_file(const std::string &photo, const PictureSettings &settings, const Panel &panel,
                 ImageSize &size) {
     if (settings.size)
         size = *settings.size;
@@ -15,14 +15,19 @@ Bytes open_file(const std::string &photo, const PictureSettings &settings, const
         size = panel.size ? *panel.size : picture_size(photo, settings.framing, settings.limits);
     if (!size.supported())
         throw Failure(photo, "too large to be rendered at its own size: " + size.text());
-    Bytes picture = load_picture(photo, size, settings.framing, settings.limits);
-    adjust(picture, size, settings.adjustment);
+    Light picture = load_picture(photo, size, settings.framing, settings.limits);
+    develop(picture, size, settings.development, exact_colours_of(panel.package));
+    if (settings.adjustment != Adjustment{}) {
+        Bytes bytes = bytes_of(picture);
+        adjust(bytes, size, settings.adjustment);
+        light_of_bytes(bytes, picture);
+    }
     return picture;
 }
 
 } // namespace
 
-Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+Light open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
                    ImageSize &size) {
     const Rereadable file(photo);
     try {

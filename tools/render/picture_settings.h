@@ -3,6 +3,7 @@
 
 #include "panels/panel.h"
 #include "pictures/picture.h"
+#include "preparation/development.h"
 #include "render/library.h"
 
 #include <optional>
@@ -13,15 +14,18 @@ namespace oxel::tools {
 /// How photographs become the pictures that a panel renders.
 struct PictureSettings {
     std::string panel;
+    std::optional<Intent> intent; // of the package that is built for the panel
     std::optional<ImageSize> size; // instead of the panel's
     Framing framing;
     PictureLimits limits;
     Adjustment adjustment;
+    Development development;
+    bool bare = false; // the library gets its bytes as they are
 };
 
-/// A photograph as `settings` want it; `size` receives the size that they ask for, the panel's, or
-/// its own.
-Bytes open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
+/// A photograph as `settings` want it, developed and adjusted; `size` receives the size that they
+/// ask for, the panel's, or its own.
+Light open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
                    ImageSize &size);
 
 } // namespace oxel::tools

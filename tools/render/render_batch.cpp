@@ -21,10 +21,20 @@ namespace fs = std::filesystem;
 
 namespace {
 
+template <std::size_t count>
+nlohmann::ordered_json lengths(const std::optional<std::array<PictureLength, count>> &measures) {
+    nlohmann::ordered_json list = nlohmann::ordered_json::array();
+    if (measures)
+        for (const PictureLength &length : *measures)
+            list.push_back({length.value, length.percent});
+    return list;
+}
+
 /// All that the frames depend on beside their photographs.
 std::string describe(const RenderSettings &settings, const Panel &panel) {
     const PictureSettings &picture = settings.picture;
     const Adjustment &amounts = picture.adjustment;
+    const Development &development = picture.development;
     const nlohmann::ordered_json note = {
         {"library", library_version()},
         {"package", package_crc(panel.package)},
@@ -32,7 +42,13 @@ std::string describe(const RenderSettings &settings, const Panel &panel) {
         {"size", picture.size ? picture.size->text()
                  : panel.size ? panel.size->text()
                               : ""},
-        {"framing", {picture.framing.fit, picture.framing.rotation, picture.framing.background}},
+        {"framing",
+         {picture.framing.fit, picture.framing.rotation, picture.framing.background,
+          lengths(picture.framing.crop), lengths(picture.framing.focus)}},
+        {"development",
+         {development.clarity, development.sharpen, development.shadows, development.highlights,
+          development.white_balance, development.auto_levels, development.monochrome}},
+        {"bare", picture.bare},
         {"adjustment",
          {amounts.hue, amounts.saturation, amounts.brightness, amounts.contrast, amounts.gamma}},
         {"dither", settings.dithering_mode},
@@ -76,7 +92,7 @@ class Batch {
     }
 
   private:
-    /// Lays down the outputs of each photograph. What cannot be rendered for sure fails now.
+    /// Settles where each photograph's outputs go. What surely cannot be rendered fails now.
     void plan() {
         const std::vector<BatchPhoto> photos = collect_photos(options_.photos);
         if (photos.empty())

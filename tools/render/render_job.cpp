@@ -3,6 +3,7 @@
 #include "Oxel_Morvel6_render.h"
 #include "base/failure.h"
 #include "render/panel_codes.h"
+#include "render/prepared_render.h"
 
 namespace oxel::tools {
 
@@ -45,11 +46,13 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
     RenderResult result{};
     Rendering rendering;
     ImageSize &size = result.picture_size;
-    const Bytes picture = open_picture(job.photo, settings.picture, panel, size);
-    if (settings.guard_threshold)
-        result.verdict = render_guarded(picture, size, job, settings, panel, rendering);
+    const bool guarded = settings.guard_threshold.has_value();
+    const PreparedPicture picture = prepare(open_picture(job.photo, settings.picture, panel, size),
+                                            size, panel, !settings.picture.bare, guarded);
+    if (guarded)
+        result.verdict = render_guarded(picture.bytes, size, job, settings, panel, rendering);
     else
-        rendering = render(panel.source, picture, size, settings.dithering_mode);
+        rendering = render(picture, panel, settings.dithering_mode);
 
     OutputFiles outputs;
     if (!job.preview.empty())

@@ -191,14 +191,17 @@ std::string palette_table(const PackageReport &report) {
 
 std::string mode_table(const PackageReport &report) {
     std::string rows =
-        "<table><tr><th>dithering<th>mean<th>95 %<th>worst<th>wanted<th>shown</tr>\n";
+        "<table><tr><th>dithering<th>mean<th>95 %<th>worst<th>wanted<th>shown<th>greys: back"
+        "<th>jump<th>cast</tr>\n";
     for (std::size_t mode = 0; mode < dithering_modes; ++mode) {
         const DifferenceSummary summary = summarise(report.patches, mode);
         const ShownPatch &worst = report.patches[summary.worst];
         rows += "<tr><td>" + dither_names[mode] + "<td>" + fixed(summary.mean, 2) + "<td>" +
                 fixed(summary.percentile95, 2) + "<td>" + fixed(summary.largest, 2) +
                 "<td style='background:" + css(rgb_of(worst.wanted)) +
-                "'><td style='background:" + css(rgb_of(worst.shown[mode])) + "'></tr>\n";
+                "'><td style='background:" + css(rgb_of(worst.shown[mode])) + "'><td>" +
+                fixed(report.greys[mode].step_back) + "<td>" + fixed(report.greys[mode].jump) +
+                "<td>" + fixed(report.greys[mode].cast) + "</tr>\n";
     }
     return rows + "</table>\n";
 }
@@ -245,11 +248,12 @@ std::string patch_drawings(const PackageReport &report) {
 }
 
 std::string grey_drawings(const PackageReport &report) {
-    std::vector<std::size_t> greys;
-    for (std::size_t step = 0; step < cell_steps; step += 3)
-        greys.push_back((step * cell_steps + step) * cell_steps + step);
+    std::vector<RgbBytes> greys;
+    for (int byte = 0; byte < 256; byte += 12)
+        greys.push_back(to_bytes({double(byte), double(byte), double(byte)}));
     std::string drawings;
-    for (const ShownPatch &patch : show_patches(report.panel, report.tables, greys))
+    for (const ShownPatch &patch : show_patches(
+             report.panel, GamutMapping(report.panel, report.options.intent), report.tables, greys))
         drawings += patch_drawing(patch, fixed(patch.difference(1), 2));
     return drawings;
 }
@@ -283,23 +287,37 @@ std::string swatch(const RgbBytes &rgb) {
            std::to_string(rgb[2]) + "m    \x1b[0m";
 }
 
+PackageReport judge_package(const PanelDescription &description, const Characterisation &panel,
+                            const BuildOptions &options, const BuiltTables &tables) {
+    const GamutMapping mapping(panel, options.intent);
+    return {description,
+            panel,
+            options,
+            tables,
+            show_patches(panel, mapping, tables, reachable_colours(panel, mapping, 256)),
+            judge_greys(panel, mapping, tables)};
+}
+
 std::string text_report(const PackageReport &report) {
     std::ostringstream text;
     text << "gamut: " << gamut_size(report.panel) << '\n';
     for (const std::string &remark : report.panel.remarks())
         text << "note: " << remark << '\n';
     text << "CIEDE2000 of " << report.patches.size()
-         << " flat patches that the panel can show\n"
-            "dithering           mean   95 %  worst  wanted, and shown as\n";
+         << " flat patches that the panel can show, and of the greys the largest\n"
+            "step back and jump of L* and cast\n"
+            "dithering           mean   95 %  worst   back   jump   cast  wanted, and shown as\n";
     for (std::size_t mode = 0; mode < dithering_modes; ++mode) {
         const DifferenceSummary summary = summarise(report.patches, mode);
         const ShownPatch &worst = report.patches[summary.worst];
         const RgbBytes wanted = rgb_of(worst.wanted);
         const RgbBytes shown = rgb_of(worst.shown[mode]);
+        const RampFigures &greys = report.greys[mode];
         text << std::left << std::setw(17) << dither_names[mode] << std::right << std::fixed
              << std::setprecision(2) << std::setw(7) << summary.mean << std::setw(7)
-             << summary.percentile95 << std::setw(7) << summary.largest << "  " << triple(wanted)
-             << swatch(wanted) << ", " << triple(shown) << swatch(shown) << '\n';
+             << summary.percentile95 << std::setw(7) << summary.largest << std::setw(7)
+             << greys.step_back << std::setw(7) << greys.jump << std::setw(7) << greys.cast << "  "
+             << triple(wanted) << swatch(wanted) << ", " << triple(shown) << swatch(shown) << '\n';
     }
     return text.str();
 }

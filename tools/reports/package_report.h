@@ -15,7 +15,12 @@ struct PackageReport {
     const BuildOptions &options;
     const BuiltTables &tables;
     std::vector<ShownPatch> patches;
+    std::array<RampFigures, dithering_modes> greys;
 };
+
+/// Judges tables by flat patches of any bytes and by a grey ramp.
+PackageReport judge_package(const PanelDescription &description, const Characterisation &panel,
+                            const BuildOptions &options, const BuiltTables &tables);
 
 /// The closing lines of a build; swatches of colours where the standard output shows them.
 std::string text_report(const PackageReport &report);

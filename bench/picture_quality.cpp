@@ -1,0 +1,587 @@
+// Prints what a panel makes of pictures, given to the library as they are and prepared: bands in
+// gradients, the first rows, text, dark hair and photographs.
+//
+//   picture_quality PANEL.json [PICTURE ...]
+//
+// The first picture should show dark hair. All is judged by the light that leaves the panel.
+
+#include "Oxel_Morvel6_render.h"
+#include "base/failure.h"
+#include "package_builder/colour_difference.h"
+#include "package_builder/patch_quality.h"
+#include "panels/panel.h"
+#include "pictures/decoder_process.h"
+#include "pictures/picture.h"
+#include "pictures/vips_session.h"
+#include "render/prepared_render.h"
+
+#include <vips/vips8>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <numeric>
+
+using namespace oxel::tools;
+
+namespace {
+
+/// An image in linear light, 3 numbers a pixel.
+struct LightImage {
+    ImageSize size;
+    std::vector<float> values;
+
+    Vector3 at(std::size_t pixel) const {
+        return {values[3 * pixel], values[3 * pixel + 1], values[3 * pixel + 2]};
+    }
+};
+
+LightImage seen_image(const Light &light, ImageSize size) {
+    LightImage image{size, std::vector<float>(light.size())};
+    std::transform(light.begin(), light.end(), image.values.begin(),
+                   [](std::uint16_t channel) { return float(channel) / 65535; });
+    return image;
+}
+
+LightImage seen_image(const Bytes &srgb, ImageSize size) {
+    Light light(srgb.size());
+    light_of_bytes(srgb, light);
+    return seen_image(light, size);
+}
+
+std::vector<float> gaussian(const std::vector<float> &values, ImageSize size, int bands,
+                            double sigma) {
+    using vips::VImage;
+    void *memory =
+        VImage::new_from_memory(const_cast<float *>(values.data()), values.size() * sizeof(float),
+                                size.width, size.height, bands, VIPS_FORMAT_FLOAT)
+            .gaussblur(
+                sigma,
+                VImage::option()->set("precision", VIPS_PRECISION_FLOAT)->set("min_ampl", 0.01))
+            .cast(VIPS_FORMAT_FLOAT)
+            .write_to_memory(nullptr);
+    const auto *blurred = static_cast<const float *>(memory);
+    std::vector<float> result(blurred, blurred + values.size());
+    g_free(memory);
+    return result;
+}
+
+LightImage blur(const LightImage &image, double sigma) {
+    return {image.size, gaussian(image.values, image.size, 3, sigma)};
+}
+
+std::vector<Vector3> lab_of(const LightImage &image, const Vector3 &white) {
+    std::vector<Vector3> lab;
+    for (std::size_t pixel = 0; pixel < image.size.pixels(); ++pixel) {
+        Vector3 light = image.at(pixel);
+        for (double &channel : light)
+            channel = std::max(channel, 0.0); // what a blur leaves below
+        lab.push_back(lab_from_light(light, white));
+    }
+    return lab;
+}
+
+std::vector<float> lightness_of(const LightImage &image, const Vector3 &white) {
+    std::vector<float> lightness;
+    for (const Vector3 &lab : lab_of(image, white))
+        lightness.push_back(float(lab[0]));
+    return lightness;
+}
+
+double mean(const std::vector<double> &values) {
+    return std::accumulate(values.begin(), values.end(), 0.0) / double(values.size());
+}
+
+/// A panel with its package adopted, and how pictures get to it.
+struct Renderer {
+    Panel panel;
+    Vector3 paper;
+    int mode = DITHER_FLOYD_SERPENTINE;
+    bool prepared = true;
+    Development development;
+
+    Light developed(Light picture, ImageSize size) const {
+        develop(picture, size, development, exact_colours_of(panel.package));
+        return picture;
+    }
+
+    Bytes show(const Light &picture, ImageSize size) const {
+        return render(prepare(developed(picture, size), size, panel, prepared, false), panel, mode)
+            .measured;
+    }
+};
+
+Light flat(const Vector3 &srgb, ImageSize size) {
+    const Vector3 light = light_from_srgb(srgb);
+    Light picture;
+    for (std::size_t i = 0; i < size.pixels(); ++i)
+        for (const double channel : light)
+            picture.push_back(std::uint16_t(65535 * channel + 0.5));
+    return picture;
+}
+
+struct Box {
+    int left;
+    int top;
+    ImageSize size;
+};
+
+Vector3 mean_light(const LightImage &image, Box box) {
+    Vector3 sum{};
+    for (int y = box.top; y < box.top + box.size.height; ++y)
+        for (int x = box.left; x < box.left + box.size.width; ++x)
+            sum = sum + image.at(std::size_t(y * image.size.width + x));
+    return (1.0 / double(box.size.pixels())) * sum;
+}
+
+/// The light of the middle of a flat patch.
+Vector3 patch_light(const Renderer &renderer, const Vector3 &srgb) {
+    constexpr ImageSize size{96, 96};
+    return mean_light(seen_image(renderer.show(flat(srgb, size), size), size), {16, 16, {64, 64}});
+}
+
+/// What is left of a profile after the polynomial of degree 7 that is nearest to it.
+std::vector<double> less_trend(const std::vector<double> &profile) {
+    constexpr int terms = 8;
+    double sums[terms][terms + 1] = {};
+    const auto power_at = [&](std::size_t i, int exponent) {
+        return std::pow(2.0 * double(i) / double(profile.size() - 1) - 1, exponent);
+    };
+    for (std::size_t i = 0; i < profile.size(); ++i)
+        for (int row = 0; row < terms; ++row) {
+            for (int column = 0; column < terms; ++column)
+                sums[row][column] += power_at(i, row + column);
+            sums[row][terms] += power_at(i, row) * profile[i];
+        }
+    for (int pivot = 0; pivot < terms; ++pivot)
+        for (int row = 0; row < terms; ++row)
+            if (row != pivot) {
+                const double factor = sums[row][pivot] / sums[pivot][pivot];
+                for (int column = pivot; column <= terms; ++column)
+                    sums[row][column] -= factor * sums[pivot][column];
+            }
+    std::vector<double> rest(profile);
+    for (std::size_t i = 0; i < rest.size(); ++i)
+        for (int row = 0; row < terms; ++row)
+            rest[i] -= sums[row][terms] / sums[row][row] * power_at(i, row);
+    return rest;
+}
+
+/// The bands of a gradient along x: the root mean square of CIELAB by which the columns' means,
+/// blurred by 3 pixels, stray from a smooth course.
+double bands(const Renderer &renderer, const Vector3 &from, const Vector3 &to) {
+    constexpr ImageSize size{512, 320};
+    Light picture;
+    for (int y = 0; y < size.height; ++y)
+        for (int x = 0; x < size.width; ++x)
+            for (std::size_t c = 0; c < 3; ++c) {
+                const double byte = from[c] + (to[c] - from[c]) * x / (size.width - 1);
+                picture.push_back(
+                    std::uint16_t(65535 * light_from_srgb({byte, byte, byte})[0] + 0.5));
+            }
+    const LightImage image = blur(seen_image(renderer.show(picture, size), size), 3);
+    constexpr int border = 16;
+    std::array<std::vector<double>, 3> profiles;
+    for (int x = border; x < size.width - border; ++x) {
+        const Vector3 lab = lab_from_light(
+            mean_light(image, {x, border, {1, size.height - 2 * border}}), renderer.paper);
+        for (std::size_t c = 0; c < 3; ++c)
+            profiles[c].push_back(lab[c]);
+    }
+    double squares = 0;
+    for (const auto &profile : profiles)
+        for (const double rest : less_trend(profile))
+            squares += rest * rest / double(profile.size());
+    return std::sqrt(squares);
+}
+
+/// How far the first 16 rows lie, in L*, outside of what any 16 rows further down show, over flat
+/// colours: the largest.
+double first_rows(const Renderer &renderer) {
+    constexpr ImageSize size{800, 320};
+    constexpr int rows = 16;
+    double largest = 0;
+    for (const Vector3 &srgb : {Vector3{24, 24, 24},
+                                {40, 40, 48},
+                                {60, 30, 30},
+                                {20, 40, 60},
+                                {90, 90, 90},
+                                {128, 128, 128},
+                                {200, 200, 200},
+                                {240, 240, 240}}) {
+        const LightImage image = seen_image(renderer.show(flat(srgb, size), size), size);
+        const auto lightness = [&](int top) {
+            return lab_from_light(mean_light(image, {0, top, {size.width, rows}}),
+                                  renderer.paper)[0];
+        };
+        double least = 100;
+        double most = 0;
+        for (int top = size.height / 2; top < size.height; top += rows) {
+            least = std::min(least, lightness(top));
+            most = std::max(most, lightness(top));
+        }
+        largest = std::max({largest, least - lightness(0), lightness(0) - most});
+    }
+    return largest;
+}
+
+/// 256 flat colours of any bytes that the panel can show, if the package is an absolute one.
+std::vector<double> patch_misses(const Renderer &renderer, const Characterisation &panel) {
+    std::uint32_t random = 8;
+    std::vector<double> misses;
+    for (int tries = 0; misses.size() < 256 && tries < 100000; ++tries) {
+        Vector3 srgb{};
+        for (double &channel : srgb) {
+            random = random * 1664525 + 1013904223;
+            channel = random >> 24;
+        }
+        const Vector3 wanted = light_from_srgb(srgb);
+        if (panel.holds(wanted))
+            misses.push_back(
+                ciede2000(lab_from_light(patch_light(renderer, srgb)), lab_from_light(wanted)));
+    }
+    return misses;
+}
+
+/// The mean CIEDE2000 of flat tones to their means after a blur.
+double grain(const Renderer &renderer, double sigma) {
+    constexpr ImageSize size{160, 160};
+    constexpr int border = 24;
+    std::vector<double> strays;
+    for (const Vector3 &srgb : {Vector3{61, 62, 63},
+                                {122, 123, 126},
+                                {190, 189, 188},
+                                {225, 226, 224},
+                                {205, 155, 130},
+                                {120, 150, 190},
+                                {90, 60, 50}}) {
+        const LightImage image =
+            blur(seen_image(renderer.show(flat(srgb, size), size), size), sigma);
+        const std::vector<Vector3> lab = lab_of(image, renderer.paper);
+        Vector3 sum{};
+        std::vector<Vector3> inner;
+        for (int y = border; y < size.height - border; ++y)
+            for (int x = border; x < size.width - border; ++x) {
+                inner.push_back(lab[std::size_t(y * size.width + x)]);
+                sum = sum + inner.back();
+            }
+        const Vector3 middle = (1.0 / double(inner.size())) * sum;
+        for (const Vector3 &place : inner)
+            strays.push_back(ciede2000(place, middle));
+    }
+    return mean(strays);
+}
+
+struct Greys {
+    double backward = 0;
+    double jump = 0;
+    double cast = 0;
+};
+
+Greys greys(const Renderer &renderer) {
+    Greys greys;
+    double before = 0;
+    for (int grey = 0; grey < 256; grey += 2) {
+        const Vector3 lab = lab_from_light(
+            patch_light(renderer, {double(grey), double(grey), double(grey)}), renderer.paper);
+        if (grey > 0) {
+            greys.backward = std::max(greys.backward, before - lab[0]);
+            greys.jump = std::max(greys.jump, lab[0] - before);
+        }
+        if (grey >= 12)
+            greys.cast = std::max(greys.cast, ciede2000(lab, {lab[0], 0, 0}));
+        before = lab[0];
+    }
+    return greys;
+}
+
+/// The share of the pixels of black text of 18 pixels on white that are neither black nor white.
+double coloured_text(const Renderer &renderer) {
+    using vips::VImage;
+    const VImage text =
+        VImage::text("The quick brown fox jumps over the lazy dog 0123456789\nPack my box with "
+                     "five dozen liquor jugs, Quixote said.",
+                     VImage::option()->set("font", "DejaVu Sans 13.5")->set("dpi", 96));
+    const VImage page = text.embed(8, 8, text.width() + 16, text.height() + 16)
+                            .invert()
+                            .colourspace(VIPS_INTERPRETATION_sRGB);
+    const ImageSize size{page.width(), page.height()};
+    std::size_t count = 0;
+    void *memory = page.write_to_memory(&count);
+    const Bytes bytes = take_vips_memory(memory, count);
+    Light picture(bytes.size());
+    light_of_bytes(bytes, picture);
+    const Bytes shown = renderer.show(picture, size);
+    std::size_t ink = 0;
+    std::size_t coloured = 0;
+    for (std::size_t i = 0; i < shown.size(); i += 3) {
+        if (bytes[i] == 255)
+            continue;
+        ++ink;
+        const int spread = std::max({shown[i], shown[i + 1], shown[i + 2]}) -
+                           std::min({shown[i], shown[i + 1], shown[i + 2]});
+        coloured += spread > 20 ? 1 : 0;
+    }
+    return 100.0 * double(coloured) / double(std::max<std::size_t>(ink, 1));
+}
+
+/// Chances in 10,000 that a pixel of a dark place (below L* 15 of the photograph, blurred by 2.5
+/// pixels) is of an ink of L* above 40 and chroma above 20.
+double specks(const Renderer &renderer, const Light &photo, ImageSize size) {
+    const std::vector<float> dark = lightness_of(blur(seen_image(photo, size), 2.5), {1, 1, 1});
+    const std::vector<Vector3> shown =
+        lab_of(seen_image(renderer.show(photo, size), size), renderer.paper);
+    double places = 0;
+    double found = 0;
+    for (std::size_t i = 0; i < dark.size(); ++i)
+        if (dark[i] < 15) {
+            ++places;
+            found += shown[i][0] > 40 && std::hypot(shown[i][1], shown[i][2]) > 20 ? 1 : 0;
+        }
+    return places > 0 ? 10000 * found / places : 0;
+}
+
+struct PhotoFigures {
+    double mean = 0;
+    double percentile95 = 0;
+    double scielab = 0;
+    double ssim = 0;
+    double detail = 0; // correlation of fine lightness detail
+    double gain = 0;   // of its regression
+};
+
+/// CIELAB of what an eye resolves at 46 pixels a degree (150 an inch at 45 cm): Zhang and Wandell,
+/// "A spatial extension of CIELAB for digital color image reproduction", 1996.
+std::vector<Vector3> spatial_lab(const LightImage &image, const Vector3 &white) {
+    constexpr double pixels_per_degree = 46;
+    constexpr Matrix3 xyz_from_rgb = {{{0.4124564, 0.3575761, 0.1804375},
+                                       {0.2126729, 0.7151522, 0.0721750},
+                                       {0.0193339, 0.1191920, 0.9503041}}};
+    constexpr Matrix3 rgb_from_xyz = {{{3.2404542, -1.5371385, -0.4985314},
+                                       {-0.9692660, 1.8760108, 0.0415560},
+                                       {0.0556434, -0.2040259, 1.0572252}}};
+    constexpr Matrix3 opponents_from_xyz = {
+        {{0.279, 0.72, -0.107}, {-0.449, 0.29, -0.077}, {0.086, -0.59, 0.501}}};
+    constexpr Matrix3 xyz_from_opponents = {
+        {{0.62655, -1.86718, -0.15315}, {1.36986, 0.93476, 0.43623}, {1.50571, 1.42133, 2.53604}}};
+    struct Part {
+        double weight;
+        double spread; // degrees, of exp(-r^2 / spread^2)
+    };
+    const std::vector<Part> filters[] = {{{0.921, 0.0283}, {0.105, 0.133}, {-0.108, 4.336}},
+                                         {{0.531, 0.0392}, {0.330, 0.494}},
+                                         {{0.488, 0.0536}, {0.371, 0.386}}};
+    std::array<std::vector<float>, 3> planes;
+    for (std::size_t i = 0; i < image.size.pixels(); ++i) {
+        const Vector3 opponents = opponents_from_xyz * (xyz_from_rgb * image.at(i));
+        for (std::size_t c = 0; c < 3; ++c)
+            planes[c].push_back(float(opponents[c]));
+    }
+    std::array<std::vector<float>, 3> filtered;
+    for (std::size_t c = 0; c < 3; ++c) {
+        double total = 0;
+        for (const Part &part : filters[c])
+            total += part.weight;
+        filtered[c].resize(planes[c].size());
+        for (const Part &part : filters[c]) {
+            const double sigma = std::min(part.spread * pixels_per_degree / std::sqrt(2.0), 60.0);
+            const std::vector<float> blurred = gaussian(planes[c], image.size, 1, sigma);
+            for (std::size_t i = 0; i < blurred.size(); ++i)
+                filtered[c][i] += float(part.weight / total) * blurred[i];
+        }
+    }
+    LightImage seen{image.size, {}};
+    for (std::size_t i = 0; i < image.size.pixels(); ++i) {
+        const Vector3 light =
+            rgb_from_xyz *
+            (xyz_from_opponents * Vector3{filtered[0][i], filtered[1][i], filtered[2][i]});
+        for (const double channel : light)
+            seen.values.push_back(float(channel));
+    }
+    return lab_of(seen, white);
+}
+
+/// Wang, Bovik, Sheikh and Simoncelli, 2004, with its Gaussian window of 1.5 pixels.
+double ssim(const std::vector<float> &a, const std::vector<float> &b, ImageSize size) {
+    const auto product = [](const std::vector<float> &x, const std::vector<float> &y) {
+        std::vector<float> result(x.size());
+        std::transform(x.begin(), x.end(), y.begin(), result.begin(), std::multiplies<>());
+        return result;
+    };
+    const auto window = [&](const std::vector<float> &x) { return gaussian(x, size, 1, 1.5); };
+    const auto mean_a = window(a), mean_b = window(b);
+    const auto aa = window(product(a, a)), bb = window(product(b, b)), ab = window(product(a, b));
+    constexpr double c1 = 1, c2 = 9; // (0.01 x 100)^2 and (0.03 x 100)^2
+    double sum = 0;
+    for (std::size_t i = 0; i < a.size(); ++i) {
+        const double ma = mean_a[i], mb = mean_b[i];
+        sum += (2 * ma * mb + c1) * (2 * (ab[i] - ma * mb) + c2) /
+               ((ma * ma + mb * mb + c1) * (aa[i] - ma * ma + bb[i] - mb * mb + c2));
+    }
+    return sum / double(a.size());
+}
+
+std::vector<double> lightness_detail(const LightImage &image, const Vector3 &white) {
+    const std::vector<float> near = lightness_of(blur(image, 2.5), white);
+    const std::vector<float> far = lightness_of(blur(image, 20), white);
+    std::vector<double> detail;
+    for (std::size_t i = 0; i < near.size(); ++i)
+        detail.push_back(double(near[i]) - double(far[i]));
+    return detail;
+}
+
+class Photo {
+  public:
+    explicit Photo(const std::string &path) {
+        const ImageSize whole = picture_size(path, {});
+        const double scale = 480.0 / std::max(whole.width, whole.height);
+        size_ = {int(whole.width * scale), int(whole.height * scale)};
+        light_ = load_picture(path, size_, {.fit = Fit::stretch});
+        const LightImage image = seen_image(light_, size_);
+        lab_ = lab_of(blur(image, 2.5), {1, 1, 1});
+        spatial_lab_ = spatial_lab(image, {1, 1, 1});
+        lightness_ = lightness_of(blur(image, 1.5), {1, 1, 1});
+        detail_ = lightness_detail(image, {1, 1, 1});
+    }
+
+    const Light &light() const { return light_; }
+    ImageSize size() const { return size_; }
+
+    PhotoFigures judge(const Renderer &renderer) const {
+        const LightImage image = seen_image(renderer.show(light_, size_), size_);
+        const std::vector<Vector3> lab = lab_of(blur(image, 2.5), renderer.paper);
+        const std::vector<Vector3> spatial = spatial_lab(image, renderer.paper);
+        std::vector<double> misses;
+        std::vector<double> spatial_misses;
+        for (std::size_t i = 0; i < lab.size(); i += 3) {
+            misses.push_back(ciede2000(lab[i], lab_[i]));
+            spatial_misses.push_back(std::sqrt(squared_distance(spatial[i], spatial_lab_[i])));
+        }
+        const DifferenceSummary all = summarise(misses);
+        PhotoFigures figures{
+            all.mean,
+            all.percentile95,
+            mean(spatial_misses),
+            ssim(lightness_, lightness_of(blur(image, 1.5), renderer.paper), size_),
+            0,
+            0};
+        const std::vector<double> detail = lightness_detail(image, renderer.paper);
+        const double mean_a = mean(detail_), mean_b = mean(detail);
+        double ab = 0, aa = 0, bb = 0;
+        for (std::size_t i = 0; i < detail.size(); ++i) {
+            ab += (detail_[i] - mean_a) * (detail[i] - mean_b);
+            aa += (detail_[i] - mean_a) * (detail_[i] - mean_a);
+            bb += (detail[i] - mean_b) * (detail[i] - mean_b);
+        }
+        figures.detail = ab / std::sqrt(aa * bb);
+        figures.gain = ab / aa;
+        return figures;
+    }
+
+  private:
+    ImageSize size_;
+    Light light_;
+    std::vector<Vector3> lab_;
+    std::vector<Vector3> spatial_lab_;
+    std::vector<float> lightness_;
+    std::vector<double> detail_;
+};
+
+void print_photos(const char *name, const Renderer &renderer, const std::vector<Photo> &photos) {
+    if (photos.empty())
+        return;
+    PhotoFigures sum;
+    const double share = 1.0 / double(photos.size());
+    for (const Photo &photo : photos) {
+        const PhotoFigures figures = photo.judge(renderer);
+        sum.mean += share * figures.mean;
+        sum.percentile95 += share * figures.percentile95;
+        sum.scielab += share * figures.scielab;
+        sum.ssim += share * figures.ssim;
+        sum.detail += share * figures.detail;
+        sum.gain += share * figures.gain;
+    }
+    std::printf("    %s: CIEDE2000 %.2f / %.2f, S-CIELAB %.2f, SSIM %.3f, detail %.3f, gain %.2f\n",
+                name, sum.mean, sum.percentile95, sum.scielab, sum.ssim, sum.detail, sum.gain);
+    std::fflush(stdout);
+}
+
+void print_figures(const Renderer &renderer, const Characterisation &panel) {
+    std::printf("    bands %.2f %.2f %.2f %.2f (faint, sky, dusk, skin)\n",
+                bands(renderer, {140, 150, 165}, {150, 159, 173}),
+                bands(renderer, {80, 130, 190}, {190, 212, 232}),
+                bands(renderer, {40, 40, 80}, {230, 150, 100}),
+                bands(renderer, {170, 115, 92}, {232, 190, 165}));
+    std::printf(
+        "    first rows %.2f   grain %.2f %.2f (blurred by 1.5, 4)   coloured text %.1f %%\n",
+        first_rows(renderer), grain(renderer, 1.5), grain(renderer, 4), coloured_text(renderer));
+    const Greys ramp = greys(renderer);
+    std::printf("    greys: backward %.2f, jump %.2f, cast %.2f\n", ramp.backward, ramp.jump,
+                ramp.cast);
+    if (grid_of(renderer.panel.package) == Grid::middles)
+        if (const auto misses = patch_misses(renderer, panel); !misses.empty()) {
+            const DifferenceSummary all = summarise(misses);
+            std::printf("    flat patches %.2f %.2f %.2f\n", all.mean, all.percentile95,
+                        all.largest);
+        }
+    std::fflush(stdout);
+}
+
+std::vector<RgbBytes> palette_of_package(const Bytes &package) {
+    const auto fields = read_package_fields(package);
+    const auto bytes = package_table(package, fields->palette, 3UL * fields->colours);
+    std::vector<RgbBytes> palette;
+    for (std::size_t i = 0; i < bytes.size(); i += 3)
+        palette.push_back({bytes[i], bytes[i + 1], bytes[i + 2]});
+    return palette;
+}
+
+void run(const char *panel_name, const std::vector<Photo> &photos) {
+    Renderer renderer{open_panel(panel_name), {}, DITHER_FLOYD_SERPENTINE, true, {}};
+    const Characterisation panel(palette_of_package(renderer.panel.package));
+    renderer.paper = panel.lights()[panel.white()];
+    for (const int mode : {DITHER_FLOYD_SERPENTINE, DITHER_JJN_SERPENTINE})
+        for (const bool prepared : {false, true}) {
+            renderer.panel = open_panel(panel_name, tuning_for(mode));
+            adopt_package(panel_name, renderer.panel.package);
+            renderer.mode = mode;
+            renderer.prepared = prepared;
+            std::printf("%s, %s, %s\n", panel_name, dither_names[std::size_t(mode)].c_str(),
+                        prepared ? "prepared" : "as it is");
+            print_figures(renderer, panel);
+            print_photos("photographs", renderer, photos);
+            if (!photos.empty())
+                std::printf("    specks %.0f\n",
+                            specks(renderer, photos[0].light(), photos[0].size()));
+        }
+    renderer.panel = open_panel(panel_name, tuning_for(DITHER_FLOYD_SERPENTINE));
+    adopt_package(panel_name, renderer.panel.package);
+    renderer.mode = DITHER_FLOYD_SERPENTINE;
+    for (const Development &development :
+         {Development{.clarity = 15}, Development{.clarity = 25}, Development{.sharpen = 40}}) {
+        renderer.development = development;
+        const std::string name = "clarity " + std::to_string(development.clarity) + ", sharpen " +
+                                 std::to_string(development.sharpen);
+        print_photos(name.c_str(), renderer, photos);
+    }
+}
+
+} // namespace
+
+int main(int argc, char **argv) {
+    if (const auto code = run_decoder_process(argc, argv))
+        return *code;
+    if (argc < 2 || argv[1][0] == '-') {
+        std::fprintf(stderr, "usage: picture_quality PANEL.json [PICTURE ...]\n");
+        return 2;
+    }
+    try {
+        start_vips();
+        run(argv[1], {argv + 2, argv + argc});
+        return 0;
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "picture_quality: %s\n", error.what());
+        return 1;
+    }
+}

@@ -1,0 +1,29 @@
+#ifndef OXEL_TOOLS_GREY_RAMP_H
+#define OXEL_TOOLS_GREY_RAMP_H
+
+#include "package_builder/patch_solver.h"
+
+#include <vector>
+
+namespace oxel::tools {
+
+/// A cell of the ramp: the light wanted, and whether its bytes are to stay.
+struct GreyStep {
+    Vector3 wanted;
+    RgbBytes bytes;
+    bool fixed;
+};
+
+/// Finds the bytes of a gamut table's greys together, so that they rise without steps back and
+/// without casts. A picture that is dithered onto the table's grid mixes each cell with the next,
+/// so what counts is what is shown between them: cells are the knots of a curve. That also bridges
+/// the tones about black and white that no bytes alone can show, since a diffusion that rounds
+/// toward 0 swallows them.
+///
+/// From a fixed-point iteration over all of them, then one cell after another is moved by a byte
+/// while that helps. Lightness and casts are relative to `white`.
+void solve_grey_ramp(std::vector<GreyStep> &ramp, const PatchSolver &solver, const Vector3 &white);
+
+} // namespace oxel::tools
+
+#endif

@@ -1,0 +1,46 @@
+#include "preparation/grid.h"
+
+#include "preparation/light.h"
+
+#include <algorithm>
+
+namespace oxel::tools {
+
+namespace {
+
+constexpr int step_bits = 10; // 1024 steps from a cell to the next
+
+int place_on(Grid grid, std::uint16_t light) {
+    const int fine_byte = fine_byte_of_light(light);
+    return grid == Grid::ends ? (fine_byte * 84 + 42) / 85 // 63 cells of 256 x 255
+                              : fine_byte - 3 * 128;       // a cell of 4 bytes, from its middle
+}
+
+/// Interleaved gradient noise, in steps: the fraction of 52.9829189 times the fraction of
+/// 0.06711056 x + 0.00583715 y, in fixed point, where it is the same on every machine.
+int threshold(std::uint32_t x, std::uint32_t y) {
+    constexpr std::uint64_t factor = 3555623499;                // 52.9829189 in 2^-26
+    const std::uint32_t inner = x * 288237660U + y * 25070368U; // in 2^-32, less whole numbers
+    return static_cast<int>((inner * factor >> 26 & 0xFFFFFFFFU) >> (32 - step_bits));
+}
+
+} // namespace
+
+void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
+                    const ExactColours &exact, std::span<std::uint8_t> bytes) {
+    const std::uint16_t *from = light.data();
+    std::uint8_t *to = bytes.data();
+    for (int y = 0; y < size.height; ++y)
+        for (int x = 0; x < size.width; ++x, from += 3, to += 3) {
+            if (exact.hold(from)) {
+                bytes_of_light({from, 3}, {to, 3});
+                continue;
+            }
+            const int t = threshold(std::uint32_t(x), std::uint32_t(y));
+            for (int i = 0; i < 3; ++i)
+                to[i] = static_cast<std::uint8_t>(
+                    4 * std::clamp((place_on(grid, from[i]) + t) >> step_bits, 0, 63) + 1);
+        }
+}
+
+} // namespace oxel::tools

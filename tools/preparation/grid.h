@@ -1,0 +1,30 @@
+#ifndef OXEL_TOOLS_GRID_H
+#define OXEL_TOOLS_GRID_H
+
+#include "base/image_size.h"
+#include "preparation/exact_colours.h"
+
+#include <cstdint>
+#include <span>
+
+namespace oxel::tools {
+
+/// Where on the scale of a channel's bytes the 64 cells of a package's gamut table lie.
+enum class Grid {
+    middles, // each at the middle of its four bytes, which is what a table alone tells
+    ends,    // spread so that the outermost are exactly black and white
+};
+
+/// Dithers a picture of 3 channels of light a pixel onto the grid of the gamut table, which renders
+/// do not interpolate: each channel becomes the cell below or above it, as often as it is near, by
+/// one threshold a pixel for all channels, so that greys stay grey. Renders then show no bands.
+/// Exact colours become their own bytes. `bytes` receives 3 bytes R, G, B a pixel.
+///
+/// The thresholds are interleaved gradient noise: Jimenez, "Next generation post processing in Call
+/// of Duty: Advanced Warfare", 2014.
+void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
+                    const ExactColours &exact, std::span<std::uint8_t> bytes);
+
+} // namespace oxel::tools
+
+#endif
