@@ -1,7 +1,7 @@
 // The preparation of pictures behind a C interface, for Python's ctypes.
 
 #include "Oxel_Morvel6_render.h"
-#include "panels/panel.h"
+#include "panels/picture_needs.h"
 #include "preparation/light.h"
 #include "preparation/preparation.h"
 

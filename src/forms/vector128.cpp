@@ -4,12 +4,17 @@
 
 #ifdef __SSE2__
 #include <emmintrin.h>
+#elif defined(__wasm_simd128__)
+#include <wasm_simd128.h>
 #else
 #include <arm_neon.h>
 #endif
 
 #include "../exact_double.h"
 
+#ifdef __wasm_simd128__
+#include "vector_adjustment.h"
+#endif
 #include "vector_diffusion.h"
 #include "vector_measure.h"
 
@@ -29,6 +34,11 @@ struct Vector128 {
 #ifdef __SSE2__
         return (Words<Vector128>)_mm_mulhi_epi16((__m128i)words,
                                                  _mm_set1_epi16(static_cast<short>(factor)));
+#elif defined(__wasm_simd128__)
+        const v128_t factors = wasm_i16x8_splat(static_cast<std::int16_t>(factor));
+        const v128_t low = wasm_i32x4_extmul_low_i16x8((v128_t)words, factors);
+        const v128_t high = wasm_i32x4_extmul_high_i16x8((v128_t)words, factors);
+        return (Words<Vector128>)wasm_i16x8_shuffle(low, high, 1, 3, 5, 7, 9, 11, 13, 15);
 #else
         return (Words<Vector128>)vqdmulhq_n_s16((int16x8_t)words,
                                                 static_cast<std::int16_t>(factor / 2));
@@ -36,6 +46,20 @@ struct Vector128 {
     }
 
     static bool any(LaneMask<Vector128> mask) { return (mask[0] | mask[1]) != 0; }
+
+#ifdef __wasm_simd128__
+    static constexpr bool shifts_are_cheaper = true; // than the upper half of a product
+
+    static DoubleLanes<Vector128> lesser(DoubleLanes<Vector128> a, DoubleLanes<Vector128> b) {
+        return (DoubleLanes<Vector128>)wasm_f64x2_pmin((v128_t)a, (v128_t)b);
+    }
+    static DoubleLanes<Vector128> greater(DoubleLanes<Vector128> a, DoubleLanes<Vector128> b) {
+        return (DoubleLanes<Vector128>)wasm_f64x2_pmax((v128_t)a, (v128_t)b);
+    }
+    static DoubleLanes<Vector128> truncate(DoubleLanes<Vector128> x) {
+        return (DoubleLanes<Vector128>)wasm_f64x2_trunc((v128_t)x);
+    }
+#endif
 };
 
 } // namespace
@@ -45,7 +69,11 @@ constinit const Form vector128_form = {.name = "128-bit vectors",
                                        .diffusion_memory = diffusion_memory_in_lanes<Vector128>,
                                        .diffuse = diffuse_in_lanes<Vector128>,
                                        .count_indices = count_in_lanes<Vector128>,
-                                       .power = power_in_lanes<Vector128>};
+                                       .power = power_in_lanes<Vector128>,
+#ifdef __wasm_simd128__
+                                       .adjust = adjust_in_lanes<Vector128>,
+#endif
+};
 
 } // namespace oxel
 

@@ -1,5 +1,6 @@
 #include "panels/package_cache.h"
 
+#include "package_builder/noted_options.h"
 #include "builder_version.h"
 
 #include <algorithm>

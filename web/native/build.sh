@@ -1,0 +1,69 @@
+#!/bin/bash
+# Compiles the modules of the npm package from the library's and the tools' sources:
+#
+#   build.sh FOLDER
+#
+#   oxel.wasm, oxel-simd.wasm  renders, adjustment, layouts and the preparation of pictures
+#   frames.wasm                frames' files
+#   builder.wasm               panel descriptions and their packages
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+folder=$(mkdir -p "$1" && cd "$1" && pwd)
+cd "$here/../.."
+read -ra clang < <(web/native/clang.sh)
+objects=build/web
+mkdir -p "$objects/include"
+ln -sfn /usr/include/nlohmann "$objects/include/nlohmann" # nothing else of the host's
+
+# Nothing catches: see runtime.cpp.
+flags=(-DNDEBUG -fexceptions -fvisibility=hidden -ffunction-sections -fdata-sections
+    -ftls-model=local-exec -mbulk-memory -mnontrapping-fptoint -Iinclude -Isrc -Itools -isystem "$objects/include"
+    -DJSON_HAS_FILESYSTEM=0 -DJSON_HAS_EXPERIMENTAL_FILESYSTEM=0 -w)
+link=(-mexec-model=reactor -Wl,--gc-sections -Wl,--strip-all -Wl,-z,stack-size=1048576
+    -Wl,--export=malloc,--export=free,--export=oxel_reason)
+
+compile() { # MODULE FLAGS -- SOURCES: prints the objects
+    local module=$1 own=()
+    shift
+    while [ "$1" != -- ]; do own+=("$1") && shift; done
+    shift
+    mkdir -p "$objects/$module"
+    printf '%s\0' "$@" | xargs -0 -P "$(nproc)" -I{} sh -c '
+        object=$1/$(echo "$2" | tr / _).o
+        shift 2
+        [ "$object" -nt "$0" ] || exec "$@" -c "$0" -o "$object"' {} "$objects/$module" {} \
+        "${clang[@]}" "${flags[@]}" "${own[@]}"
+}
+
+exports() { # HEADER: of the functions that it declares
+    sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' "$1"
+}
+
+render() { # MODULE FLAG ...
+    local module=$1
+    shift
+    mapfile -t sources < <(find src -name '*.cpp')
+    compile "$module" "$@" -- "${sources[@]}" tools/preparation/*.cpp tools/panels/picture_needs.cpp \
+        tools/package_builder/package_{file,choices}.cpp python/preparation.cpp \
+        web/native/{runtime,pixels}.cpp
+    "${clang[@]}" "${link[@]}" "$@" "$objects/$module"/*.o -o "$folder/$module.wasm" \
+        $(exports include/Oxel_Morvel6_render.h) -Wl,--export=EO_RGB_color,--export=TCON_INDEX_TABLE \
+        -Wl,--export=oxel_{prepare,preroll_rows,develop,rgb_from_rgba,rgba_from_rgb}
+}
+render oxel -O2 &
+render oxel-simd -O2 -msimd128 &
+wait
+
+link_tools() { # MODULE EXPORT ...
+    local module=$1 names=("${@:2}")
+    "${clang[@]}" "${link[@]}" -Wl,--allow-undefined-file=/dev/null "$objects/$module"/*.o \
+        -o "$folder/$module.wasm" "${names[@]/#/-Wl,--export=oxel_}"
+}
+mapfile -t frames < <(find tools/frames -name '*.cpp' -not -name deflate.cpp)
+compile frames -Os -- "${frames[@]}" tools/render/panel_codes.cpp \
+    tools/package_builder/package_{file,choices}.cpp web/native/{runtime,deflate,frames}.cpp
+link_tools frames result result_size format_name format_suffix crc encode_frame
+compile builder -O2 -msimd128 -- tools/package_builder/*.cpp tools/panels/panel_description.cpp \
+    tools/base/suggestion.cpp \
+    web/native/{runtime,builder}.cpp
+link_tools builder result result_size describe described name choice build
