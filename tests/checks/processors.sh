@@ -31,6 +31,8 @@ armhf-clang         | clang++ --target=arm-linux-gnueabihf -mfpu=neon -O2 | qemu
 s390x               | s390x-linux-gnu-g++ -O2 | qemu-s390x
 s390x-O3            | s390x-linux-gnu-g++ -O3 -march=z13 | qemu-s390x
 s390x-clang         | clang++ --target=s390x-linux-gnu -O2 | qemu-s390x
+wasm32              | WASM -O2 | node --no-warnings tests/checks/wasi.mjs
+wasm32-simd         | WASM -O2 -msimd128 | node --no-warnings tests/checks/wasi.mjs
 x86_64-threads      | clang++ -O1 -g -fsanitize=thread
 x86_64-memory       | clang++ -O1 -g -fsanitize=memory
 i386-packages       | i686-linux-gnu-g++ -O2 -msse2 -mfpmath=sse
@@ -40,16 +42,21 @@ s390x-packages      | s390x-linux-gnu-g++ -O2 -ffp-contract=off | qemu-s390x
 mapfile -t sources < <(find "$PWD"/src "$PWD"/tests/library/{digest,support}.cpp -name '*.cpp')
 
 run() { # NAME COMPILER EMULATOR
-    local folder=build/processors/$1 static=-static threads=0
-    [[ $2 != *-fsanitize=* ]] || static=''
+    local folder=build/processors/$1 linking='-static -pthread' threads=0
+    [[ $2 != *-fsanitize=* ]] || linking=-pthread
     [[ $2 != *=thread* ]] || threads=4
+    if [[ $2 == *WASM* ]]; then
+        set -- "$1" "$(web/native/clang.sh) -fexceptions ${2/WASM/}" "$3"
+        linking=-Wl,-z,stack-size=1048576
+        sources+=("$PWD/web/native/runtime.cpp")
+    fi
     mkdir -p "$folder"
     # shellcheck disable=SC2086 # words
     (cd "$folder" && $2 -std=c++20 -I"$OLDPWD"/include -I"$OLDPWD"/src \
         -DOXEL_RECORDS='""' -c "${sources[@]}")
     # A program linked for unsafe maths would take subnormal numbers for 0.
     # shellcheck disable=SC2086
-    $2 -fno-unsafe-math-optimizations $static -pthread "$folder"/*.o -o "$folder/digest"
+    $2 -fno-unsafe-math-optimizations $linking "$folder"/*.o -o "$folder/digest"
     # shellcheck disable=SC2086
     $3 "$folder/digest" tests/records/digest.txt $threads | sed "s/^/$1, /"
 }

@@ -44,11 +44,11 @@ render() { # MODULE FLAG ...
     shift
     mapfile -t sources < <(find src -name '*.cpp')
     compile "$module" "$@" -- "${sources[@]}" tools/preparation/*.cpp tools/panels/picture_needs.cpp \
-        tools/package_builder/package_{file,choices}.cpp python/preparation.cpp \
-        web/native/{runtime,pixels}.cpp
+        tools/package_builder/package_{file,choices}.cpp \
+        web/native/{runtime,pixels,preparation}.cpp
     "${clang[@]}" "${link[@]}" "$@" "$objects/$module"/*.o -o "$folder/$module.wasm" \
         $(exports include/Oxel_Morvel6_render.h) -Wl,--export=EO_RGB_color,--export=TCON_INDEX_TABLE \
-        -Wl,--export=oxel_{prepare,preroll_rows,develop,rgb_from_rgba,rgba_from_rgb}
+        -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb}
 }
 render oxel -O2 &
 render oxel-simd -O2 -msimd128 &

@@ -1,4 +1,4 @@
-export { adjust, develop, dithers, Panel, transfer } from "./panel.js";
+export { adjust, dithers, Panel, transfer } from "./panel.js";
 export type {
   Adjustment, Development, Dither, Output, PanelOptions, RenderOptions, Verdict,
 } from "./panel.js";

@@ -34,6 +34,9 @@ export interface RenderOptions {
    * not too light or dark. Bare, the library gets the bytes as they are.
    */
   bare?: boolean;
+  /** What happens to the picture first, as with the command; not if it is `bare`. */
+  development?: Development;
+  adjustment?: Adjustment;
 }
 
 /** The panel's size and layout, which a package does not hold. */
@@ -250,11 +253,36 @@ export class Panel {
       const { width, height } = picture;
       const rows = preroll ? instance.call("oxel_preroll_rows", width, height) : 0;
       const prepared = allocate(3 * width * (height + rows));
-      check(instance.call("oxel_prepare", this.#address, this.packageBytes.length, input, 0, width,
-                          height, rows, prepared));
+      const amounts = allocate(allAmounts(options.development ?? {}, options.adjustment ?? {}));
+      check(instance.call("oxel_prepare", this.#address, this.packageBytes.length, input, width,
+                          height, amounts, options.adjustment?.gamma ?? 1, rows, prepared));
       return render(instance, allocate, prepared, rows, mode);
     });
   }
+}
+
+const whiteBalances = ["none", "auto", "grey"] as const;
+
+function integer(what: string, value: number | undefined): number {
+  if (value !== undefined && !Number.isInteger(value))
+    throw new OxelError(15, `${what} ${value}: must be an integer`);
+  return value ?? 0;
+}
+
+function adjustmentAmounts(amounts: Adjustment): number[] {
+  return [integer("hue", amounts.hue), integer("saturation", amounts.saturation),
+          integer("brightness", amounts.brightness), integer("contrast", amounts.contrast)];
+}
+
+/** As oxel_prepare takes them. */
+function allAmounts(development: Development, adjustment: Adjustment): Uint8Array {
+  const numbers = [
+    integer("clarity", development.clarity), integer("sharpen", development.sharpen),
+    integer("shadows", development.shadows), integer("highlights", development.highlights),
+    choose("whiteBalance", development.whiteBalance ?? "none", whiteBalances),
+    Number(development.autoLevels ?? false), Number(development.monochrome ?? false),
+    ...adjustmentAmounts(adjustment)];
+  return new Uint8Array(Int32Array.from(numbers).buffer);
 }
 
 let shared: Promise<Instance> | undefined;
@@ -264,12 +292,6 @@ function sharedInstance(): Promise<Instance> {
   return (shared ??= instantiate(renderingModule(undefined)));
 }
 
-function integer(what: string, value: number | undefined): number {
-  if (value !== undefined && !Number.isInteger(value))
-    throw new OxelError(15, `${what} ${value}: must be an integer`);
-  return value ?? 0;
-}
-
 /** Adjusts a picture in hue, saturation, lightness, contrast and gamma. */
 export async function adjust(picture: Picture, amounts: Adjustment,
                              options: { rgba?: boolean } = {}): Promise<Image> {
@@ -277,28 +299,7 @@ export async function adjust(picture: Picture, amounts: Adjustment,
   return instance.scoped((allocate) => {
     const input = place(instance, allocate, picture);
     check(instance.call("Oxel_image_adjustment", input, 0, input, 0, picture.width, picture.height,
-                        integer("hue", amounts.hue), integer("saturation", amounts.saturation),
-                        integer("brightness", amounts.brightness),
-                        integer("contrast", amounts.contrast), amounts.gamma ?? 1));
-    return take(instance, allocate, input, picture, options.rgba);
-  });
-}
-
-const whiteBalances = ["none", "auto", "grey"] as const;
-
-/** Develops a picture, at the panel's size: clarity, sharpening, shadows and highlights, ... */
-export async function develop(picture: Picture, amounts: Development,
-                              options: { rgba?: boolean } = {}): Promise<Image> {
-  const instance = await sharedInstance();
-  return instance.scoped((allocate) => {
-    const input = place(instance, allocate, picture);
-    const numbers = Int32Array.of(
-      integer("clarity", amounts.clarity), integer("sharpen", amounts.sharpen),
-      integer("shadows", amounts.shadows), integer("highlights", amounts.highlights),
-      choose("whiteBalance", amounts.whiteBalance ?? "none", whiteBalances),
-      Number(amounts.autoLevels ?? false), Number(amounts.monochrome ?? false));
-    const address = allocate(new Uint8Array(numbers.buffer));
-    check(instance.call("oxel_develop", input, 0, picture.width, picture.height, address, input));
+                        ...adjustmentAmounts(amounts), amounts.gamma ?? 1));
     return take(instance, allocate, input, picture, options.rgba);
   });
 }
