@@ -178,6 +178,12 @@ export class Panel {
     return builtInNames;
   }
 
+  /** What the library gets to see of a picture: developed, adjusted, and dithered onto the grid. */
+  prepare(picture: Picture, options: RenderOptions = {}): Image {
+    return this.#prepared(picture, options, false, (instance, allocate, input) =>
+      take(instance, allocate, input, picture, options.rgba));
+  }
+
   /** Renders to one form: `"tcon"`, the controller's codes, if nothing is said. */
   render(picture: Picture, options: RenderOptions & { output?: Output } = {}): Image {
     const output = choose("output", options.output ?? "tcon", outputs);

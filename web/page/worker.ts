@@ -1,0 +1,80 @@
+// Renders on a thread of its own: the page stays quick. See engine.ts for the other side.
+import { buildPackage, describe, Panel, type Dither, type EncodeOptions,
+         type RenderOptions } from "../dist/index.js";
+import { nearest } from "./nearest.js";
+
+export type Mode = Dither | "none";
+export type PanelSource =
+  | { builtin: string }
+  | { bytes: Uint8Array<ArrayBuffer>; name: string }
+  | { description: string };
+
+export interface PanelInfo {
+  name: string;
+  size: { width: number; height: number } | undefined;
+  layout: number;
+  colours: { rgb: number[]; tcon: number; name: string }[];
+}
+
+let panel: Panel | undefined;
+let picture: { data: Uint8ClampedArray; width: number; height: number } | undefined;
+
+async function openSource(source: PanelSource): Promise<Panel> {
+  if ("builtin" in source) return Panel.builtin(source.builtin);
+  if ("bytes" in source) return Panel.fromPackage(source.bytes, { name: source.name });
+  const described = await describe(source.description);
+  const bytes = await buildPackage(source.description, {
+    progress: (share) => postMessage({ progress: share }),
+  });
+  return Panel.fromPackage(bytes, described);
+}
+
+const calls = {
+  async open(source: PanelSource): Promise<PanelInfo> {
+    const opened = await openSource(source);
+    panel?.dispose();
+    panel = opened;
+    return {
+      name: opened.name, size: opened.size, layout: opened.layout,
+      colours: [...opened.codes].map((tcon, i) => ({
+        rgb: [...opened.palette.subarray(3 * i, 3 * i + 3)], tcon,
+        name: opened.colourNames[i] ?? `colour ${i}`,
+      })),
+    };
+  },
+  picture(rgba: ArrayBuffer, width: number, height: number): void {
+    picture = { data: new Uint8ClampedArray(rgba), width, height };
+  },
+  /** The picture as the panel shows it, 4 bytes a pixel. */
+  render(mode: Mode, options: RenderOptions, threshold?: number) {
+    if (mode === "none")
+      return { data: nearest(panel!, picture!, options), verdict: undefined };
+    if (threshold === undefined)
+      return { data: panel!.render(picture!, { ...options, dither: mode, output: "eo", rgba: true }).data,
+               verdict: undefined };
+    const { image, verdict } = panel!.renderGuarded(
+      picture!, threshold, { ...options, dither: mode, output: "eo", rgba: true });
+    return { data: image.data, verdict };
+  },
+  async frame(mode: Dither, options: RenderOptions, threshold: number | undefined,
+              encoding: EncodeOptions) {
+    const tcon = threshold === undefined
+      ? panel!.render(picture!, { ...options, dither: mode })
+      : panel!.renderGuarded(picture!, threshold, { ...options, dither: mode }).image;
+    return panel!.encodeFrame(tcon, encoding);
+  },
+  package: () => panel!.packageBytes.slice(),
+};
+export type Calls = typeof calls;
+
+onmessage = async ({ data: { id, name, values } }: MessageEvent) => {
+  try {
+    const call = calls[name as keyof Calls] as (...values: unknown[]) => unknown;
+    const result = await call(...values);
+    const data = (result as { data?: Uint8Array } | undefined)?.data;
+    postMessage({ id, result }, { transfer: data ? [data.buffer as ArrayBuffer] : [] });
+  } catch (error) {
+    const message = error instanceof Error ? error.message : String(error);
+    postMessage({ id, error: message });
+  }
+};
