@@ -12,8 +12,10 @@ const button = (id: string, action: () => void) => (element(id).onclick = action
 const original = element<HTMLCanvasElement>("original");
 const rendered = element<HTMLCanvasElement>("rendered");
 const originalContext = original.getContext("2d", { willReadFrequently: true })!;
-const renderedContext = rendered.getContext("2d")!;
+/** The rendering, pixel by pixel; `rendered` shows it at the size that there is room for. */
+const pixels = document.createElement("canvas");
 
+const shared = new URLSearchParams(location.hash.slice(1)).get("panel");
 let settings = fromAddress(new URLSearchParams(location.hash.slice(1)));
 const history = new History(settings);
 let photos: { name: string; file: Blob }[] = [];
@@ -111,22 +113,37 @@ async function sendPicture(): Promise<void> {
   if (key === sent || !photo) return;
   const { width, height } = panelSize();
   if (original.width !== width || original.height !== height)
-    for (const canvas of [original, rendered]) Object.assign(canvas, { width, height });
+    Object.assign(original, { width, height });
+  element("large").style.setProperty("--ratio", String(width / height));
   draw(originalContext, photo, { width, height }, settings);
   const { data } = originalContext.getImageData(0, 0, width, height);
   await engine.call("picture", [data.buffer as ArrayBuffer, width, height], [data.buffer as ArrayBuffer]);
   sent = key;
 }
 
-async function renderTo(context: CanvasRenderingContext2D, mode: Mode, of: Settings) {
+/** A canvas of its own size draws much better than the browser shrinks another one. */
+function showShrunk(canvas: HTMLCanvasElement, full: HTMLCanvasElement): void {
+  const room = Math.round(canvas.clientWidth * devicePixelRatio);
+  const width = room > 0 ? Math.min(room, full.width) : full.width;
+  const height = Math.round((width * full.height) / full.width);
+  Object.assign(canvas, { width, height });
+  const context = canvas.getContext("2d")!;
+  context.imageSmoothingQuality = "high";
+  context.drawImage(full, 0, 0, width, height);
+}
+
+async function renderTo(canvas: HTMLCanvasElement, full: HTMLCanvasElement, mode: Mode, of: Settings) {
   const { data, verdict } = await engine.call("render", [mode, renderOptions(of), threshold(of)]);
   const { width, height } = panelSize();
   if (data.length !== 4 * width * height) return; // of a panel that has gone
-  Object.assign(context.canvas, { width, height });
-  context.putImageData(new ImageData(new Uint8ClampedArray(data.buffer), width, height), 0, 0);
+  Object.assign(full, { width, height });
+  full.getContext("2d")!.putImageData(
+    new ImageData(new Uint8ClampedArray(data.buffer), width, height), 0, 0);
+  canvas.style.setProperty("aspect-ratio", `${width} / ${height}`);
+  showShrunk(canvas, full);
   const words = { passed: "Passes as it is.", shifted: "Passes moved down by a row.",
                   blanked: "Refused: the frame is blank." };
-  if (mode === settings.dither) element("verdict").textContent = verdict ? words[verdict] : "";
+  if (mode === of.dither) element("verdict").textContent = verdict ? words[verdict] : "";
 }
 
 async function refresh(): Promise<void> {
@@ -138,12 +155,12 @@ async function refresh(): Promise<void> {
       wanted = false;
       const of = settings;
       await sendPicture();
-      await renderTo(renderedContext, of.dither, of);
+      await renderTo(rendered, pixels, of.dither, of);
       document.body.dataset.renders = String(Number(document.body.dataset.renders ?? 0) + 1);
       if (view === "all")
         for (const canvas of element("grid").querySelectorAll("canvas")) {
           if (wanted) break;
-          await renderTo(canvas.getContext("2d")!, canvas.dataset.mode as Mode, of);
+          await renderTo(canvas, document.createElement("canvas"), canvas.dataset.mode as Mode, of);
         }
     }
   } catch (error) {
@@ -262,7 +279,7 @@ async function openPanel(next: PanelSource): Promise<void> {
 
 async function openPanelFile(file: File): Promise<void> {
   const bytes = new Uint8Array(await file.arrayBuffer());
-  const next = bytes.includes(0) ? { bytes, name: file.name } // JSON has no NUL
+  const next = bytes.includes(0) ? { bytes, options: { name: file.name } } // JSON has no NUL
                                  : { description: new TextDecoder().decode(bytes) };
   await openPanel(next);
 }
@@ -307,7 +324,9 @@ async function saveAll(): Promise<void> {
   const failed: string[] = [];
   try {
     const size = panelSize();
-    await own.call("open", ["builtin" in source ? source : { bytes: await engine.call("package", []), name: "" }]);
+    const { name, layout, colours } = panel!;
+    await own.call("open", [{ bytes: await engine.call("package", []),
+                              options: { name, layout, colourNames: colours.map(({ name }) => name) } }]);
     const canvas = new OffscreenCanvas(size.width, size.height);
     const context = canvas.getContext("2d", { willReadFrequently: true })!;
     for (const [place, { name, file }] of photos.entries()) {
@@ -432,7 +451,7 @@ function wire(): void {
     change({ ...neutral, dither, format, gzip, guard, threshold });
   });
   button("save-frame", () => void saveFrame().catch(fail));
-  button("save-preview", () => rendered.toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));
+  button("save-preview", () => pixels.toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));
   button("save-package", async () => save(`${panel?.name || "panel"}.lut`, new Blob([await engine.call("package", [])])));
   button("save-description", () => save(`${panel?.name || "panel"}.json`, new Blob([description()])));
   button("batch", () => void saveAll());
@@ -447,11 +466,12 @@ function wire(): void {
   element("split").oninput = showView;
   element<HTMLFormElement>("controls").onsubmit = (event) => event.preventDefault();
 
-  watchPointers(element("large"), () => (view === "original" ? original : rendered), {
+  watchPointers(element("large"), () => (view === "original" ? original : pixels), {
     move, zoom,
     settle: () => { history.add(settings); showSettings(); },
     cropping: () => tool() === "crop",
   });
+  new ResizeObserver(() => pixels.width > 0 && photo && showShrunk(rendered, pixels)).observe(element("large"));
   document.addEventListener("dragover", (event) => {
     event.preventDefault();
     document.body.classList.add("over");
@@ -485,5 +505,4 @@ buildControls();
 wire();
 showSettings();
 showView();
-const shared = new URLSearchParams(location.hash.slice(1)).get("panel");
 void openPanel(shared ? { description: shared } : source);

@@ -1,12 +1,12 @@
 // Renders on a thread of its own: the page stays quick. See engine.ts for the other side.
 import { buildPackage, describe, Panel, type Dither, type EncodeOptions,
-         type RenderOptions } from "../dist/index.js";
+         type PanelOptions, type RenderOptions } from "../dist/index.js";
 import { nearest } from "./nearest.js";
 
 export type Mode = Dither | "none";
 export type PanelSource =
   | { builtin: string }
-  | { bytes: Uint8Array<ArrayBuffer>; name: string }
+  | { bytes: Uint8Array<ArrayBuffer>; options: PanelOptions }
   | { description: string };
 
 export interface PanelInfo {
@@ -21,7 +21,7 @@ let picture: { data: Uint8ClampedArray; width: number; height: number } | undefi
 
 async function openSource(source: PanelSource): Promise<Panel> {
   if ("builtin" in source) return Panel.builtin(source.builtin);
-  if ("bytes" in source) return Panel.fromPackage(source.bytes, { name: source.name });
+  if ("bytes" in source) return Panel.fromPackage(source.bytes, source.options);
   const described = await describe(source.description);
   const bytes = await buildPackage(source.description, {
     progress: (share) => postMessage({ progress: share }),
