@@ -16,7 +16,7 @@ case ${1-} in
 esac
 
 scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
-    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev libqhull-dev zlib1g-dev \
+    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
     python3-numpy python3-pil python3-distributed zsh fish
 
 echo "Compiling takes three to five minutes on two cores, and 40 MB in $build; the tests then about three"

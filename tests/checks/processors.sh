@@ -3,8 +3,7 @@
 # and runs it, emulated where need be, one on each core: processors.sh [NAME ...]
 #
 # Sources are compiled as those do who take them into a build of their own. A NAME that ends with
-# "-packages" builds the packages of the package builder's test, in minutes, with Debian's Qhull for
-# that processor.
+# "-packages" builds the packages of the package builder's test, in minutes.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -61,25 +60,15 @@ run() { # NAME COMPILER EMULATOR
     $3 "$folder/digest" tests/records/digest.txt $threads | sed "s/^/$1, /"
 }
 
-qhull() { # ARCHITECTURE FOLDER
-    local apt=(-qq -o "Dir::State=$2/apt" -o "Dir::State::status=$2/apt/status" -o "Dir::Cache=$2/apt"
-        -o "APT::Architecture=$1" -o "APT::Architectures=$1" -o "APT::Sandbox::User=$(id -un)")
-    mkdir -p "$2"/apt/{lists,archives}/partial
-    touch "$2/apt/status" # as if nothing was installed
-    apt-get "${apt[@]}" update || true # what is missing then is missing below
-    (cd "$2" && apt-get "${apt[@]}" download libqhull-dev && dpkg-deb -x libqhull-dev_*.deb .)
-}
-
 run_packages() { # NAME COMPILER EMULATOR
     local folder=$PWD/build/processors/$1 gtest=/usr/src/googletest/googletest
     mkdir -p "$folder"
-    qhull "${1%-packages}" "$folder/qhull"
     # shellcheck disable=SC2086 # words
     (cd "$folder" && $2 -std=c++20 -w -I"$OLDPWD"/{include,src,tools} -I$gtest{,/include} \
         -DGTEST_HAS_PTHREAD=0 -c "$OLDPWD"/{src,src/forms,tools/package_builder}/*.cpp \
         "$OLDPWD/tests/command/package_builder_test.cpp" $gtest/src/gtest{-all,_main}.cc)
     # shellcheck disable=SC2086
-    $2 -static -Wl,--no-warnings "$folder"/*.o "$folder"/qhull/usr/lib/*/libqhullstatic_r.a -o "$folder/tests"
+    $2 -static -Wl,--no-warnings "$folder"/*.o -o "$folder/tests"
     # shellcheck disable=SC2086
     $3 "$folder/tests" --gtest_brief --gtest_filter=PackageBuilder.MakesTheSameBytesEverywhere |
         sed "s/^/$1, /"

@@ -328,7 +328,7 @@ TEST(PackageBuilder, MakesPackagesThatRenderBlackAndWhiteInPureInk) {
 }
 
 TEST(PackageBuilder, MakesTheSameBytesEverywhere) {
-    Palette cube; // whose sides qhull has to cut into triangles
+    Palette cube; // whose sides the hull has to cut into triangles
     for (int corner = 0; corner < 8; ++corner)
         cube.push_back(to_bytes(
             255.0 * Vector3{double(corner >> 2), double(corner >> 1 & 1), double(corner & 1)}));

@@ -43,26 +43,41 @@ Wide height(const std::vector<GridPoint> &points, const HullTriangle &triangle,
              a[2] * (b[0] * c[1] - b[1] * c[0]));
 }
 
-bool on_one_line(const GridPoint &a, const GridPoint &b, const GridPoint &c) {
-    const auto parallel = [&](std::size_t i, std::size_t j) {
-        return Wide{b[i] - a[i]} * (c[j] - a[j]) == Wide{b[j] - a[j]} * (c[i] - a[i]);
-    };
-    return parallel(0, 1) && parallel(1, 2) && parallel(2, 0);
+/// The square of twice the area, which is only compared: rounded, but alike on every machine.
+double area(const GridPoint &a, const GridPoint &b, const GridPoint &c) {
+    double sum = 0;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const std::size_t j = (i + 1) % 3;
+        const auto component = static_cast<double>(Wide{b[i] - a[i]} * (c[j] - a[j]) -
+                                                   Wide{b[j] - a[j]} * (c[i] - a[i]));
+        sum += component * component;
+    }
+    return sum;
 }
 
-/// Four points that span a body.
+/// Four points that span a body: the first, the two that make the largest triangle with it, and the
+/// one furthest from that. Sides with more than three corners are cut between them.
 std::optional<std::array<std::size_t, 4>> first_body(const std::vector<GridPoint> &points) {
-    std::array<std::size_t, 4> body{};
-    std::size_t known = 1;
-    for (std::size_t i = 1; i < points.size() && known < body.size(); ++i) {
-        const bool further =
-            known == 1   ? points[i] != points[body[0]]
-            : known == 2 ? !on_one_line(points[body[0]], points[body[1]], points[i])
-                         : height(points, {body[0], body[1], body[2]}, points[i]) != 0;
-        if (further)
-            body[known++] = i;
+    HullTriangle base{};
+    double largest = 0;
+    for (std::size_t i = 1; i < points.size(); ++i)
+        for (std::size_t j = i + 1; j < points.size(); ++j)
+            if (const double found = area(points[0], points[i], points[j]); found > largest) {
+                largest = found;
+                base = {0, i, j};
+            }
+    std::size_t top = 0;
+    Wide highest = 0;
+    for (std::size_t i = 0; i < points.size(); ++i) {
+        const Wide found = height(points, base, points[i]);
+        if (const Wide size = found < 0 ? -found : found; size > highest) {
+            highest = size;
+            top = i;
+        }
     }
-    return known == body.size() ? std::optional(body) : std::nullopt;
+    if (highest == 0)
+        return std::nullopt;
+    return std::array{base[0], base[1], base[2], top};
 }
 
 /// Joins the surface to a point outside it: the triangles that the point sees give way to those
