@@ -59,6 +59,11 @@ struct Vector128 {
     static DoubleLanes<Vector128> truncate(DoubleLanes<Vector128> x) {
         return (DoubleLanes<Vector128>)wasm_f64x2_trunc((v128_t)x);
     }
+    static IntLanes<Vector128> to_ints(DoubleLanes<Vector128> x) {
+        v128_t ints = wasm_i32x4_trunc_sat_f64x2_zero((v128_t)x);
+        asm("" : "+r"(ints)); // Clang would take the lanes apart
+        return __builtin_shufflevector(ints, ints, 0, 1);
+    }
 #endif
 };
 

@@ -43,6 +43,15 @@ DoubleLanes<Target> clamp_lanes(DoubleLanes<Target> x) {
     return Target::lesser(Target::greater(x, splat_double<Target>(0.0)), splat_double<Target>(1.0));
 }
 
+/// Truncated toward zero.
+template <class Target>
+IntLanes<Target> to_ints(DoubleLanes<Target> x) {
+    if constexpr (requires { Target::to_ints(x); })
+        return Target::to_ints(x);
+    else
+        return __builtin_convertvector(x, IntLanes<Target>);
+}
+
 /// The levels between which a colour's channels lie, and what is between.
 template <class Target>
 class LevelLanes {
@@ -62,7 +71,7 @@ class LevelLanes {
         DoubleLanes<Target> level = slope_ * (rising ? position : two_thirds - position) + lower_;
         level = position < two_thirds ? level : lower_;
         level = position < 0.5 ? (rising ? level : upper_) : level;
-        return __builtin_convertvector(level * 255.0, IntLanes<Target>);
+        return to_ints<Target>(level * 255.0);
     }
 
   private:

@@ -50,8 +50,8 @@ render() { # MODULE FLAG ...
         $(exports include/Oxel_Morvel6_render.h) -Wl,--export=EO_RGB_color,--export=TCON_INDEX_TABLE \
         -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb}
 }
-render oxel -O2 &
-render oxel-simd -O2 -msimd128 &
+render oxel -Os &
+render oxel-simd -Os -msimd128 &
 wait
 
 link_tools() { # MODULE EXPORT ...
