@@ -2,6 +2,7 @@
 #include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
 #include "package_builder/kernel_agreement.h"
+#include "package_builder/noted_options.h"
 #include "package_builder/package_file.h"
 #include "package_builder/patch_quality.h"
 #include "package_builder/patch_simulation.h"

@@ -22,17 +22,15 @@ flags=(-DNDEBUG -fexceptions -fvisibility=hidden -ffunction-sections -fdata-sect
 link=(-mexec-model=reactor -Wl,--gc-sections -Wl,--strip-all -Wl,-z,stack-size=1048576
     -Wl,--export=malloc,--export=free,--export=oxel_reason)
 
-compile() { # MODULE FLAGS -- SOURCES: prints the objects
-    local module=$1 own=()
+compile() { # MODULE FLAGS -- SOURCES
+    local module=$objects/$1 own=()
     shift
     while [ "$1" != -- ]; do own+=("$1") && shift; done
     shift
-    mkdir -p "$objects/$module"
-    printf '%s\0' "$@" | xargs -0 -P "$(nproc)" -I{} sh -c '
-        object=$1/$(echo "$2" | tr / _).o
-        shift 2
-        [ "$object" -nt "$0" ] || exec "$@" -c "$0" -o "$object"' {} "$objects/$module" {} \
-        "${clang[@]}" "${flags[@]}" "${own[@]}"
+    rm -rf "$module" && mkdir "$module"
+    for source in "$@"; do
+        printf '%s\0-o\0%s\0' "$source" "$module/${source//\//_}.o"
+    done | xargs -0 -n 3 -P "$(nproc)" "${clang[@]}" "${flags[@]}" "${own[@]}" -c
 }
 
 exports() { # HEADER: of the functions that it declares
@@ -44,7 +42,7 @@ render() { # MODULE FLAG ...
     shift
     mapfile -t sources < <(find src -name '*.cpp')
     compile "$module" "$@" -- "${sources[@]}" tools/preparation/*.cpp tools/panels/picture_needs.cpp \
-        tools/package_builder/package_{file,choices}.cpp \
+        tools/package_builder/{package_file,noted_options}.cpp \
         web/native/{runtime,pixels,preparation}.cpp
     "${clang[@]}" "${link[@]}" "$@" "$objects/$module"/*.o -o "$folder/$module.wasm" \
         $(exports include/Oxel_Morvel6_render.h) -Wl,--export=EO_RGB_color,--export=TCON_INDEX_TABLE \
@@ -56,14 +54,13 @@ wait
 
 link_tools() { # MODULE EXPORT ...
     local module=$1 names=("${@:2}")
-    "${clang[@]}" "${link[@]}" -Wl,--allow-undefined-file=/dev/null "$objects/$module"/*.o \
-        -o "$folder/$module.wasm" "${names[@]/#/-Wl,--export=oxel_}"
+    "${clang[@]}" "${link[@]}" "$objects/$module"*/*.o -o "$folder/$module.wasm" \
+        "${names[@]/#/-Wl,--export=oxel_}"
 }
 mapfile -t frames < <(find tools/frames -name '*.cpp' -not -name deflate.cpp)
 compile frames -Os -- "${frames[@]}" tools/render/panel_codes.cpp \
-    tools/package_builder/package_{file,choices}.cpp web/native/{runtime,deflate,frames}.cpp
+    tools/package_builder/package_file.cpp web/native/{runtime,deflate,frames}.cpp
 link_tools frames result result_size format_name format_suffix crc encode_frame
-compile builder -O2 -msimd128 -- tools/package_builder/*.cpp tools/panels/panel_description.cpp \
-    tools/base/suggestion.cpp \
-    web/native/{runtime,builder}.cpp
-link_tools builder result result_size describe described name choice build
+compile builder -O2 -msimd128 -- tools/package_builder/*.cpp web/native/{runtime,builder}.cpp
+compile builder-json -Oz -- tools/panels/panel_description.cpp tools/base/{failure,suggestion}.cpp
+link_tools builder result result_size describe described name build

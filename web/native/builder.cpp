@@ -53,12 +53,6 @@ const char *oxel_name(std::size_t place) {
                                                     : nullptr;
 }
 
-/// The names of the intents and of the tunings; null behind the last.
-const char *oxel_choice(std::int32_t tunings, std::size_t place) {
-    const auto &names = tunings ? tuning_names() : intent_names();
-    return place < names.size() ? names[place].c_str() : nullptr;
-}
-
 /// The package of the description.
 void oxel_build(std::int32_t intent, std::int32_t tuning) {
     result = build_package(description.colours,

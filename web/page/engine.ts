@@ -8,7 +8,7 @@ export class Engine {
   readonly #waiting = new Map<number, { resolve(value: unknown): void; reject(error: Error): void }>();
   #calls = 0;
 
-  constructor(progress: (share: number) => void = () => {}) {
+  constructor(progress: (share: number | undefined) => void = () => {}) {
     this.#worker.onmessage = ({ data }) => {
       if ("progress" in data) return progress(data.progress);
       const call = this.#waiting.get(data.id);

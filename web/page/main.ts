@@ -259,7 +259,7 @@ async function openPanel(next: PanelSource): Promise<void> {
   const opening = newEngine(); // whatever the old one is at
   try {
     say("description" in next ? "Building the panel's package…" : "");
-    const info = await opening.call("open", [next]);
+    const info = await opening.call("open", [next, settings.dither]);
     engine.close();
     [engine, panel, source, sent] = [opening, info, next, ""];
     const own = document.querySelector<HTMLOptionElement>("#panel option[value=own]")!;
@@ -325,8 +325,8 @@ async function saveAll(): Promise<void> {
   try {
     const size = panelSize();
     const { name, layout, colours } = panel!;
-    await own.call("open", [{ bytes: await engine.call("package", []),
-                              options: { name, layout, colourNames: colours.map(({ name }) => name) } }]);
+    await own.call("open", [{ bytes: await engine.call("package", [mode]),
+                              options: { name, layout, colourNames: colours.map(({ name }) => name) } }, mode]);
     const canvas = new OffscreenCanvas(size.width, size.height);
     const context = canvas.getContext("2d", { willReadFrequently: true })!;
     for (const [place, { name, file }] of photos.entries()) {
@@ -452,7 +452,7 @@ function wire(): void {
   });
   button("save-frame", () => void saveFrame().catch(fail));
   button("save-preview", () => pixels.toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));
-  button("save-package", async () => save(`${panel?.name || "panel"}.lut`, new Blob([await engine.call("package", [])])));
+  button("save-package", async () => save(`${panel?.name || "panel"}.lut`, new Blob([await engine.call("package", [settings.dither])])));
   button("save-description", () => save(`${panel?.name || "panel"}.json`, new Blob([description()])));
   button("batch", () => void saveAll());
   button("stop", () => batch?.close());

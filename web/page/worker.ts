@@ -1,6 +1,6 @@
 // Renders on a thread of its own: the page stays quick. See engine.ts for the other side.
-import { buildPackage, describe, Panel, type Dither, type EncodeOptions,
-         type PanelOptions, type RenderOptions } from "../dist/index.js";
+import { Panel, tuningFor, type Dither, type EncodeOptions,
+         type PanelOptions, type RenderOptions, type Tuning } from "../dist/index.js";
 import { nearest } from "./nearest.js";
 
 export type Mode = Dither | "none";
@@ -16,24 +16,39 @@ export interface PanelInfo {
   colours: { rgb: number[]; tcon: number; name: string }[];
 }
 
-let panel: Panel | undefined;
+let source: PanelSource | undefined;
+let panels = new Map<Tuning, Promise<Panel>>();
 let picture: { data: Uint8ClampedArray; width: number; height: number } | undefined;
 
-async function openSource(source: PanelSource): Promise<Panel> {
-  if ("builtin" in source) return Panel.builtin(source.builtin);
+const tuningOf = (mode: Mode): Tuning => tuningFor(mode === "none" ? "floyd" : mode);
+
+/** The panel with the package for a diffusion, as the command has it; each is made once. */
+function panelFor(mode: Mode): Promise<Panel> {
+  const tuning = source && "bytes" in source ? "all" : tuningOf(mode); // a package is what it is
+  let panel = panels.get(tuning);
+  if (!panel) {
+    panel = open(source!, tuning);
+    panels.set(tuning, panel);
+    panel.catch(() => panels.delete(tuning));
+  }
+  return panel;
+}
+
+async function open(source: PanelSource, tuning: Tuning): Promise<Panel> {
+  if ("builtin" in source) return Panel.builtin(source.builtin, { tuning });
   if ("bytes" in source) return Panel.fromPackage(source.bytes, source.options);
-  const described = await describe(source.description);
-  const bytes = await buildPackage(source.description, {
-    progress: (share) => postMessage({ progress: share }),
+  const panel = await Panel.fromDescription(source.description, {
+    tuning, progress: (share) => postMessage({ progress: share }),
   });
-  return Panel.fromPackage(bytes, described);
+  postMessage({ progress: undefined });
+  return panel;
 }
 
 const calls = {
-  async open(source: PanelSource): Promise<PanelInfo> {
-    const opened = await openSource(source);
-    panel?.dispose();
-    panel = opened;
+  async open(next: PanelSource, mode: Mode): Promise<PanelInfo> {
+    source = next;
+    panels = new Map();
+    const opened = await panelFor(mode);
     return {
       name: opened.name, size: opened.size, layout: opened.layout,
       colours: [...opened.codes].map((tcon, i) => ({
@@ -46,24 +61,26 @@ const calls = {
     picture = { data: new Uint8ClampedArray(rgba), width, height };
   },
   /** The picture as the panel shows it, 4 bytes a pixel. */
-  render(mode: Mode, options: RenderOptions, threshold?: number) {
+  async render(mode: Mode, options: RenderOptions, threshold?: number) {
+    const panel = await panelFor(mode);
     if (mode === "none")
-      return { data: nearest(panel!, picture!, options), verdict: undefined };
+      return { data: nearest(panel, picture!, options), verdict: undefined };
     if (threshold === undefined)
-      return { data: panel!.render(picture!, { ...options, dither: mode, output: "eo", rgba: true }).data,
+      return { data: panel.render(picture!, { ...options, dither: mode, output: "eo", rgba: true }).data,
                verdict: undefined };
-    const { image, verdict } = panel!.renderGuarded(
+    const { image, verdict } = panel.renderGuarded(
       picture!, threshold, { ...options, dither: mode, output: "eo", rgba: true });
     return { data: image.data, verdict };
   },
   async frame(mode: Dither, options: RenderOptions, threshold: number | undefined,
               encoding: EncodeOptions) {
+    const panel = await panelFor(mode);
     const tcon = threshold === undefined
-      ? panel!.render(picture!, { ...options, dither: mode })
-      : panel!.renderGuarded(picture!, threshold, { ...options, dither: mode }).image;
-    return panel!.encodeFrame(tcon, encoding);
+      ? panel.render(picture!, { ...options, dither: mode })
+      : panel.renderGuarded(picture!, threshold, { ...options, dither: mode }).image;
+    return panel.encodeFrame(tcon, encoding);
   },
-  package: () => panel!.packageBytes.slice(),
+  package: async (mode: Mode) => (await panelFor(mode)).packageBytes.slice(),
 };
 export type Calls = typeof calls;
 

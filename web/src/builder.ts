@@ -23,11 +23,16 @@ export interface Described {
   warnings?: string[];
 }
 
+export const intents = ["perceptual", "vivid", "absolute"] as const;
+export type Intent = (typeof intents)[number];
+export const tunings = ["all", "floyd", "jjn", "stucki"] as const;
+export type Tuning = (typeof tunings)[number];
+
 export interface BuildOptions {
-  /** What happens to colours that the panel cannot show: perceptual, vivid or absolute. */
-  intent?: string;
-  /** The diffusions that the colours are right for: all, floyd, jjn or stucki. */
-  tuning?: string;
+  /** What happens to colours that the panel cannot show. */
+  intent?: Intent;
+  /** The diffusions that a package's colours are right for. */
+  tuning?: Tuning;
   /** Called with the share of the work that is done, from 0 to 1. */
   progress?: (share: number) => void;
 }
@@ -85,7 +90,7 @@ export async function buildPackage(description: string | PanelDescription,
   const { instance } = await openDescription(description, options.progress);
   instance.call(
     "oxel_build",
-    choose("intent", options.intent ?? "perceptual", instance.names("oxel_choice", 0)),
-    choose("tuning", options.tuning ?? "all", instance.names("oxel_choice", 1)));
+    choose("intent", options.intent ?? "perceptual", intents),
+    choose("tuning", options.tuning ?? "all", tunings));
   return instance.result();
 }

@@ -1,4 +1,4 @@
-import type { Described } from "./builder.js";
+import type { Described, Tuning } from "./builder.js";
 import { PanelError } from "./errors.js";
 import { readOwn } from "./module.js";
 
@@ -13,12 +13,12 @@ export async function unpack(packed: Uint8Array<ArrayBuffer>): Promise<Uint8Arra
 }
 
 /** The description, without loading the builder, and the package of a panel. */
-export async function builtIn(name: string): Promise<
+export async function builtIn(name: string, tuning: Tuning): Promise<
     Described & { packageBytes: Uint8Array<ArrayBuffer> }> {
   if (!(builtInNames as readonly string[]).includes(name))
     throw new PanelError(`no built-in panel ${JSON.stringify(name)}: there is ${builtInNames.join(", ")}`);
   const [json, packed] = await Promise.all([
-    readOwn("six-colour.json"), readOwn("six-colour.lut.packed")]);
+    readOwn("six-colour.json"), readOwn(`six-colour.${tuning}.packed`)]);
   const description = JSON.parse(new TextDecoder().decode(json));
   return {
     name,

@@ -89,7 +89,10 @@ const files = {
   frames: () => new URL("./frames.wasm", import.meta.url),
   builder: () => new URL("./builder.wasm", import.meta.url),
   "six-colour.json": () => new URL("./six-colour.json", import.meta.url),
-  "six-colour.lut.packed": () => new URL("./six-colour.lut.packed", import.meta.url),
+  "six-colour.all.packed": () => new URL("./six-colour.all.packed", import.meta.url),
+  "six-colour.floyd.packed": () => new URL("./six-colour.floyd.packed", import.meta.url),
+  "six-colour.jjn.packed": () => new URL("./six-colour.jjn.packed", import.meta.url),
+  "six-colour.stucki.packed": () => new URL("./six-colour.stucki.packed", import.meta.url),
 };
 export type FileName = keyof typeof files;
 
@@ -115,9 +118,7 @@ export async function instantiate(
   return new Instance(instance.exports as unknown as Exports);
 }
 
-const functions = [
-  "environ_get", "environ_sizes_get", "fd_close", "fd_fdstat_get", "fd_read", "fd_seek", "proc_exit",
-];
+const functions = ["fd_close", "fd_fdstat_get", "fd_seek"];
 
 /** What the C++ library asks of a system, which it does not get, and warnings, which it may write. */
 export function system(

@@ -1,4 +1,5 @@
-import { buildPackage, describe, type BuildOptions, type PanelDescription } from "./builder.js";
+import { buildPackage, describe, tunings, type BuildOptions, type PanelDescription,
+         type Tuning } from "./builder.js";
 import { builtIn, builtInNames } from "./built_in.js";
 import { check, choose, OxelError } from "./errors.js";
 import { encode, type Encoded, type EncodeOptions } from "./frames.js";
@@ -10,6 +11,11 @@ export const dithers = [
   "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine",
 ] as const;
 export type Dither = (typeof dithers)[number];
+
+/** The tuning of the package that the command renders this diffusion with. */
+export function tuningFor(dither: Dither): Tuning {
+  return tunings[(choose("dither", dither, dithers) >> 1) + 1]!;
+}
 
 const outputs = ["", "tcon", "nominal", "eo"] as const;
 /**
@@ -164,12 +170,15 @@ export class Panel {
   }
 
   /**
-   * A panel that comes with this package.
+   * A panel that comes with this package. The command renders each diffusion with a package that is
+   * tuned for it: `tuningFor(dither)`; `"all"`, if nothing is said, is a compromise.
    *
    * @throws PanelError if there is none of this name.
    */
-  static async builtin(name = "six-colour", options: PanelOptions = {}): Promise<Panel> {
-    const { packageBytes, ...described } = await builtIn(name);
+  static async builtin(name = "six-colour", options: PanelOptions & { tuning?: Tuning } = {}):
+      Promise<Panel> {
+    const tuning = tunings[choose("tuning", options.tuning ?? "all", tunings)]!;
+    const { packageBytes, ...described } = await builtIn(name, tuning);
     return Panel.fromPackage(packageBytes, { ...described, ...options });
   }
 

@@ -4,7 +4,7 @@ import { fileURLToPath } from "node:url";
 import { gunzipSync, inflateSync } from "node:zlib";
 import { describe as group, expect, test } from "vitest";
 import * as oxelPackage from "../dist/index.js";
-import { adjust, buildPackage, describe, dithers, frameFormats, Panel, transfer } from
+import { adjust, buildPackage, describe, dithers, frameFormats, Panel, transfer, tuningFor } from
   "../dist/index.js";
 import { bytesOf, folder, oxel, picture, ppm, run } from "./command.js";
 
@@ -29,20 +29,21 @@ function content(name: string, bytes: Buffer): Buffer[] {
 
 group.each([true, false])("renders with SIMD %s", (simd) => {
   test("the bytes of the command, in every diffusion", async () => {
-    const panel = await Panel.builtin("six-colour", { simd });
     for (const dither of dithers) {
+      const panel = await Panel.builtin("six-colour", { simd, tuning: tuningFor(dither) });
       render("frame.rgb", "--dither", dither, "--frame", "rgb", "--preview", "preview.png");
       const all = panel.renderAll(photo, { dither });
       expect(bytesOf("frame.rgb").equals(all.tcon.data), dither).toBe(true);
       for (const output of ["tcon", "eo", "nominal"] as const)
         expect(panel.render(photo, { dither, output }).data).toEqual(all[output]!.data);
     }
+    const panel = await Panel.builtin("six-colour", { simd, tuning: "floyd" });
     render("bare.rgb", "--frame", "rgb", "--no-prepare");
     expect(bytesOf("bare.rgb").equals(panel.render(photo, { bare: true }).data)).toBe(true);
   });
 
   test("adjusts, develops and guards as the command does", async () => {
-    const panel = await Panel.builtin("six-colour", { simd });
+    const panel = await Panel.builtin("six-colour", { simd, tuning: "floyd" });
     render("guarded.rgb", "--frame", "rgb", "--guard", "0.02");
     const guarded = panel.renderGuarded(photo, 0.02);
     expect(bytesOf("guarded.rgb").equals(guarded.image.data)).toBe(true);
@@ -74,7 +75,7 @@ test("pictures of four bytes lie over white and come back with alpha", async () 
 });
 
 test("frames in every format, compressed too", async () => {
-  const panel = await Panel.builtin();
+  const panel = await Panel.builtin("six-colour", { tuning: "floyd" });
   const { tcon } = panel.renderAll(photo);
   for (const format of frameFormats) {
     const encode = () => panel.encodeFrame(tcon, { format, fileName: "a frame" });

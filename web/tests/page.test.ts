@@ -134,7 +134,7 @@ test("real files come out as the command's bytes", async () => {
   expect(gunzipSync(readFileSync(await download.path())).equals(await expected(
     "photo.bin", "--frame", "packed2", "--dither", "jjn", "--saturation", "40"))).toBe(true);
 
-  run(oxel, "package", "build", panelFile, "-o", "page.lut");
+  run(oxel, "package", "build", panelFile, "--tune", "jjn", "-o", "page.lut");
   expect(readFileSync(await (await saved("#save-package")).path()).equals(bytesOf("page.lut"))).toBe(true);
   await page.setInputFiles("#files", { name: "a.heic", mimeType: "image/heic", buffer: Buffer.from("no picture") });
   await expect.poll(() => page.textContent("#status")).toMatch(/a\.heic: this browser cannot read it; HEIC/);
