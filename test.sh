@@ -24,3 +24,4 @@ cmake -S . -B "$build" -DOXEL_BUILD_TESTS=ON -DOXEL_BUILD_TOOLS=ON -DOXEL_BUILD_
     -DOXEL_BUILD_PYTHON=ON "$@" >/dev/null
 cmake --build "$build" --parallel "$(nproc)"
 ctest --test-dir "$build" --output-on-failure --parallel "$(nproc)"
+[ $# -gt 0 ] || web/scripts/test.sh "$build/oxel" # the same whatever CMake is told

@@ -113,6 +113,8 @@ function take(instance: Instance, allocate: Allocate, address: number, picture: 
  * ```
  */
 export class Panel {
+  /** The LUT package. */
+  readonly packageBytes: Uint8Array<ArrayBuffer>;
   /** The colours as measured, 3 bytes R, G, B each. */
   readonly palette: Uint8Array;
   /** The controller's code of each colour. */
@@ -124,8 +126,8 @@ export class Panel {
   readonly #address: number;
   #instance: Instance | undefined;
 
-  private constructor(instance: Instance, readonly packageBytes: Uint8Array<ArrayBuffer>,
-                      options: PanelOptions) {
+  private constructor(instance: Instance, packageBytes: Uint8Array<ArrayBuffer>, options: PanelOptions) {
+    this.packageBytes = packageBytes;
     this.#instance = instance;
     this.name = options.name ?? "";
     this.size = options.size;

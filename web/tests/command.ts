@@ -29,7 +29,7 @@ export function picture(width: number, height: number): Picture {
 
 export function ppm(name: string, { data, width, height }: Picture): string {
   const path = join(folder, name);
-  writeFileSync(path, Buffer.concat([Buffer.from(`P6 ${width} ${height} 255\n`), data]));
+  writeFileSync(path, Buffer.concat([Buffer.from(`P6 ${width} ${height} 255\n`), Buffer.from(data)]));
   return path;
 }
 

@@ -231,8 +231,8 @@ group("everywhere", () => {
           (control as HTMLInputElement).labels?.[0]?.textContent?.trim()))
         .map((control) => control.outerHTML));
     expect(unnamed).toEqual([]);
-    await page.screenshot({ path: process.env.OXEL_PICTURE && width > 1000 ? process.env.OXEL_PICTURE
-                                                                          : join(folder, `page-${width}.png`) });
+    await page.screenshot({ type: "jpeg", quality: 85, path: process.env.OXEL_PICTURE && width > 1000 ? process.env.OXEL_PICTURE
+                                                                          : join(folder, `page-${width}.jpg`) });
     await close();
   }, 120_000);
 });
