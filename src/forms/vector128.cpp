@@ -67,6 +67,12 @@ struct Vector128 {
 #endif
 };
 
+#ifdef __wasm_simd128__
+constexpr auto adjust = adjust_in_lanes<Vector128>;
+#else
+constexpr auto adjust = portable::adjust;
+#endif
+
 } // namespace
 
 constinit const Form vector128_form = {.name = "128-bit vectors",
@@ -75,10 +81,7 @@ constinit const Form vector128_form = {.name = "128-bit vectors",
                                        .diffuse = diffuse_in_lanes<Vector128>,
                                        .count_indices = count_in_lanes<Vector128>,
                                        .power = power_in_lanes<Vector128>,
-#ifdef __wasm_simd128__
-                                       .adjust = adjust_in_lanes<Vector128>,
-#endif
-};
+                                       .adjust = adjust};
 
 } // namespace oxel
 

@@ -35,7 +35,8 @@ std::string suggestion(const std::string &word, const std::vector<std::string> &
     const std::string *best = nullptr;
     std::size_t least = 2 + word.size() / 5; // nothing that differs so much is meant
     for (const std::string &name : names) {
-        const bool part = word.size() >= 4 && name.find(word) != name.npos;
+        const bool part = (word.size() >= 4 && name.find(word) != name.npos) ||
+                          (word.size() >= 2 && name.starts_with(word));
         const std::size_t errors = part ? 1 : distance(word, name);
         if (errors < least && errors < word.size()) {
             best = &name;

@@ -211,8 +211,8 @@ CLI::App *add_chart(CLI::App &command, const std::string &name, const std::strin
 void add_chart_command(CLI::App &app) {
     CLI::App *command = app.add_subcommand("chart", "Draw what one needs to measure a panel");
     command->require_subcommand(1);
-    // Options of its own for each: CLI11 gives also the subcommands that were not named their values
-    // from the environment.
+    // Each has options of its own: CLI11 fills in values from the environment even for subcommands
+    // that nobody named.
     const auto patches = std::make_shared<ChartOptions>();
     add_chart(*command, "patches", "Each palette colour alone, to be measured", *patches)
         ->callback([patches] { draw_patches(*patches); });

@@ -87,7 +87,7 @@ void read_environment(CLI::App &command) {
         read_environment(*subcommand);
 }
 
-/// The values of the option of this name, in whichever command it has some.
+/// The values that the option of this name was given, whichever command has it.
 std::vector<std::string> values_of(const CLI::App &command, const std::string &name) {
     const CLI::Option *const option = command.get_option_no_throw("--" + name);
     if (option && option->count() > 0)
@@ -125,7 +125,7 @@ CLI::ParseError unknown_command(const std::string &word, const CLI::App &command
                             CLI::ExitCodes::ExtrasError);
 }
 
-/// What is wrong with a word of the command line that nothing has taken.
+/// Explains a word of the command line that no command or option took.
 std::string explain_extra(const CLI::App &app, const std::string &word) {
     const CLI::App &command = named_command(app);
     if (word.starts_with("-"))

@@ -1,7 +1,7 @@
 #include "panels/package_cache.h"
 
-#include "package_builder/noted_options.h"
 #include "builder_version.h"
+#include "package_builder/noted_options.h"
 
 #include <algorithm>
 #include <cstdlib>
@@ -78,7 +78,7 @@ Bytes cached_package(const std::vector<PanelColour> &colours, const BuildOptions
         return build_package(colours, options);
     const std::string entry = (folder / entry_name(colours, options)).string();
     try {
-        if (fs::is_regular_file(entry)) // nothing that reading could wait for
+        if (fs::is_regular_file(entry)) // reading a pipe would wait
             if (Bytes package = read_file(entry); is_package_of(package, colours, options))
                 return package;
     } catch (const std::exception &) { // as good as not there

@@ -47,7 +47,7 @@ bool is_description(const Bytes &bytes) {
     return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
 }
 
-/// A description that has a built-in panel's colours has its package, too.
+/// A description with a built-in panel's colours takes that panel's package.
 void tune(Panel &panel, Tuning tuning) {
     if (panel.colours.empty())
         return;

@@ -92,7 +92,7 @@ class Batch {
     }
 
   private:
-    /// Lays down the outputs of each photograph. What cannot be rendered for sure fails now.
+    /// Settles where each photograph's outputs go. What surely cannot be rendered fails now.
     void plan() {
         const std::vector<BatchPhoto> photos = collect_photos(options_.photos);
         if (photos.empty())

@@ -19,8 +19,9 @@ ln -sfn /usr/include/nlohmann "$objects/include/nlohmann" # nothing else of the 
 flags=(-DNDEBUG -fexceptions -fvisibility=hidden -ffunction-sections -fdata-sections
     -ftls-model=local-exec -mbulk-memory -mnontrapping-fptoint -Iinclude -Isrc -Itools -isystem "$objects/include"
     -DJSON_HAS_FILESYSTEM=0 -DJSON_HAS_EXPERIMENTAL_FILESYSTEM=0 -w)
+# shellcheck disable=SC2054 # the linker's own commas
 link=(-mexec-model=reactor -Wl,--gc-sections -Wl,--strip-all -Wl,-z,stack-size=1048576
-    -Wl,--export=malloc,--export=free,--export=oxel_reason)
+    -Wl,--export={malloc,free,oxel_reason})
 
 compile() { # MODULE FLAGS -- SOURCES
     local module=$objects/$1 own=()
@@ -33,9 +34,8 @@ compile() { # MODULE FLAGS -- SOURCES
     done | xargs -0 -n 3 -P "$(nproc)" "${clang[@]}" "${flags[@]}" "${own[@]}" -c
 }
 
-exports() { # HEADER: of the functions that it declares
-    sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' "$1"
-}
+mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \
+    include/Oxel_Morvel6_render.h)
 
 render() { # MODULE FLAG ...
     local module=$1
@@ -45,7 +45,7 @@ render() { # MODULE FLAG ...
         tools/package_builder/{package_file,noted_options}.cpp \
         web/native/{runtime,pixels,preparation}.cpp
     "${clang[@]}" "${link[@]}" "$@" "$objects/$module"/*.o -o "$folder/$module.wasm" \
-        $(exports include/Oxel_Morvel6_render.h) -Wl,--export=EO_RGB_color,--export=TCON_INDEX_TABLE \
+        "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
         -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb}
 }
 render oxel -Os &

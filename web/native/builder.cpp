@@ -55,7 +55,7 @@ const char *oxel_name(std::size_t place) {
 
 /// The package of the description.
 void oxel_build(std::int32_t intent, std::int32_t tuning) {
-    result = build_package(description.colours,
-                           {static_cast<Intent>(intent), static_cast<Tuning>(tuning), oxel_progress});
+    result = build_package(description.colours, {static_cast<Intent>(intent),
+                                                 static_cast<Tuning>(tuning), oxel_progress});
 }
 }

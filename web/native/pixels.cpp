@@ -9,9 +9,10 @@ void oxel_rgb_from_rgba(const std::uint8_t *rgba, std::uint8_t *rgb, std::size_t
     for (std::size_t i = 0; i < pixels; ++i, rgba += 4, rgb += 3) {
         const unsigned alpha = rgba[3];
         for (int channel = 0; channel < 3; ++channel)
-            rgb[channel] = alpha == 255 ? rgba[channel]
-                                        : static_cast<std::uint8_t>(
-                                              (rgba[channel] * alpha + 255 * (255 - alpha) + 127) / 255);
+            rgb[channel] = alpha == 255
+                               ? rgba[channel]
+                               : static_cast<std::uint8_t>(
+                                     (rgba[channel] * alpha + 255 * (255 - alpha) + 127) / 255);
     }
 }
 

@@ -18,19 +18,33 @@ void *operator new(std::size_t size) {
         return bytes;
     __builtin_trap();
 }
-void *operator new[](std::size_t size) { return operator new(size); }
-void operator delete(void *bytes) noexcept { std::free(bytes); }
-void operator delete[](void *bytes) noexcept { std::free(bytes); }
-void operator delete(void *bytes, std::size_t) noexcept { std::free(bytes); }
-void operator delete[](void *bytes, std::size_t) noexcept { std::free(bytes); }
+void *operator new[](std::size_t size) {
+    return operator new(size);
+}
+void operator delete(void *bytes) noexcept {
+    std::free(bytes);
+}
+void operator delete[](void *bytes) noexcept {
+    std::free(bytes);
+}
+void operator delete(void *bytes, std::size_t) noexcept {
+    std::free(bytes);
+}
+void operator delete[](void *bytes, std::size_t) noexcept {
+    std::free(bytes);
+}
 
 extern "C" {
 
-const char *oxel_reason() { return reason; }
+const char *oxel_reason() {
+    return reason;
+}
 
 // Nothing catches here. An exception leaves its words and ends the call with a trap, after which
 // the host throws the instance away.
-void *__cxa_allocate_exception(std::size_t size) { return operator new(size); }
+void *__cxa_allocate_exception(std::size_t size) {
+    return operator new(size);
+}
 void __cxa_free_exception(void *) {}
 void __cxa_throw(void *exception, std::type_info *, void (*)(void *)) {
     // Whatever these sources throw is a std::exception, first of its bases.
