@@ -37,30 +37,33 @@ compile() { # MODULE FLAGS -- SOURCES
 mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \
     include/Oxel_Morvel6_render.h)
 
+# -Os suits the diffusions better than -O3, the preparation worse.
 render() { # MODULE FLAG ...
     local module=$1
     shift
     mapfile -t sources < <(find src -name '*.cpp')
-    compile "$module" "$@" -- "${sources[@]}" tools/preparation/*.cpp tools/panels/picture_needs.cpp \
+    compile "$module" -Os "$@" -- "${sources[@]}"
+    compile "$module+" -O3 "$@" -- tools/preparation/*.cpp tools/panels/picture_needs.cpp \
         tools/package_builder/{package_file,noted_options}.cpp \
         web/native/{runtime,pixels,preparation}.cpp
-    "${clang[@]}" "${link[@]}" "$@" "$objects/$module"/*.o -o "$folder/$module.wasm" \
+    "${clang[@]}" "${link[@]}" "$objects/$module"{,+}/*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
         -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb}
 }
-render oxel -Os &
-render oxel-simd -Os -msimd128 &
+render oxel &
+render oxel-simd -msimd128 &
 wait
 
 link_tools() { # MODULE EXPORT ...
     local module=$1 names=("${@:2}")
-    "${clang[@]}" "${link[@]}" "$objects/$module"*/*.o -o "$folder/$module.wasm" \
+    "${clang[@]}" "${link[@]}" "$objects/$module"{,+}/*.o -o "$folder/$module.wasm" \
         "${names[@]/#/-Wl,--export=oxel_}"
 }
 mapfile -t frames < <(find tools/frames -name '*.cpp' -not -name deflate.cpp)
-compile frames -Os -- "${frames[@]}" tools/render/panel_codes.cpp \
-    tools/package_builder/package_file.cpp web/native/{runtime,deflate,frames}.cpp
+compile frames -Os -- "${frames[@]}"
+compile frames+ -Os -- tools/render/panel_codes.cpp tools/package_builder/package_file.cpp \
+    web/native/{runtime,deflate,frames}.cpp
 link_tools frames result result_size format_name format_suffix crc encode_frame
 compile builder -O2 -msimd128 -- tools/package_builder/*.cpp web/native/{runtime,builder}.cpp
-compile builder-json -Oz -- tools/panels/panel_description.cpp tools/base/{failure,suggestion}.cpp
+compile builder+ -Oz -- tools/panels/panel_description.cpp tools/base/{failure,suggestion}.cpp
 link_tools builder result result_size describe described name build

@@ -18,7 +18,7 @@ export interface PanelInfo {
 
 let source: PanelSource | undefined;
 let panels = new Map<Tuning, Promise<Panel>>();
-let picture: { data: Uint8ClampedArray; width: number; height: number } | undefined;
+let picture: { data: Uint8Array; width: number; height: number } | undefined;
 
 const tuningOf = (mode: Mode): Tuning => tuningFor(mode === "none" ? "floyd" : mode);
 
@@ -58,7 +58,14 @@ const calls = {
     };
   },
   picture(rgba: ArrayBuffer, width: number, height: number): void {
-    picture = { data: new Uint8ClampedArray(rgba), width, height };
+    const pixels = new Uint8Array(rgba); // which lie on white already
+    const data = new Uint8Array(3 * width * height);
+    for (let from = 0, to = 0; from < pixels.length; from += 4, to += 3) {
+      data[to] = pixels[from]!;
+      data[to + 1] = pixels[from + 1]!;
+      data[to + 2] = pixels[from + 2]!;
+    }
+    picture = { data, width, height };
   },
   /** The picture as the panel shows it, 4 bytes a pixel. */
   async render(mode: Mode, options: RenderOptions, threshold?: number) {
