@@ -56,7 +56,8 @@ const diffusionNames: Record<Mode, string> = {
   "stucki": "Stucki", "stucki-serpentine": "Stucki, serpentine", "none": "None",
 };
 
-const panelSize = () => panel?.size ?? { width: 800, height: 480 };
+/** A package does not tell its panel's size. */
+const panelSize = () => panel?.size ?? { width: settings.width, height: settings.height };
 
 function renderOptions(of: Settings) {
   const { shadows, highlights, clarity, sharpen, whiteBalance, autoLevels, monochrome } = of;
@@ -78,7 +79,8 @@ function showSettings(): void {
     element<HTMLSelectElement>(name).value = settings[name];
   for (const name of ["autoLevels", "monochrome", "guard", "gzip"] as const)
     element<HTMLInputElement>(name).checked = settings[name];
-  element<HTMLInputElement>("threshold").value = String(settings.threshold);
+  for (const name of ["threshold", "width", "height"] as const)
+    element<HTMLInputElement>(name).value = String(settings[name]);
   element("fit").setAttribute("aria-pressed", String(settings.whole));
   element<HTMLButtonElement>("undo").disabled = !history.canUndo;
   element<HTMLButtonElement>("redo").disabled = !history.canRedo;
@@ -150,10 +152,11 @@ async function refresh(): Promise<void> {
   wanted = true;
   if (rendering || !photo || !panel) return;
   rendering = true;
-  try {
-    while (wanted) {
-      wanted = false;
-      const of = settings;
+  while (wanted) {
+    wanted = false;
+    const of = settings;
+    const by = engine;
+    try {
       await sendPicture();
       await renderTo(rendered, pixels, of.dither, of);
       document.body.dataset.renders = String(Number(document.body.dataset.renders ?? 0) + 1);
@@ -162,9 +165,10 @@ async function refresh(): Promise<void> {
           if (wanted) break;
           await renderTo(canvas, document.createElement("canvas"), canvas.dataset.mode as Mode, of);
         }
+    } catch (error) {
+      if (engine === by) fail(error);
+      else wanted = true; // another panel has been opened
     }
-  } catch (error) {
-    fail(error);
   }
   rendering = false;
 }
@@ -255,24 +259,30 @@ async function takeFiles(files: Iterable<File>): Promise<void> {
 
 // Panels.
 
+let opening: Engine | undefined;
+
 async function openPanel(next: PanelSource): Promise<void> {
-  const opening = newEngine(); // whatever the old one is at
+  opening?.close(); // of two, the later one
+  const own = (opening = newEngine());
   try {
     say("description" in next ? "Building the panel's package…" : "");
-    const info = await opening.call("open", [next, settings.dither]);
+    const info = await own.call("open", [next, settings.dither]);
     engine.close();
-    [engine, panel, source, sent] = [opening, info, next, ""];
-    const own = document.querySelector<HTMLOptionElement>("#panel option[value=own]")!;
-    own.hidden = "builtin" in next;
-    own.textContent = info.name + (info.size ? `, ${info.size.width} × ${info.size.height}` : "");
-    element<HTMLSelectElement>("panel").value = own.hidden ? info.name : "own";
+    [engine, opening, panel, source, sent] = [own, undefined, info, next, ""];
+    const option = document.querySelector<HTMLOptionElement>("#panel option[value=own]")!;
+    option.hidden = "builtin" in next;
+    option.textContent = info.name + (info.size ? `, ${info.size.width} × ${info.size.height}` : "");
+    element<HTMLSelectElement>("panel").value = option.hidden ? info.name : "own";
+    element("own-size").hidden = info.size !== undefined;
     showProgress(undefined);
     say(photo ? "" : `${info.name}: ${info.colours.length} colours`);
     showSettings();
-    rendering = false;
     await refresh();
   } catch (error) {
-    opening.close();
+    own.close();
+    if (opening !== own) return;
+    opening = undefined;
+    if (!panel && !("builtin" in next)) await openPanel({ builtin: "six-colour" });
     fail(error);
   }
 }
@@ -399,10 +409,11 @@ function buildControls(): void {
   for (const name of ["autoLevels", "monochrome", "guard", "gzip"] as const)
     element<HTMLInputElement>(name).onchange = (event) =>
       change({ [name]: (event.target as HTMLInputElement).checked });
-  element<HTMLInputElement>("threshold").onchange = (event) => {
-    const value = (event.target as HTMLInputElement).valueAsNumber;
-    change({ threshold: value >= 0 ? value : neutral.threshold });
-  };
+  for (const name of ["threshold", "width", "height"] as const)
+    element<HTMLInputElement>(name).onchange = (event) => {
+      const { valueAsNumber, validity } = event.target as HTMLInputElement;
+      change({ [name]: validity.valid && !Number.isNaN(valueAsNumber) ? valueAsNumber : settings[name] });
+    };
 }
 
 function move(x: number, y: number): void {
@@ -447,8 +458,8 @@ function wire(): void {
   button("undo", () => change(history.move(-1), false));
   button("redo", () => change(history.move(1), false));
   button("reset", () => {
-    const { dither, format, gzip, guard, threshold } = settings;
-    change({ ...neutral, dither, format, gzip, guard, threshold });
+    const { dither, format, gzip, guard, threshold, width, height } = settings;
+    change({ ...neutral, dither, format, gzip, guard, threshold, width, height });
   });
   button("save-frame", () => void saveFrame().catch(fail));
   button("save-preview", () => pixels.toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));

@@ -26,6 +26,8 @@ export type Settings = Record<SliderName, number> & {
   threshold: number;
   format: (typeof frameFormats)[number];
   gzip: boolean;
+  width: number; // of panels whose package is all that is known
+  height: number;
   rotate: number; // quarters clockwise
   whole: boolean; // the whole picture, on white
   zoom: number; // 1 fills the panel
@@ -37,12 +39,13 @@ export const neutral: Readonly<Settings> = {
   ...(Object.fromEntries(sliders.map(({ name, neutral }) => [name, neutral])) as Record<SliderName, number>),
   dither: "floyd-serpentine", whiteBalance: "none", autoLevels: false, monochrome: false,
   guard: false, threshold: 1, format: "bytes", gzip: false,
+  width: 800, height: 480,
   rotate: 0, whole: false, zoom: 1, x: 0.5, y: 0.5,
 };
 
 const ranges: Partial<Record<keyof Settings, readonly [number, number]>> = {
   ...Object.fromEntries(sliders.map(({ name, least, most }) => [name, [least, most] as const])),
-  threshold: [0, 1e9], rotate: [0, 3], zoom: [1, 16], x: [0, 1], y: [0, 1],
+  threshold: [0, 1e9], width: [1, 8192], height: [1, 8192], rotate: [0, 3], zoom: [1, 16], x: [0, 1], y: [0, 1],
 };
 const lists: Partial<Record<keyof Settings, readonly string[]>> = {
   dither: modes, whiteBalance: whiteBalances, format: frameFormats,

@@ -136,6 +136,10 @@ test("real files come out as the command's bytes", async () => {
 
   run(oxel, "package", "build", panelFile, "--tune", "jjn", "-o", "page.lut");
   expect(readFileSync(await (await saved("#save-package")).path()).equals(bytesOf("page.lut"))).toBe(true);
+  await rendering(() => page.setInputFiles("#panel-file", join(folder, "page.lut"))); // has no size
+  await page.fill("#width", "64");
+  await rendering(() => page.keyboard.press("Tab"));
+  expect((await original()).width).toBe(64);
   await page.setInputFiles("#files", { name: "a.heic", mimeType: "image/heic", buffer: Buffer.from("no picture") });
   await expect.poll(() => page.textContent("#status")).toMatch(/a\.heic: this browser cannot read it; HEIC/);
   await close();
