@@ -54,9 +54,7 @@ struct Vector128 {
     }
 #endif
 
-    static bool any(LaneMask<Vector128> mask) {
-        return (mask[0] | mask[1]) != 0;
-    }
+    static bool any(LaneMask<Vector128> mask) { return (mask[0] | mask[1]) != 0; }
 
 #ifdef __SSE2__
     static DoubleLanes<Vector128> lesser(DoubleLanes<Vector128> a, DoubleLanes<Vector128> b) {

@@ -39,7 +39,8 @@ void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid g
             const int t = threshold(std::uint32_t(x), std::uint32_t(y));
             for (int i = 0; i < 3; ++i)
                 to[i] = static_cast<std::uint8_t>(
-                    4 * std::clamp((place_on(grid, fine_bytes[from[i]]) + t) >> step_bits, 0, 63) + 1);
+                    4 * std::clamp((place_on(grid, fine_bytes[from[i]]) + t) >> step_bits, 0, 63) +
+                    1);
         }
 }
 
