@@ -171,7 +171,8 @@ void adjust_group(IntLanes<Target> (&channels)[3], const Adjustment &adjustment)
     const Spread<Target> spread(r, g, b);
     const Floats sum = spread.least + spread.greatest;
     const IntLanes<Target> hue = hue_of<Target>(r, g, b, spread, adjustment.hue);
-    const auto half = [&]<int first>(std::integral_constant<int, first>) {
+    const auto half = [&](auto start) {
+        constexpr int first = start;
         const DoubleLanes<Target> place[3] = {places_of<Target>(hue, first, 0, each),
                                               places_of<Target>(hue, first, 1, each),
                                               places_of<Target>(hue, first, 2, each)};

@@ -140,7 +140,7 @@ class Wavefront {
 
     /// Where the indices of a block's row stand until the block is done.
     std::uint8_t *indices_of(int row, std::int32_t width) const {
-        return indices_ + std::ptrdiff_t{row} * width;
+        return &indices_[std::ptrdiff_t{row} * width];
     }
 
     /// Asks for the bytes that the next run will read in a row from `column` on. A run takes a few

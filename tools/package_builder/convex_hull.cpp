@@ -24,9 +24,10 @@ std::vector<GridPoint> to_grid(const std::vector<Vector3> &points) {
             largest = std::max(largest, std::abs(coordinate));
     std::vector<GridPoint> grid;
     for (const Vector3 &point : points) {
-        GridPoint &place = grid.emplace_back();
+        GridPoint place{};
         for (std::size_t i = 0; i < 3 && largest > 0; ++i)
             place[i] = std::llround(point[i] / largest * steps);
+        grid.push_back(place);
     }
     return grid;
 }
@@ -88,8 +89,9 @@ void add_point(std::vector<HullTriangle> &surface, const std::vector<GridPoint> 
         std::stable_partition(surface.begin(), surface.end(), [&](const HullTriangle &triangle) {
             return height(points, triangle, points[point]) <= 0;
         });
-    const std::vector<HullTriangle> seen(hidden, surface.end());
-    surface.erase(hidden, surface.end());
+    std::vector<HullTriangle> seen;
+    seen.assign(hidden, surface.end());
+    surface.resize(surface.size() - seen.size());
     const auto is_seen = [&](std::size_t from, std::size_t to) {
         return std::any_of(seen.begin(), seen.end(), [&](const HullTriangle &triangle) {
             for (std::size_t i = 0; i < 3; ++i)
