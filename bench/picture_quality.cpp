@@ -10,6 +10,7 @@
 #include "package_builder/colour_difference.h"
 #include "package_builder/patch_quality.h"
 #include "panels/panel.h"
+#include "panels/picture_needs.h"
 #include "pictures/decoder_process.h"
 #include "pictures/picture.h"
 #include "pictures/vips_session.h"

@@ -42,10 +42,10 @@ void fuzz_picture(std::string_view bytes) {
     const auto size = static_cast<int>(bytes.size());
     const Framing framing{static_cast<Fit>(size % 4), static_cast<Rotation>(size / 4 % 5), {}};
     expect_success_or_failure(name, [&] {
-        Bytes rgb(3 * 24 * 16);
+        Bytes light(bytes_a_pixel * 24 * 16);
         try {
             // Here, where its crash is seen; larger ones take time and memory.
-            decode_picture(file, {{24, 16}, framing, true}, {.megapixels = 1}, rgb);
+            decode_picture(file, {{24, 16}, framing, true}, {.megapixels = 1}, light);
         } catch (const std::runtime_error &refusal) {
             throw Failure(name, refusal.what());
         }
