@@ -50,7 +50,8 @@ int main(int argc, char **argv) {
     for (int y = 0; y < PREROLL; ++y) { /* mirrored, more than once where the picture is low */
         int place = y % (2 * height);
         int from = place < height ? place : 2 * height - 1 - place;
-        memcpy(image + (size_t)(PREROLL - 1 - y) * row, image + (size_t)(PREROLL + from) * row, row);
+        memcpy(image + (size_t)(PREROLL - 1 - y) * row, image + (size_t)(PREROLL + from) * row,
+               row);
     }
     status = Oxel_Morvel6_render(image, ORDER_RGB, image, ORDER_RGB, width, PREROLL + height,
                                  DITHER_FLOYD_SERPENTINE, OUTPUT_TCON_CODE);

@@ -215,5 +215,6 @@ TEST(Preparation, IsTheSameOnEveryMachine) {
              .white_balance = WhiteBalance::automatic,
              .auto_levels = true},
             ExactColours(palette));
-    EXPECT_EQ(checksum(prepare(light, size, Grid::ends, ExactColours(palette), 8).bytes), 2015696578U);
+    EXPECT_EQ(checksum(prepare(light, size, Grid::ends, ExactColours(palette), 8).bytes),
+              2015696578U);
 }

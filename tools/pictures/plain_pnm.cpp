@@ -117,7 +117,7 @@ VImage read_plain_pnm(int file, char kind, const PictureLimits &limits) {
     if (most == 0)
         throw std::runtime_error("has no brightness but 0");
     const int bands = kind == '3' ? 3 : 1;
-    struct stat status {};
+    struct stat status{};
     // Each number takes a digit and, but for bits, a space behind it.
     const std::size_t least = size.pixels() * static_cast<std::size_t>(bands) * (bits ? 1 : 2) - 1;
     if (fstat(file, &status) != 0 || static_cast<std::size_t>(status.st_size) < least)

@@ -14,7 +14,7 @@ namespace oxel::tools {
 /// How photographs become the pictures that a panel renders.
 struct PictureSettings {
     std::string panel;
-    std::optional<Intent> intent; // of the package that is built for the panel
+    std::optional<Intent> intent;  // of the package that is built for the panel
     std::optional<ImageSize> size; // instead of the panel's
     Framing framing;
     PictureLimits limits;
