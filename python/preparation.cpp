@@ -2,7 +2,7 @@
 
 #include "preparation/preparation.h"
 #include "Oxel_Morvel6_render.h"
-#include "panels/panel.h"
+#include "panels/picture_needs.h"
 #include "preparation/light.h"
 
 #include <algorithm>

@@ -136,6 +136,9 @@ class Shares {
     OXEL_INLINE static Words<Target> share(Words<Target> error) {
         if constexpr (!kernel.has_weight(weight))
             return error; // any value: at() never reads it
+        if constexpr (kernel.floors && requires { Target::shifts_are_cheaper; })
+            return error * static_cast<std::int16_t>(weight) >>
+                   __builtin_ctz(static_cast<unsigned>(kernel.divisor));
         const Words<Target> product = Target::high_product(error, share_factor(kernel, weight));
         return kernel.floors ? product : product - (error >> 15);
     }

@@ -4,6 +4,8 @@
 
 #ifdef __SSE2__
 #include <emmintrin.h>
+#elif defined(__wasm_simd128__)
+#include <wasm_simd128.h>
 #else
 #include <arm_neon.h>
 #endif
@@ -30,6 +32,11 @@ struct Vector128 {
 #ifdef __SSE2__
         return (Words<Vector128>)_mm_mulhi_epi16((__m128i)words,
                                                  _mm_set1_epi16(static_cast<short>(factor)));
+#elif defined(__wasm_simd128__)
+        const v128_t factors = wasm_i16x8_splat(static_cast<std::int16_t>(factor));
+        const v128_t low = wasm_i32x4_extmul_low_i16x8((v128_t)words, factors);
+        const v128_t high = wasm_i32x4_extmul_high_i16x8((v128_t)words, factors);
+        return (Words<Vector128>)wasm_i16x8_shuffle(low, high, 1, 3, 5, 7, 9, 11, 13, 15);
 #else
         return (Words<Vector128>)vqdmulhq_n_s16((int16x8_t)words,
                                                 static_cast<std::int16_t>(factor / 2));
@@ -73,6 +80,15 @@ struct Vector128 {
                                                        _mm_cvttpd_epi32(high));
     }
 #else
+#ifdef __wasm_simd128__
+    static constexpr bool shifts_are_cheaper = true; // than the upper half of a product
+
+    static IntLanes<Vector128> truncated(DoubleLanes<Vector128> low, DoubleLanes<Vector128> high) {
+        return (IntLanes<Vector128>)wasm_i32x4_shuffle(
+            wasm_i32x4_trunc_sat_f64x2_zero((v128_t)low),
+            wasm_i32x4_trunc_sat_f64x2_zero((v128_t)high), 0, 1, 4, 5);
+    }
+#endif
     template <class Lanes>
     static Lanes lesser(Lanes a, Lanes b) {
         return a < b ? a : b;

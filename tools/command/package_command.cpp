@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "base/files.h"
 #include "command/picture_options.h"
+#include "package_builder/noted_options.h"
 #include "package_builder/package_file.h"
 #include "panels/panel.h"
 #include "render/library.h"

@@ -11,8 +11,7 @@ namespace {
 constexpr int step_bits = 10; // 1024 steps from a cell to the next
 constexpr int last_cell = 63;
 
-int place_on(Grid grid, std::uint16_t light) {
-    const int fine_byte = fine_byte_of_light(light);
+int place_on(Grid grid, int fine_byte) {
     return grid == Grid::ends ? (fine_byte * 84 + 42) / 85 // 63 cells of 256 x 255
                               : fine_byte - 3 * 128;       // a cell of 4 bytes, from its middle
 }
@@ -37,6 +36,7 @@ int threshold(std::uint32_t x, std::uint32_t y) {
 
 void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
                     const ExactColours &exact, std::span<std::uint8_t> bytes) {
+    const auto fine_bytes = fine_bytes_of_light();
     const std::uint16_t *from = light.data();
     std::uint8_t *to = bytes.data();
     for (int y = 0; y < size.height; ++y)
@@ -49,9 +49,10 @@ void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid g
             // Of three cells, what is shown is the mean of four, so that the roundings of a table's
             // bytes make less of bands. The greys of a table are straight from one to the next.
             const int width = from[0] == from[1] && from[1] == from[2] ? 1 : 3;
-            for (int i = 0; i < 3; ++i)
-                to[i] =
-                    static_cast<std::uint8_t>(4 * cell_at(place_on(grid, from[i]), t, width) + 1);
+            for (int i = 0; i < 3; ++i) {
+                const int place = place_on(grid, fine_bytes[from[i]]);
+                to[i] = static_cast<std::uint8_t>(4 * cell_at(place, t, width) + 1);
+            }
         }
 }
 

@@ -1,5 +1,6 @@
 #include "render/prepared_render.h"
 
+#include "panels/picture_needs.h"
 #include "preparation/light.h"
 
 namespace oxel::tools {
