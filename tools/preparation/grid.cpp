@@ -9,10 +9,19 @@ namespace oxel::tools {
 namespace {
 
 constexpr int step_bits = 10; // 1024 steps from a cell to the next
+constexpr int last_cell = 63;
 
 int place_on(Grid grid, int fine_byte) {
     return grid == Grid::ends ? (fine_byte * 84 + 42) / 85 // 63 cells of 256 x 255
                               : fine_byte - 3 * 128;       // a cell of 4 bytes, from its middle
+}
+
+/// `width`, of the noise, is a whole number of cells, so that the mean is the place.
+int cell_at(int place, int threshold, int width) {
+    constexpr int cell = 1 << step_bits;
+    if (width == 3 && place >= cell && place <= (last_cell - 1) * cell)
+        return (place + 3 * threshold - cell) >> step_bits;
+    return std::clamp((place + threshold) >> step_bits, 0, last_cell);
 }
 
 /// Interleaved gradient noise, in steps: the fraction of 52.9829189 times the fraction of
@@ -37,10 +46,13 @@ void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid g
                 continue;
             }
             const int t = threshold(std::uint32_t(x), std::uint32_t(y));
-            for (int i = 0; i < 3; ++i)
-                to[i] = static_cast<std::uint8_t>(
-                    4 * std::clamp((place_on(grid, fine_bytes[from[i]]) + t) >> step_bits, 0, 63) +
-                    1);
+            // Of three cells, what is shown is the mean of four, so that the roundings of a table's
+            // bytes make less of bands. The greys of a table are straight from one to the next.
+            const int width = from[0] == from[1] && from[1] == from[2] ? 1 : 3;
+            for (int i = 0; i < 3; ++i) {
+                const int place = place_on(grid, fine_bytes[from[i]]);
+                to[i] = static_cast<std::uint8_t>(4 * cell_at(place, t, width) + 1);
+            }
         }
 }
 

@@ -16,8 +16,10 @@ enum class Grid {
 };
 
 /// Dithers a picture of 3 channels of light a pixel onto the grid of the gamut table, which renders
-/// do not interpolate: each channel becomes the cell below or above it, as often as it is near, by
-/// one threshold a pixel for all channels, so that greys stay grey. Renders then show no bands.
+/// do not interpolate: each channel becomes one of the four cells about it, as often as keeps the
+/// mean, by one threshold a pixel for all channels, so that greys stay grey. Of greys, and beside
+/// the ends of the scale, they are two, so that black and white stay pure. Renders then show hardly
+/// any bands.
 /// Exact colours become their own bytes. `bytes` receives 3 bytes R, G, B a pixel.
 ///
 /// The thresholds are interleaved gradient noise: Jimenez, "Next generation post processing in Call

@@ -64,8 +64,8 @@ ReducedSide::Taps ReducedSide::taps(int place) const {
     const int centre =
         static_cast<int>(std::floor((place * step_ + start_) * phases + 0.5)); // in phases
     const int pixel = (centre + phases * count) / phases - count;              // rounded down
-    return {pixel - (count / 2 - 1),
-            &weights_[static_cast<std::size_t>((centre - phases * pixel) * count)]};
+    const auto phase = static_cast<std::size_t>(centre - phases * pixel);
+    return {pixel - (count / 2 - 1), &weights_[phase * static_cast<std::size_t>(count)]};
 }
 
 Reduction::Reduction(ReducedSide across, ReducedSide down, int left, int top, ImageSize size,
