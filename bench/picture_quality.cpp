@@ -133,7 +133,7 @@ Vector3 mean_light(const LightImage &image, Box box) {
     Vector3 sum{};
     for (int y = box.top; y < box.top + box.size.height; ++y)
         for (int x = box.left; x < box.left + box.size.width; ++x)
-            sum = sum + image.at(std::size_t(y * image.size.width + x));
+            sum = sum + image.at(std::size_t(y) * std::size_t(image.size.width) + std::size_t(x));
     return (1.0 / double(box.size.pixels())) * sum;
 }
 
@@ -289,7 +289,7 @@ double grain(const Renderer &renderer, double sigma) {
         std::vector<Vector3> inner;
         for (int y = border; y < size.height - border; ++y)
             for (int x = border; x < size.width - border; ++x) {
-                inner.push_back(lab[std::size_t(y * size.width + x)]);
+                inner.push_back(lab[std::size_t(y) * std::size_t(size.width) + std::size_t(x)]);
                 sum = sum + inner.back();
             }
         const Vector3 middle = (1.0 / double(inner.size())) * sum;

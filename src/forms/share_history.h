@@ -12,7 +12,7 @@ namespace [[gnu::visibility("hidden")]] oxel {
 namespace {
 
 /// Steps that a history reaches back, the present one among them: a power of two.
-constexpr int steps_kept = 8;
+inline constexpr int steps_kept = 8;
 OXEL_INLINE unsigned kept_at(int step) {
     return static_cast<unsigned>(step) % steps_kept;
 }

@@ -50,7 +50,7 @@ DoubleLanes<Target> clamp_lanes(DoubleLanes<Target> x) {
 struct HuePlaces {
     double place[360][3];
 };
-constexpr HuePlaces hue_places = [] {
+inline constexpr HuePlaces hue_places = [] {
     constexpr double third = 0.333333, one_sixth = 1.0 / 6.0, two_thirds = 2.0 / 3.0;
     const auto place = [](double position) {
         return position < one_sixth    ? position

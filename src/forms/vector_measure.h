@@ -54,7 +54,7 @@ LaneMask<Target> is_small(DoubleLanes<Target> x) {
 struct SmallInverses {
     double high[series_cap], low[series_cap];
 };
-constexpr SmallInverses small_inverses = [] {
+inline constexpr SmallInverses small_inverses = [] {
     SmallInverses inverses{};
     for (int n = 1; n < series_cap; ++n) {
         const double high = 1.0 / n, upper = static_cast<double>(static_cast<float>(high));
