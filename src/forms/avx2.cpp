@@ -35,9 +35,9 @@ struct Avx2 {
                                                _mm256_set1_epi16(static_cast<short>(factor)));
     }
 
-    static Words<Avx2> widen(const std::uint32_t *pixels) {
+    static Words<Avx2> widen(const std::uint32_t *first) {
         return (Words<Avx2>)_mm256_cvtepu8_epi16(
-            _mm_loadu_si128(reinterpret_cast<const __m128i *>(pixels)));
+            _mm_loadu_si128(reinterpret_cast<const __m128i *>(first)));
     }
     static Words<Avx2> clamp(Words<Avx2> words, Words<Avx2> most) {
         return (Words<Avx2>)_mm256_min_epi16(
@@ -55,10 +55,10 @@ struct Avx2 {
 
     /// Where the mapped colours of eight pixels stand in the gamut table.
     template <bool rgb>
-    static __m256i gamut_places(const std::uint8_t *pixels) {
+    static __m256i gamut_places(const std::uint8_t *first) {
         // The second half begins four bytes before its pixels, so that it ends with them.
-        const __m256i loaded = _mm256_loadu2_m128i(reinterpret_cast<const __m128i *>(pixels + 8),
-                                                   reinterpret_cast<const __m128i *>(pixels));
+        const __m256i loaded = _mm256_loadu2_m128i(reinterpret_cast<const __m128i *>(first + 8),
+                                                   reinterpret_cast<const __m128i *>(first));
         const __m256i order =
             rgb ? _mm256_setr_epi8(2, 1, 0, -1, 5, 4, 3, -1, 8, 7, 6, -1, 11, 10, 9, -1, //
                                    6, 5, 4, -1, 9, 8, 7, -1, 12, 11, 10, -1, 15, 14, 13, -1)

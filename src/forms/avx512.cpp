@@ -64,9 +64,9 @@ struct Avx512 {
                                                  _mm512_set1_epi16(static_cast<short>(factor)));
     }
 
-    static Words<Avx512> widen(const std::uint32_t *pixels) {
+    static Words<Avx512> widen(const std::uint32_t *first) {
         return (Words<Avx512>)_mm512_cvtepu8_epi16(
-            _mm256_loadu_si256(reinterpret_cast<const __m256i *>(pixels)));
+            _mm256_loadu_si256(reinterpret_cast<const __m256i *>(first)));
     }
     static Words<Avx512> clamp(Words<Avx512> words, Words<Avx512> most) {
         return (Words<Avx512>)_mm512_min_epi16(
@@ -84,10 +84,10 @@ struct Avx512 {
 
     /// Where the mapped colours of 16 pixels stand in the gamut table.
     template <bool rgb>
-    static __m512i gamut_places(const std::uint8_t *pixels) {
+    static __m512i gamut_places(const std::uint8_t *first) {
         const __m512i blue_first =
             _mm512_permutexvar_epi8(_mm512_load_si512(bytes_of_pixels<rgb>.place),
-                                    _mm512_maskz_loadu_epi8(pixel_mask, pixels));
+                                    _mm512_maskz_loadu_epi8(pixel_mask, first));
         const __m512i channels =
             _mm512_and_si512(_mm512_srli_epi16(blue_first, 2), _mm512_set1_epi8(63));
         return _mm512_madd_epi16(_mm512_maddubs_epi16(channels, _mm512_set1_epi32(0x00014001)),

@@ -44,9 +44,9 @@ struct Vector128 {
     }
 
 #ifdef __SSE2__
-    static Words<Vector128> widen(const std::uint32_t *pixels) {
+    static Words<Vector128> widen(const std::uint32_t *first) {
         return (Words<Vector128>)_mm_unpacklo_epi8(
-            _mm_loadl_epi64(reinterpret_cast<const __m128i *>(pixels)), _mm_setzero_si128());
+            _mm_loadl_epi64(reinterpret_cast<const __m128i *>(first)), _mm_setzero_si128());
     }
     static Words<Vector128> clamp(Words<Vector128> words, Words<Vector128> most) {
         return (Words<Vector128>)_mm_min_epi16(_mm_max_epi16((__m128i)words, _mm_setzero_si128()),
