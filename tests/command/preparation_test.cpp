@@ -169,9 +169,10 @@ TEST(Reduction, KeepsFlatColoursMeansAndParts) {
         const Light piece =
             reduced(photograph(size), scale, part, whole.width / 2, whole.height / 2);
         for (std::size_t i = 0; i < piece.size(); ++i) {
-            const std::size_t x = i % (3 * part.width) + 3 * (whole.width / 2);
-            const std::size_t y = i / (3 * part.width) + whole.height / 2;
-            ASSERT_EQ(piece[i], light[3 * y * whole.width + x]) << scale << ' ' << i;
+            const auto row = 3 * std::size_t(part.width), whole_row = 3 * std::size_t(whole.width);
+            const std::size_t x = i % row + 3 * std::size_t(whole.width / 2);
+            const std::size_t y = i / row + std::size_t(whole.height / 2);
+            ASSERT_EQ(piece[i], light[y * whole_row + x]) << scale << ' ' << i;
         }
         if (scale <= 0.5) { // finer than the result shows: their mean, in light
             const Light grey = reduced(checks, scale, whole, 0, 0);

@@ -1,6 +1,8 @@
 #include "command/commands.h"
 
 #include "base/failure.h"
+#include "command/frame_options.h"
+#include "command/picture_options.h"
 #include "package_builder/package_file.h"
 #include "render/batch.h"
 #include "render/render_batch.h"

@@ -78,8 +78,9 @@ VImage read_samples(Numbers &numbers, ImageSize size, int bands, int most, bool 
     for (std::size_t i = 0; i < count; ++i) {
         // Of bits 1 is black.
         const int value = bits ? 1 - numbers.next_bit() : numbers.next(most);
-        samples[i] = static_cast<Sample>((static_cast<unsigned>(value) * full + most / 2U) /
-                                         static_cast<unsigned>(most));
+        samples[i] = static_cast<Sample>(
+            (static_cast<unsigned>(value) * full + static_cast<unsigned>(most) / 2) /
+            static_cast<unsigned>(most));
     }
     const VipsInterpretation grey =
         sizeof(Sample) == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_GREY16;
