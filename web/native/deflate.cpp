@@ -8,7 +8,7 @@
 namespace oxel::tools {
 
 /// RFC 1950 with stored blocks; of gzip nothing is asked.
-Bytes deflate_bytes(std::span<const std::uint8_t> bytes, Wrapping) {
+Bytes deflate_bytes(std::span<const std::uint8_t> bytes, Wrapping, Effort) {
     constexpr std::size_t most = 65535; // in a block
     Bytes stored = {0x78, 0x01};
     std::uint32_t low = 1; // Adler-32
