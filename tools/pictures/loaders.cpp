@@ -1,6 +1,7 @@
 #include "pictures/loaders.h"
 
 #include "pictures/plain_pnm.h"
+#include "pictures/tiff_pyramid.h"
 
 #include <algorithm>
 #include <array>
@@ -17,41 +18,36 @@ using vips::VOption;
 
 namespace {
 
+/// How a loader makes pictures of half, a quarter or an eighth of the size.
+enum class Halving {
+    none,    // what HEIF files hold beside may show something else; of JPEG XL libvips reads all
+    shrink,  // from the lower frequencies of a JPEG's blocks
+    scale,   // WebP: rows are reduced as they are decoded
+    pages,   // JPEG 2000: from the lower frequencies of its wavelets, which count as pages
+    pyramid, // TIFF: beside the picture
+};
+
 /// What a loader keeps of a picture at once: no bytes if it reads row after row.
 struct Loader {
     const char *name;
     double bytes_a_pixel = 0;
+    Halving halving = Halving::none;
     bool drawing = false;
     bool document = false;
-    VOption *(*halve)(VOption *options, int times) = nullptr;
 };
 
-// A JPEG's blocks and the wavelets of JPEG 2000 hold smaller pictures; the WebP decoder reduces
-// rows while it writes them. Previews in HEIF and TIFF files may show something else.
-VOption *halve_jpeg(VOption *options, int times) {
-    return options->set("shrink", 1 << times);
-}
-
-VOption *halve_webp(VOption *options, int times) {
-    return options->set("scale", 1.0 / (1 << times));
-}
-
-VOption *halve_jp2k(VOption *options, int times) {
-    return options->set("page", times);
-}
-
 constexpr Loader loaders[] = {
-    {"VipsForeignLoadJpegSource", 0, false, false, halve_jpeg},
+    {"VipsForeignLoadJpegSource", 0, Halving::shrink},
     {"VipsForeignLoadPngSource"},
     {"VipsForeignLoadPpmSource"},
-    {"VipsForeignLoadTiffSource"},
-    {"VipsForeignLoadWebpSource", 4, false, false, halve_webp},
+    {"VipsForeignLoadTiffSource", 0, Halving::pyramid},
+    {"VipsForeignLoadWebpSource", 4, Halving::scale},
     {"VipsForeignLoadNsgifSource", 8},
     {"VipsForeignLoadHeifSource", 3},
     {"VipsForeignLoadJxlSource", 4},
-    {"VipsForeignLoadJp2kSource", 0, false, false, halve_jp2k},
-    {"VipsForeignLoadSvgSource", 0, true},
-    {"VipsForeignLoadPdfSource", 0, true, true},
+    {"VipsForeignLoadJp2kSource", 0, Halving::pages},
+    {"VipsForeignLoadSvgSource", 0, Halving::none, true},
+    {"VipsForeignLoadPdfSource", 0, Halving::none, true, true},
 };
 
 /// Formats that are met, and not read.
@@ -112,6 +108,40 @@ void check_costs(const VImage &image, double bytes_a_pixel, const PictureLimits 
         throw std::runtime_error(memory_refusal(limits));
 }
 
+void halve(VOption *options, Halving halving, int times, const TiffPyramid &pyramid) {
+    switch (halving) {
+    case Halving::none:
+        break;
+    case Halving::shrink:
+        options->set("shrink", 1 << times);
+        break;
+    case Halving::scale:
+        options->set("scale", 1.0 / (1 << times));
+        break;
+    case Halving::pages:
+        options->set("page", times);
+        break;
+    case Halving::pyramid:
+        options->set(pyramid.nested ? "subifd" : "page", pyramid.nested ? times - 1 : times);
+        break;
+    }
+}
+
+int most_halvings(const VImage &image, Halving halving, const TiffPyramid &pyramid) {
+    switch (halving) {
+    case Halving::none:
+        return 0;
+    case Halving::shrink:
+    case Halving::scale:
+        return 3;
+    case Halving::pages:
+        return vips_image_get_n_pages(image.get_image()) - 1;
+    case Halving::pyramid:
+        return pyramid.halvings;
+    }
+    return 0;
+}
+
 } // namespace
 
 void block_other_loaders() {
@@ -126,6 +156,8 @@ OpenPicture open_picture_file(int file, bool document, Opening opening,
     const std::string start = start_of(file);
     if (is_plain_pnm(start))
         return {read_plain_pnm(file, start[1], limits), false, 0};
+    const bool may_be_tiff = start.starts_with("II") || start.starts_with("MM");
+    const TiffPyramid pyramid = may_be_tiff ? tiff_pyramid(file) : TiffPyramid{};
     lseek(file, 0, SEEK_SET); // where libvips expects it
     const vips::VSource source = vips::VSource::new_from_descriptor(file);
     const char *const found = vips_foreign_find_load_source(source.get_source());
@@ -147,15 +179,11 @@ OpenPicture open_picture_file(int file, bool document, Opening opening,
     if (loader->drawing)
         options->set("scale", opening.scale);
     if (opening.halvings > 0)
-        loader->halve(options, opening.halvings);
+        halve(options, loader->halving, opening.halvings, pyramid);
     const VImage image = VImage::new_from_source(source, "", options);
     if (!loader->drawing)
         check_costs(image, loader->bytes_a_pixel, limits);
-    // The smaller pictures that a JPEG 2000 file holds are counted as pages.
-    const int smaller = loader->halve == halve_jp2k ? vips_image_get_n_pages(image.get_image()) - 1
-                        : loader->halve             ? 3
-                                                    : 0;
-    return {image, loader->drawing, smaller};
+    return {image, loader->drawing, most_halvings(image, loader->halving, pyramid)};
 }
 
 void check_pixels(ImageSize size, const PictureLimits &limits) {
