@@ -56,19 +56,22 @@ struct SavedPicture {
     std::filesystem::path path;
 };
 
-VImage opened(const std::filesystem::path &path, int halvings) {
+OpenPicture opened(const std::filesystem::path &path, int halvings) {
     const Descriptor file(open(path.c_str(), O_RDONLY));
-    return open_picture_file(file.get(), false, {1, halvings}, {}).image.copy_memory();
+    OpenPicture picture = open_picture_file(file.get(), false, {1, halvings}, {});
+    picture.image = picture.image.copy_memory();
+    return picture;
 }
 
-Light resized(const VImage &picture, ImageSize size) {
+Light resized(const OpenPicture &picture, ImageSize size) {
     std::size_t count = 0;
-    void *memory = picture.write_to_memory(&count);
+    void *memory = picture.image.write_to_memory(&count);
     const Bytes bytes = take_vips_memory(memory, count);
     Light light(3 * size.pixels());
-    const ImageSize own{picture.width(), picture.height()};
-    Reduction reduction({own.width, double(size.width) / own.width},
-                        {own.height, double(size.height) / own.height}, 0, 0, size, light);
+    const ImageSize own{picture.image.width(), picture.image.height()};
+    Reduction reduction({own.width, double(size.width) / own.width, picture.shift},
+                        {own.height, double(size.height) / own.height, picture.shift}, 0, 0, size,
+                        light);
     const auto row_samples = 3 * static_cast<std::size_t>(own.width);
     Light row(row_samples);
     for (std::size_t place = 0; place < bytes.size(); place += row_samples) {
@@ -98,12 +101,12 @@ void print_table(const char *title, const std::vector<VImage> &pictures) {
             std::vector<DifferenceSummary> sums(factor_count);
             for (const VImage &picture : pictures) {
                 const SavedPicture saved(picture, format.suffix);
-                const VImage whole = opened(saved.path, 0);
-                const VImage smaller = opened(saved.path, halvings);
+                const OpenPicture whole = opened(saved.path, 0);
+                const OpenPicture smaller = opened(saved.path, halvings);
                 for (std::size_t i = 0; i < factor_count; ++i) {
                     const auto side = [&](int own) { return std::lround(own / factors[i]); };
-                    const ImageSize size{int(side(smaller.width())),
-                                         int(side(smaller.height()))};
+                    const ImageSize size{int(side(smaller.image.width())),
+                                         int(side(smaller.image.height()))};
                     const DifferenceSummary one =
                         difference(resized(whole, size), resized(smaller, size));
                     sums[i].mean += one.mean / double(pictures.size());

@@ -122,6 +122,17 @@ std::string_view profile_of(const VImage &image) {
     }
 }
 
+/// A smaller version of a picture, which may have been stored without the profile of the whole.
+VImage with_profile_of(const VImage &whole, const VImage &smaller) {
+    if (whole.get_typeof(VIPS_META_ICC_NAME) == 0 || smaller.get_typeof(VIPS_META_ICC_NAME) != 0)
+        return smaller;
+    std::size_t size = 0;
+    const void *const profile = whole.get_blob(VIPS_META_ICC_NAME, &size);
+    const VImage image = smaller.copy();
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, profile, size);
+    return image;
+}
+
 VImage through_profile(const VImage &image, int depth) {
     return image.icc_transform("srgb",
                                VImage::option()->set("embedded", true)->set("depth", depth));
@@ -279,8 +290,8 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
     Light rows;
     VImage image;
     if (!picture.drawing && scale.first <= 1 && scale.second <= 1) {
-        const ReducedSide across(source.width(), scale.first);
-        const ReducedSide down(source.height(), scale.second);
+        const ReducedSide across(source.width(), scale.first, picture.shift);
+        const ReducedSide down(source.height(), scale.second, picture.shift);
         const Box part = kept_part({across.to, down.to});
         rows.resize(3 * part.size.pixels());
         reduce(source, {across, down, part.left, part.top, part.size, rows});
@@ -328,7 +339,9 @@ ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
         opening.halvings = std::min(picture.most_halvings,
                                     spare_halvings(part.size, wanted.size, wanted.framing.fit));
     if (picture.drawing || opening.halvings > 0) {
+        const VImage first = picture.image;
         picture = open_picture_file(file, wanted.document, opening, limits);
+        picture.image = with_profile_of(first, picture.image);
         whole = upright(size_of(picture.image), orientation);
         part = scaled(part, own, whole);
     }

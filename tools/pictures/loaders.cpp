@@ -4,7 +4,6 @@
 #include "pictures/tiff_pyramid.h"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 #include <stdexcept>
 #include <string>
@@ -22,7 +21,7 @@ namespace {
 enum class Halving {
     none,    // what HEIF files hold beside may show something else; of JPEG XL libvips reads all
     shrink,  // from the lower frequencies of a JPEG's blocks
-    scale,   // WebP: rows are reduced as they are decoded
+    scale,   // WebP: rows are reduced as they are decoded; unless it is lossless, as drawings are
     pages,   // JPEG 2000: from the lower frequencies of its wavelets, which count as pages
     pyramid, // TIFF: beside the picture
 };
@@ -84,10 +83,27 @@ constexpr Format other_formats[] = {
     {"\x08\xF2\xA6\xB6", "libvips"},
 };
 
-std::string start_of(int file) {
-    std::array<char, 32> start;
-    const ssize_t count = pread(file, start.data(), start.size(), 0);
-    return {start.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
+std::string bytes_at(int file, std::int64_t place, std::size_t most) {
+    std::string bytes(most, '\0');
+    const ssize_t count = pread(file, bytes.data(), most, static_cast<off_t>(place));
+    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return bytes;
+}
+
+/// Whether the first of the file's chunks that holds pixels holds them without loss.
+bool is_lossless_webp(int file) {
+    std::int64_t place = 12;
+    for (std::string chunk; (chunk = bytes_at(file, place, 8)).size() == 8;) {
+        if (chunk.starts_with("VP8L"))
+            return true;
+        if (chunk.starts_with("VP8 ") || chunk.starts_with("ANMF"))
+            return false;
+        std::uint32_t size = 0;
+        for (std::size_t i = 8; i-- > 4;)
+            size = size << 8 | static_cast<std::uint8_t>(chunk[i]);
+        place += 8 + std::int64_t{size} + size % 2;
+    }
+    return false;
 }
 
 [[noreturn]] void refuse_format(std::string_view start) {
@@ -127,13 +143,14 @@ void halve(VOption *options, Halving halving, int times, const TiffPyramid &pyra
     }
 }
 
-int most_halvings(const VImage &image, Halving halving, const TiffPyramid &pyramid) {
+int most_halvings(int file, const VImage &image, Halving halving, const TiffPyramid &pyramid) {
     switch (halving) {
     case Halving::none:
         return 0;
     case Halving::shrink:
-    case Halving::scale:
         return 3;
+    case Halving::scale:
+        return is_lossless_webp(file) ? 0 : 3;
     case Halving::pages:
         return vips_image_get_n_pages(image.get_image()) - 1;
     case Halving::pyramid:
@@ -153,9 +170,9 @@ void block_other_loaders() {
 
 OpenPicture open_picture_file(int file, bool document, Opening opening,
                               const PictureLimits &limits) {
-    const std::string start = start_of(file);
+    const std::string start = bytes_at(file, 0, 32);
     if (is_plain_pnm(start))
-        return {read_plain_pnm(file, start[1], limits), false, 0};
+        return {read_plain_pnm(file, start[1], limits), false, 0, 0};
     const bool may_be_tiff = start.starts_with("II") || start.starts_with("MM");
     const TiffPyramid pyramid = may_be_tiff ? tiff_pyramid(file) : TiffPyramid{};
     lseek(file, 0, SEEK_SET); // where libvips expects it
@@ -183,7 +200,11 @@ OpenPicture open_picture_file(int file, bool document, Opening opening,
     const VImage image = VImage::new_from_source(source, "", options);
     if (!loader->drawing)
         check_costs(image, loader->bytes_a_pixel, limits);
-    return {image, loader->drawing, most_halvings(image, loader->halving, pyramid)};
+    // Of the wavelets' lower frequencies each lies at the first of the pixels that it stands for, not
+    // in the middle of them.
+    const double shift =
+        loader->halving == Halving::pages ? 0.5 - 0.5 / (1 << opening.halvings) : 0;
+    return {image, loader->drawing, most_halvings(file, image, loader->halving, pyramid), shift};
 }
 
 void check_pixels(ImageSize size, const PictureLimits &limits) {

@@ -38,11 +38,11 @@ std::uint16_t to_light(float value) {
 
 } // namespace
 
-ReducedSide::ReducedSide(int length, double scale)
+ReducedSide::ReducedSide(int length, double scale, double shift)
     : from(length), to(std::max(1, static_cast<int>(length * scale + 0.5))),
       box(std::max(1, static_cast<int>(double(length) / to / 2))), step_(1 / scale / box) {
     // What is too little or too much for whole pixels is so at both ends alike.
-    start_ = (step_ - 1) / 2 - (to * step_ - double(length) / box) / 2;
+    start_ = (step_ - 1) / 2 - (to * step_ - double(length) / box) / 2 + shift / box;
     const int reach = static_cast<int>(std::ceil(lobes * step_));
     count = step_ == 1 ? 1 : 2 * reach;
     for (int phase = 0; phase < phases; ++phase) {

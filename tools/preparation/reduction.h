@@ -18,8 +18,8 @@ struct ReducedSide {
         const float *weights;
     };
 
-    /// `scale` is at most 1.
-    ReducedSide(int length, double scale);
+    /// `scale` is at most 1. The pixels' middles lie `shift` pixels before where they should.
+    ReducedSide(int length, double scale, double shift = 0);
 
     Taps taps(int place) const;
 
