@@ -123,7 +123,8 @@ void print_table(const char *title, const std::vector<VImage> &pictures) {
 }
 
 /// Of 1024 x 1024 pixels, of which `light` says how light they are.
-template <class Pattern> VImage pattern(Pattern light) {
+template <class Pattern>
+VImage pattern(Pattern light) {
     constexpr int side = 1024;
     Bytes bytes;
     for (int y = 0; y < side; ++y)
@@ -145,9 +146,8 @@ void run(const std::vector<std::string> &paths) {
     print_table("Columns of black and white",
                 {pattern([](int x, int) { return x % 2 == 0 ? 0 : 255; })});
     print_table("Chequerboard", {pattern([](int x, int y) { return (x + y) % 2 == 0 ? 0 : 255; })});
-    print_table("Black lines on white, 7 pixels apart", {pattern([](int x, int y) {
-                    return x % 7 == 0 || y % 7 == 0 ? 0 : 255;
-                })});
+    print_table("Black lines on white, 7 pixels apart",
+                {pattern([](int x, int y) { return x % 7 == 0 || y % 7 == 0 ? 0 : 255; })});
     print_table("Noise", {pattern([&](int, int) {
                     random = random * 1664525 + 1013904223;
                     return random >> 24;

@@ -243,16 +243,18 @@ void for_each_row(const VImage &picture, Take take) {
 }
 
 /// In linear light, so that fine patterns keep their brightness.
-void reduce(const VImage &srgb, Reduction reduction) {
-    const bool deep = srgb.format() == VIPS_FORMAT_USHORT;
-    Light row(3 * static_cast<std::size_t>(srgb.width()));
-    for_each_row(deep ? to_numbers(to_light(srgb)) : srgb, [&](int, const std::uint8_t *bytes) {
-        if (deep)
-            std::memcpy(row.data(), bytes, 2 * row.size());
-        else
-            light_of_bytes({bytes, row.size()}, row);
-        reduction.add(row);
-    });
+void reduce(const VImage &srgb, Reduction &reduction) {
+    const std::size_t samples = 3 * static_cast<std::size_t>(srgb.width());
+    if (srgb.format() == VIPS_FORMAT_USHORT) {
+        Light row(samples);
+        for_each_row(to_numbers(to_light(srgb)), [&](int, const std::uint8_t *bytes) {
+            std::memcpy(row.data(), bytes, sizeof row[0] * row.size());
+            reduction.add(row);
+        });
+    } else
+        for_each_row(srgb, [&](int, const std::uint8_t *bytes) {
+            reduction.add(std::span(bytes, samples));
+        });
 }
 
 VImage turn(const VImage &image, int orientation) {
@@ -294,7 +296,8 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
         const ReducedSide down(source.height(), scale.second, picture.shift);
         const Box part = kept_part({across.to, down.to});
         rows.resize(3 * part.size.pixels());
-        reduce(source, {across, down, part.left, part.top, part.size, rows});
+        Reduction reduction(across, down, part.left, part.top, part.size, rows);
+        reduce(source, reduction);
         image = image_of_light(rows, part.size);
     } else {
         // What is cut off is not made in the first place, of a source that is small beside it.

@@ -200,8 +200,8 @@ OpenPicture open_picture_file(int file, bool document, Opening opening,
     const VImage image = VImage::new_from_source(source, "", options);
     if (!loader->drawing)
         check_costs(image, loader->bytes_a_pixel, limits);
-    // Of the wavelets' lower frequencies each lies at the first of the pixels that it stands for, not
-    // in the middle of them.
+    // Of the wavelets' lower frequencies each lies at the first of the pixels that it stands for,
+    // not in the middle of them.
     const double shift =
         loader->halving == Halving::pages ? 0.5 - 0.5 / (1 << opening.halvings) : 0;
     return {image, loader->drawing, most_halvings(file, image, loader->halving, pyramid), shift};

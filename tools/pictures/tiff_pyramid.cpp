@@ -12,7 +12,8 @@ namespace {
 
 constexpr int most_levels = 16;
 
-template <class Number> Number field(TIFF *tiff, std::uint32_t tag) {
+template <class Number>
+Number field(TIFF *tiff, std::uint32_t tag) {
     Number number = 0;
     TIFFGetFieldDefaulted(tiff, tag, &number);
     return number;
