@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -238,8 +239,21 @@ void for_each_row(const VImage &picture, Take take) {
             (*static_cast<Take *>(taker))(y, VIPS_REGION_ADDR(region, 0, y));
         return 0;
     };
-    if (vips_sink_disc(picture.get_image(), take_rows, &take) != 0)
-        throw vips::VError();
+    if (vips_threads() > 1) {
+        if (vips_sink_disc(picture.get_image(), take_rows, &take) != 0)
+            throw vips::VError();
+        return;
+    }
+    // Without a second thread, which would only take turns with this one.
+    constexpr int rows = 16; // at once, two of a JPEG's rows of blocks
+    const std::unique_ptr<VipsRegion, decltype(&g_object_unref)> region(
+        vips_region_new(picture.get_image()), g_object_unref);
+    for (int top = 0; top < picture.height(); top += rows) {
+        VipsRect area = {0, top, picture.width(), std::min(rows, picture.height() - top)};
+        if (vips_region_prepare(region.get(), &area) != 0)
+            throw vips::VError();
+        take_rows(region.get(), &area, &take);
+    }
 }
 
 /// In linear light, so that fine patterns keep their brightness.

@@ -192,8 +192,7 @@ class DecoderProcess {
         for (;;) {
             const double left = start + limits_.seconds - processor_seconds();
             if (left <= 0)
-                return refuse(reply, "takes longer than the " + std::to_string(limits_.seconds) +
-                                         " s of one processor that --timeout allows");
+                return refuse(reply, time_refusal());
             if (Clock::now() > end)
                 return refuse(reply, "takes longer by the clock than " +
                                          std::to_string(clock_seconds_a_second) +
@@ -204,6 +203,11 @@ class DecoderProcess {
             if (poll(&socket, 1, static_cast<int>(wait)) > 0)
                 return true;
         }
+    }
+
+    std::string time_refusal() const {
+        return "takes longer than the " + std::to_string(limits_.seconds) +
+               " s of one processor that --timeout allows";
     }
 
     static bool refuse(DecoderReply &reply, const std::string &reason) {
@@ -231,6 +235,8 @@ class DecoderProcess {
             reply.result = DecoderReply::out_of_memory;
         } else if (end.si_code == CLD_EXITED) {
             refuse(reply, "its decoder ended with exit code " + std::to_string(end.si_status));
+        } else if (end.si_status == SIGXCPU) { // where this process had to wait for a processor
+            refuse(reply, time_refusal());
         } else if (end.si_status == SIGBUS) {
             refuse(reply, "was cut short while it was read");
         } else {
