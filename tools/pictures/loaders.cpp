@@ -2,6 +2,7 @@
 
 #include "pictures/plain_pnm.h"
 #include "pictures/tiff_pyramid.h"
+#include "pictures/vips_modules.h"
 
 #include <algorithm>
 #include <iterator>
@@ -106,6 +107,15 @@ bool is_lossless_webp(int file) {
     return false;
 }
 
+/// The module that may be needed to read a file that starts so.
+const char *module_for(std::string_view start) {
+    const std::string_view mark = start.substr(std::min<std::size_t>(4, start.size()), 4);
+    return mark == "ftyp"                                    ? "heif"
+           : mark == "JXL " || start.starts_with("\xFF\x0A") ? "jxl"
+           : start.starts_with("%PDF")                       ? "poppler"
+                                                             : nullptr;
+}
+
 [[noreturn]] void refuse_format(std::string_view start) {
     for (const Format &format : other_formats)
         if (start.starts_with(format.start))
@@ -173,6 +183,8 @@ OpenPicture open_picture_file(int file, bool document, Opening opening,
     const std::string start = bytes_at(file, 0, 32);
     if (is_plain_pnm(start))
         return {read_plain_pnm(file, start[1], limits), false, 0, 0};
+    if (const char *const module = module_for(start); module && load_vips_module(module))
+        block_other_loaders(); // of those, too, that it has brought
     const bool may_be_tiff = start.starts_with("II") || start.starts_with("MM");
     const TiffPyramid pyramid = may_be_tiff ? tiff_pyramid(file) : TiffPyramid{};
     lseek(file, 0, SEEK_SET); // where libvips expects it
