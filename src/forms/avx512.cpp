@@ -96,6 +96,20 @@ struct Avx512 {
 
     static bool any(LaneMask<Avx512> mask) { return _mm512_movepi64_mask((__m512i)mask) != 0; }
 
+    struct Unfinished { // as UnfinishedLanes
+        __mmask8 lanes = 0xFF;
+
+        bool any() const { return lanes != 0; }
+        DoubleLanes<Avx512> choose(DoubleLanes<Avx512> unfinished,
+                                   DoubleLanes<Avx512> others) const {
+            return _mm512_mask_mov_pd(others, lanes, unfinished);
+        }
+        void end_at_small(DoubleLanes<Avx512> x) {
+            lanes = _mm512_mask_cmp_pd_mask(lanes, _mm512_abs_pd(x), _mm512_set1_pd(tolerance),
+                                            _CMP_NLT_UQ);
+        }
+    };
+
     static DoubleLanes<Avx512> lesser(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b) {
         return _mm512_min_pd(a, b);
     }
@@ -110,9 +124,8 @@ struct Avx512 {
     }
 
     /// a * b + c, rounded once.
-    static DoubleLanes<Avx512> fused(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b,
-                                     DoubleLanes<Avx512> c) {
-        return _mm512_fmadd_pd(a, b, c);
+    static DoubleLanes<Avx512> fused(DoubleLanes<Avx512> a, double b, DoubleLanes<Avx512> c) {
+        return _mm512_fmadd_pd(a, _mm512_set1_pd(b), c);
     }
 
     static constexpr __mmask64 pixel_mask = (std::uint64_t{1} << 48) - 1;
