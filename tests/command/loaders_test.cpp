@@ -100,7 +100,9 @@ TEST(Loaders, DecodeSmallerPicturesThatLookAlike) {
         const Descriptor file = saved(photograph(), suffix);
         EXPECT_EQ(halvings_of(file), halvings) << suffix;
         for (const ImageSize wanted : {ImageSize{400, 300}, {128, 96}, {61, 47}, {29, 17}}) {
+            limit_vips_threads(1); // which reads rows in another way
             const Light light = decoded(file, wanted);
+            limit_vips_threads(2);
             const Light expected = decoded(whole, wanted);
             double sum = 0;
             for (std::size_t i = 0; i < light.size(); ++i)
