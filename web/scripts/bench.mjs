@@ -1,13 +1,13 @@
 // Times what users wait for, in headless Chromium, and prints the medians of five runs: bench.mjs
 import { deflateSync } from "node:zlib";
-import { chromium } from "playwright-core";
 import { preview } from "vite";
+import { startChromium } from "./chromium.mjs";
 import { fileURLToPath } from "node:url";
 
 const root = fileURLToPath(new URL("..", import.meta.url));
 const server = await preview({ root: `${root}page`, configFile: `${root}vite.config.ts`, preview: { port: 0 } });
 const [address] = server.resolvedUrls.local;
-const browser = await chromium.launch({ executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", args: ["--no-sandbox"] });
+const browser = await startChromium();
 const page = await browser.newPage({ viewport: { width: 1280, height: 800 } });
 let transferred = 0;
 page.on("response", async (response) => {

@@ -1,9 +1,10 @@
 import { readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { fileURLToPath } from "node:url";
-import { chromium, type Browser, type Download, type Page } from "playwright-core";
+import { type Browser, type Download, type Page } from "playwright-core";
 import { afterAll, beforeAll, describe as group, expect, test } from "vitest";
 import { preview, type PreviewServer } from "vite";
+import { startChromium } from "../scripts/chromium.mjs";
 import { bytesOf, folder, oxel, ppm, run } from "./command.js";
 
 const root = fileURLToPath(new URL("..", import.meta.url));
@@ -17,7 +18,7 @@ let address: string;
 beforeAll(async () => {
   server = await preview({ root: join(root, "page"), configFile: join(root, "vite.config.ts"), preview: { port: 0 } });
   address = server.resolvedUrls!.local[0]!;
-  browser = await chromium.launch({ executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", args: ["--no-sandbox"] });
+  browser = await startChromium();
 });
 afterAll(async () => {
   await browser?.close();
