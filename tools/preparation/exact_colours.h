@@ -1,6 +1,9 @@
 #ifndef OXEL_TOOLS_EXACT_COLOURS_H
 #define OXEL_TOOLS_EXACT_COLOURS_H
 
+#include "preparation/light.h"
+
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -26,6 +29,20 @@ class ExactColours {
             if (near(light[0], ink[0]) && near(light[1], ink[1]) && near(light[2], ink[2]))
                 return true;
         return false;
+    }
+
+    /// Whether a pixel of 3 bytes is one of them.
+    bool hold(const std::uint8_t *bytes) const {
+        const std::array<std::uint16_t, 3> light{light_of_byte(bytes[0]), light_of_byte(bytes[1]),
+                                                 light_of_byte(bytes[2])};
+        return hold(light.data());
+    }
+
+    /// Whether one of them has this byte of green.
+    bool have_green(std::uint8_t byte) const {
+        const std::uint16_t light = light_of_byte(byte);
+        const auto has_it = [light](const auto &ink) { return near(light, ink[1]); };
+        return byte == 0 || byte == 255 || std::any_of(inks_.begin(), inks_.end(), has_it);
     }
 
   private:

@@ -27,6 +27,10 @@ enum class Grid {
 void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
                     const ExactColours &exact, std::span<std::uint8_t> bytes);
 
+/// The same of a picture of 3 bytes a pixel, in less time than by way of their light.
+void dither_to_grid(std::span<const std::uint8_t> picture, ImageSize size, Grid grid,
+                    const ExactColours &exact, std::span<std::uint8_t> bytes);
+
 } // namespace oxel::tools
 
 #endif

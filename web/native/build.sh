@@ -37,18 +37,19 @@ compile() { # MODULE FLAGS -- SOURCES
 mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \
     include/Oxel_Morvel6_render.h)
 
-# -Os suits the diffusions better than -O3, the preparation worse.
+# -Os makes the wide kernels' inner loop ten times as slow, -O3 is no faster than -O2.
 render() { # MODULE FLAG ...
     local module=$1
     shift
-    mapfile -t sources < <(find src -name '*.cpp')
+    mapfile -t sources < <(find src -name '*.cpp' -not -name vector128.cpp)
     compile "$module" -Os "$@" -- "${sources[@]}"
+    compile "$module-" -O2 "$@" -- src/forms/vector128.cpp
     compile "$module+" -O3 "$@" -- tools/preparation/*.cpp tools/panels/picture_needs.cpp \
-        tools/package_builder/{package_file,noted_options}.cpp \
-        web/native/{runtime,pixels,preparation}.cpp
-    "${clang[@]}" "${link[@]}" "$objects/$module"{,+}/*.o -o "$folder/$module.wasm" \
+        tools/package_builder/{package_file,noted_options}.cpp tools/render/line_pairs.cpp \
+        web/native/{runtime,pixels,preparation,display,guard}.cpp
+    "${clang[@]}" "${link[@]}" "$objects/$module"{,-,+}/*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
-        -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb}
+        -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
 }
 render oxel &
 render oxel-simd -msimd128 &

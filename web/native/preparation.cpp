@@ -26,6 +26,8 @@ std::int32_t oxel_prepare(const std::uint8_t *package, std::size_t package_size,
     const std::span<const std::uint8_t> tables(package, package_size);
     const ImageSize size{width, height};
     const std::size_t channels = 3 * size.pixels();
+    const std::span<std::uint8_t> bytes(
+        prepared + std::size_t(3) * std::size_t(width) * std::size_t(preroll), channels);
     const ExactColours exact = exact_colours_of(tables);
     const Development development{amounts[0],
                                   amounts[1],
@@ -36,20 +38,28 @@ std::int32_t oxel_prepare(const std::uint8_t *package, std::size_t package_size,
                                   amounts[6] != 0};
     const std::int32_t *hsl = amounts + 7;
 
-    Light light(channels);
-    light_of_bytes({picture, channels}, light);
-    if (development != Development{})
+    const bool adjusted =
+        gamma != 1 || std::any_of(hsl, hsl + 4, [](std::int32_t amount) { return amount != 0; });
+    const bool developed = development != Development{};
+    Light light;
+    if (developed) {
+        light.resize(channels);
+        light_of_bytes({picture, channels}, light);
         develop(light, size, development, exact);
-    if (std::any_of(hsl, hsl + 4, [](std::int32_t amount) { return amount != 0; }) || gamma != 1) {
-        std::vector<std::uint8_t> bytes = bytes_of(light);
-        if (const std::int32_t status =
-                Oxel_image_adjustment(bytes.data(), ORDER_RGB, bytes.data(), ORDER_RGB, width,
-                                      height, hsl[0], hsl[1], hsl[2], hsl[3], gamma))
-            return status;
-        light_of_bytes(bytes, light);
+        if (adjusted)
+            bytes_of_light(light, bytes);
     }
-    const PreparedPicture result = prepare(light, size, grid_of(tables), exact, preroll);
-    std::copy(result.bytes.begin(), result.bytes.end(), prepared);
+    if (adjusted)
+        if (const std::int32_t status = Oxel_image_adjustment(
+                developed ? bytes.data() : picture, ORDER_RGB, bytes.data(), ORDER_RGB, width,
+                height, hsl[0], hsl[1], hsl[2], hsl[3], gamma))
+            return status;
+    if (developed && !adjusted)
+        dither_to_grid(light, size, grid_of(tables), exact, bytes);
+    else
+        dither_to_grid(adjusted ? bytes : std::span(picture, channels), size, grid_of(tables),
+                       exact, bytes);
+    mirror_above({prepared, bytes.data() + channels}, size, preroll);
     return OXEL_SUCCESS;
 }
 }

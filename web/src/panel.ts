@@ -35,6 +35,11 @@ export interface RenderOptions {
   /** Four bytes a pixel in what is returned, for a canvas. */
   rgba?: boolean;
   /**
+   * Also gives what is returned at this size, at most its own, as an eye sees it from afar: each
+   * pixel the mean light of those that it covers.
+   */
+  reduced?: { width: number; height: number };
+  /**
    * Without it (`true`), pictures are prepared: dithered onto the grid of the package's tables,
    * which shows no bands, and given rows above that are cut off again, so that the first ones are
    * not too light or dark. Bare, the library gets the bytes as they are.
@@ -89,17 +94,29 @@ function place(instance: Instance, allocate: Allocate, picture: Picture): number
   return address;
 }
 
+function reduce(instance: Instance, allocate: Allocate, address: number, picture: Picture,
+                size: { width: number; height: number }): Image {
+  const { width, height } = size;
+  for (const [own, most] of [[width, picture.width], [height, picture.height]] as const)
+    if (!Number.isInteger(own) || own < 1 || own > most)
+      throw new OxelError(15, `${picture.width} x ${picture.height} pixels reduced to ${width} x ${height}`);
+  const start = allocate(4 * width * height);
+  instance.call("oxel_reduce", address, picture.width, picture.height, width, height, start);
+  return { data: instance.bytes.slice(start, start + 4 * width * height), width, height, channels: 4 };
+}
+
 function take(instance: Instance, allocate: Allocate, address: number, picture: Picture,
-              rgba: boolean | undefined): Image {
+              options: Pick<RenderOptions, "rgba" | "reduced"> = {}): Image {
   const { width, height } = picture;
   const pixels = width * height;
+  const reduced = options.reduced && { reduced: reduce(instance, allocate, address, picture, options.reduced) };
   let start = address;
-  if (rgba) {
+  if (options.rgba) {
     start = allocate(4 * pixels);
     instance.call("oxel_rgba_from_rgb", address, start, pixels);
   }
-  const channels = rgba ? 4 : 3;
-  return { data: instance.bytes.slice(start, start + channels * pixels), width, height, channels };
+  const channels = options.rgba ? 4 : 3;
+  return { data: instance.bytes.slice(start, start + channels * pixels), width, height, channels, ...reduced };
 }
 
 /**
@@ -192,7 +209,7 @@ export class Panel {
   /** What the library gets to see of a picture: developed, adjusted, and dithered onto the grid. */
   prepare(picture: Picture, options: RenderOptions = {}): Image {
     return this.#prepared(picture, options, false, (instance, allocate, input) =>
-      take(instance, allocate, input, picture, options.rgba));
+      take(instance, allocate, input, picture, options));
   }
 
   /** Renders to one form: `"tcon"`, the controller's codes, if nothing is said. */
@@ -202,7 +219,7 @@ export class Panel {
       const { width, height } = picture;
       check(instance.call("Oxel_Morvel6_render", input, 0, input, 0, width, height + rows, mode,
                           output));
-      return take(instance, allocate, input + 3 * width * rows, picture, options.rgba);
+      return take(instance, allocate, input + 3 * width * rows, picture, options);
     });
   }
 
@@ -215,12 +232,12 @@ export class Panel {
       const [tcon, nominal] = [allocate(size), allocate(size)];
       check(instance.call("Oxel_Morvel6_render_All", input, 0, tcon, nominal, input, 0, width,
                           height + rows, mode));
-      const cut = (address: number, rgba?: boolean) =>
-        take(instance, allocate, address + 3 * width * rows, picture, rgba);
+      const cut = (address: number, how?: RenderOptions) =>
+        take(instance, allocate, address + 3 * width * rows, picture, how);
       return {
         tcon: cut(tcon),
-        nominal: this.codes.length === 6 ? cut(nominal, options.rgba) : null,
-        eo: cut(input, options.rgba),
+        nominal: this.codes.length === 6 ? cut(nominal, options) : null,
+        eo: cut(input, options),
       };
     });
   }
@@ -237,7 +254,21 @@ export class Panel {
       check(instance.call("Oxel_Morvel6_render_with_powerGuard", input, 0, input, 0, picture.width,
                           picture.height, mode, output, threshold, result));
       const verdict = verdicts[instance.number(result)]!;
-      return { image: take(instance, allocate, input, picture, options.rgba), verdict };
+      return { image: take(instance, allocate, input, picture, options), verdict };
+    });
+  }
+
+  /**
+   * What a guarded render compares with its threshold, as `oxel guard` tells it: of the picture as it
+   * is, and moved down by a row.
+   */
+  measure(picture: Picture, options: RenderOptions = {}): { first: number; shifted: number } {
+    return this.#prepared(picture, options, false, (instance, allocate, input, _rows, mode) => {
+      const { width, height } = picture;
+      const measures = allocate(16);
+      check(instance.call("oxel_measure", input, width, height, mode, this.codes.length, measures));
+      const [first, shifted] = new Float64Array(instance.bytes.slice(measures, measures + 16).buffer);
+      return { first: first!, shifted: shifted! };
     });
   }
 
@@ -317,7 +348,7 @@ export async function adjust(picture: Picture, amounts: Adjustment,
     const input = place(instance, allocate, picture);
     check(instance.call("Oxel_image_adjustment", input, 0, input, 0, picture.width, picture.height,
                         ...adjustmentAmounts(amounts), amounts.gamma ?? 1));
-    return take(instance, allocate, input, picture, options.rgba);
+    return take(instance, allocate, input, picture, options);
   });
 }
 
@@ -330,6 +361,6 @@ export async function transfer(picture: Picture, layout: number): Promise<Image>
     check(instance.call("Oxel_TFT_format_transfer", data, size, size + 4, integer("layout", layout)));
     const rearranged = { data: picture.data, width: instance.number(size),
                          height: instance.number(size + 4) };
-    return take(instance, allocate, data, rearranged, false);
+    return take(instance, allocate, data, rearranged);
   });
 }
