@@ -8,9 +8,9 @@ export class Engine {
   readonly #waiting = new Map<number, { resolve(value: unknown): void; reject(error: Error): void }>();
   #calls = 0;
 
-  constructor(progress: (share: number | undefined) => void = () => {}) {
+  constructor(public progress: (share: number | undefined) => void = () => {}) {
     this.#worker.onmessage = ({ data }) => {
-      if ("progress" in data) return progress(data.progress);
+      if ("progress" in data) return this.progress(data.progress);
       const call = this.#waiting.get(data.id);
       this.#waiting.delete(data.id);
       if ("error" in data) call?.reject(new Error(data.error));

@@ -22,6 +22,7 @@ export type Settings = Record<SliderName, number> & {
   whiteBalance: (typeof whiteBalances)[number];
   autoLevels: boolean;
   monochrome: boolean;
+  nominal: boolean; // pure colours are shown in place of the measured ones
   guard: boolean;
   threshold: number;
   format: (typeof frameFormats)[number];
@@ -37,7 +38,7 @@ export type Settings = Record<SliderName, number> & {
 
 export const neutral: Readonly<Settings> = {
   ...(Object.fromEntries(sliders.map(({ name, neutral }) => [name, neutral])) as Record<SliderName, number>),
-  dither: "floyd-serpentine", whiteBalance: "none", autoLevels: false, monochrome: false,
+  dither: "floyd-serpentine", whiteBalance: "none", autoLevels: false, monochrome: false, nominal: false,
   guard: false, threshold: 1, format: "bytes", gzip: false,
   width: 800, height: 480,
   rotate: 0, whole: false, zoom: 1, x: 0.5, y: 0.5,
