@@ -37,17 +37,18 @@ compile() { # MODULE FLAGS -- SOURCES
 mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \
     include/Oxel_Morvel6_render.h)
 
-# -Os makes the wide kernels' inner loop ten times as slow, -O3 is no faster than -O2.
+# -Os makes the wide kernels' inner loop ten times as slow, and -O2 serpentine order by a fifth.
 render() { # MODULE FLAG ...
     local module=$1
     shift
     mapfile -t sources < <(find src -name '*.cpp' -not -name vector128.cpp)
     compile "$module" -Os "$@" -- "${sources[@]}"
-    compile "$module-" -O2 "$@" -- src/forms/vector128.cpp
-    compile "$module+" -O3 "$@" -- tools/preparation/*.cpp tools/panels/picture_needs.cpp \
-        tools/package_builder/{package_file,noted_options}.cpp tools/render/line_pairs.cpp \
-        web/native/{runtime,pixels,preparation,display,guard}.cpp
-    "${clang[@]}" "${link[@]}" "$objects/$module"{,-,+}/*.o -o "$folder/$module.wasm" \
+    compile "$module-" -O3 "$@" -- src/forms/vector128.cpp
+    compile "$module+" -O2 "$@" -- tools/preparation/{grid,light}.cpp web/native/{pixels,display,preparation}.cpp
+    compile "$module++" -Os "$@" -- tools/preparation/{blur,development,exact_colours,preroll}.cpp \
+        tools/panels/picture_needs.cpp tools/package_builder/{package_file,noted_options}.cpp \
+        tools/render/line_pairs.cpp web/native/{runtime,guard}.cpp
+    "${clang[@]}" "${link[@]}" "$objects/$module"{,-,+,++}/*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
         -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
 }
