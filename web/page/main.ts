@@ -94,6 +94,10 @@ function showSettings(): void {
   element<HTMLButtonElement>("redo").disabled = !history.canRedo;
   element<HTMLButtonElement>("save-frame").disabled = !photo || settings.dither === "none";
   element<HTMLButtonElement>("save-preview").disabled = !photo;
+  if (!moving) showAddress(); // browsers refuse to change it many times a second
+}
+
+function showAddress(): void {
   const address = toAddress(settings);
   if ("description" in source) address.set("panel", source.description);
   const hash = address.toString();
@@ -291,8 +295,9 @@ async function show(place: number): Promise<void> {
     current = place;
     sent = { picture: "", draft: "" };
     truth = undefined;
-    element("empty").hidden = true;
     element("work").hidden = false;
+    if (element("empty").contains(document.activeElement)) element("large").focus();
+    element("empty").hidden = true;
     say(`${name}, ${bitmap.width} × ${bitmap.height}`);
     showStrip();
     showSettings();
@@ -310,8 +315,7 @@ function showStrip(): void {
   strip.replaceChildren(...photos.slice(0, 200).map(({ name }, place) => {
     const item = document.createElement("button");
     Object.assign(item, { type: "button", textContent: name, onclick: () => void show(place) });
-    item.setAttribute("role", "option");
-    item.setAttribute("aria-selected", String(place === current));
+    item.setAttribute("aria-current", String(place === current));
     return item;
   }));
 }
@@ -357,7 +361,7 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
     element("own-size").hidden = info.size !== undefined;
     element("nominal-line").hidden = info.colours.length !== 6;
     showProgress(undefined);
-    say(photo ? "" : `${info.name}: ${info.colours.length} colours`);
+    if (!photo || "description" in next) say(`${info.name}: ${info.colours.length} colours`);
     showSettings();
     await rendering.ask();
   } catch (error) {
