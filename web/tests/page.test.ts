@@ -257,17 +257,18 @@ test("photographs are dropped and pasted, and cropped by two fingers", async () 
 
 test("however slow the page is, one rendering is under way, and the last setting is shown", async () => {
   await open("", undefined, () => {
-    const answered = new WeakMap<Worker, number>();
-    Object.assign(window, { most: 0 });
-    const post = Worker.prototype.postMessage;
-    Worker.prototype.postMessage = function (this: Worker, ...values: unknown[]) {
-      if (!answered.has(this)) this.addEventListener("message", ({ data }) => {
-        if ("id" in data) answered.set(this, answered.get(this)! - 1);
-      });
-      answered.set(this, (answered.get(this) ?? 0) + 1);
-      Object.assign(window, { most: Math.max((window as unknown as { most: number }).most, answered.get(this)!) });
-      return (post as (...values: unknown[]) => void).apply(this, values);
-    };
+    Object.assign(window, { most: 0, Worker: class extends Worker {
+      waiting = 0;
+      constructor(...values: ConstructorParameters<typeof Worker>) {
+        super(...values);
+        this.addEventListener("message", ({ data }) => { if ("id" in data) --this.waiting; });
+      }
+      override postMessage(...values: unknown[]) {
+        const counted = window as unknown as { most: number };
+        counted.most = Math.max(counted.most, ++this.waiting);
+        (super.postMessage as (...values: unknown[]) => void)(...values);
+      }
+    } });
   });
   await give("photo.png", await drawn("image/png", "srgb"), "image/png");
   await rendering(() => page.locator("#saturation").fill("35"));
