@@ -17,7 +17,7 @@ export class Engine {
       else call?.resolve(data.result);
     };
     this.#worker.onerror = (event) => {
-      for (const call of this.#waiting.values()) call.reject(new Error(event.message));
+      for (const call of this.#waiting.values()) call.reject(new Error(event.message ?? "The worker does not start: this page must come from a server."));
       this.#waiting.clear();
     };
   }

@@ -313,6 +313,22 @@ test("typed colours are built", async () => {
   await close();
 }, 300_000);
 
+test("as one file it works without a server", async () => {
+  await open();
+  await page.goto(new URL("../site/oxel.html", import.meta.url).href);
+  await rendering(() => page.click("#example"));
+  await page.selectOption("#format", "packed4");
+  const frame = readFileSync(await (await saved("#save-frame")).path());
+  const photo = ppm("page.ppm", await original());
+  run(oxel, "render", photo, "--panel", "six-colour", "--frame", "packed4", "-o", "single.bin");
+  expect(frame.equals(bytesOf("single.bin"))).toBe(true);
+  await page.setInputFiles("#panel-file", panelFile);
+  await expect.poll(() => page.textContent("#status"), { timeout: 120_000 }).toMatch(/test panel: 3 colours/);
+  expect(strangers.filter((url) => !url.startsWith("file:") && !url.startsWith("data:"))).toEqual([]);
+  strangers = [];
+  await close();
+}, 120_000);
+
 test("what has the focus has a name and a role, in the order of the page", async () => {
   await open();
   await rendering(() => page.evaluate(() => document.getElementById("example")!.click())); // the focus stays
