@@ -39,6 +39,13 @@ std::vector<std::string> built_in_names() {
     return names;
 }
 
+/// 3 bytes an ink, or nothing if the package does not hold them all.
+std::span<const std::uint8_t> palette_of(std::span<const std::uint8_t> package) {
+    const auto fields = read_package_fields(package);
+    return fields ? package_table(package, fields->palette, 3UL * fields->colours)
+                  : std::span<const std::uint8_t>();
+}
+
 } // namespace
 
 bool is_description(const Bytes &bytes) {
@@ -52,9 +59,11 @@ Grid grid_of(std::span<const std::uint8_t> package) {
 }
 
 ExactColours exact_colours_of(std::span<const std::uint8_t> package) {
-    const auto fields = read_package_fields(package);
-    return ExactColours(fields ? package_table(package, fields->palette, 3UL * fields->colours)
-                               : std::span<const std::uint8_t>());
+    return ExactColours(palette_of(package));
+}
+
+InkColours ink_colours_of(std::span<const std::uint8_t> package, Inks inks) {
+    return InkColours(palette_of(package), inks);
 }
 
 /// A description with a built-in panel's colours takes that panel's package.

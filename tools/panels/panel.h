@@ -5,6 +5,7 @@
 #include "base/image_size.h"
 #include "panels/panel_description.h"
 #include "preparation/grid.h"
+#include "preparation/inks.h"
 
 #include <optional>
 #include <span>
@@ -30,6 +31,9 @@ Grid grid_of(std::span<const std::uint8_t> package);
 
 /// What pictures for a package must keep flat.
 ExactColours exact_colours_of(std::span<const std::uint8_t> package);
+
+/// The colours that stand for the inks of a package.
+InkColours ink_colours_of(std::span<const std::uint8_t> package, Inks inks);
 
 /// Gives the panel the package for these diffusions. A panel that came as a package keeps it.
 void tune(Panel &panel, Tuning tuning);

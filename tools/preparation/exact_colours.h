@@ -28,13 +28,14 @@ class ExactColours {
         return false;
     }
 
-  private:
+    /// Whether two channels of light are the same, but for that rounding.
     static bool near(std::uint16_t channel, std::uint16_t other) {
         constexpr int rounding = 4; // a fifth of the smallest step of a byte
         const int apart = int{channel} - int{other};
         return apart <= rounding && apart >= -rounding;
     }
 
+  private:
     std::vector<std::array<std::uint16_t, 3>> inks_; // in light
 };
 

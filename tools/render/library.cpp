@@ -51,6 +51,15 @@ void adopt_package(const std::string &panel, const Bytes &package) {
     check(panel, Oxel_Morvel6_render_init(package.data(), size));
 }
 
+void paint(Rendering &rendering, std::size_t pixel, std::size_t index) {
+    static constexpr std::array<std::array<std::uint8_t, 3>, 6> pure = {
+        {{0, 0, 0}, {255, 255, 255}, {255, 255, 0}, {255, 0, 0}, {0, 255, 0}, {0, 0, 255}}};
+    std::fill_n(&rendering.tcon[3 * pixel], 3, TCON_INDEX_TABLE[index]);
+    if (index < pure.size()) // as the library does, of panels of six colours
+        std::copy_n(pure[index].begin(), 3, &rendering.nominal[3 * pixel]);
+    std::copy_n(&EO_RGB_color[3 * index], 3, &rendering.measured[3 * pixel]);
+}
+
 Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode) {
     Rendering rendering{Bytes(rgb.size()), Bytes(rgb.size()), Bytes(rgb.size())};
     check(panel, Oxel_Morvel6_render_All(rgb.data(), ORDER_RGB, rendering.tcon.data(),

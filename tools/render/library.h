@@ -23,12 +23,18 @@ void adopt_package(const std::string &panel, const Bytes &package);
 /// The names of enum Oxel_dithering_mode, each at the place of its value.
 extern const std::vector<std::string> dither_names;
 
+/// What stands behind them in the place of a mode: nothing is diffused.
+constexpr int undiffused = 6;
+
 /// The three forms of a rendered picture, 3 bytes a pixel.
 struct Rendering {
     Bytes tcon;
     Bytes nominal; // filled only for panels of six colours
     Bytes measured;
 };
+
+/// Gives a pixel of a rendering this palette index. The package must have been adopted, and hold it.
+void paint(Rendering &rendering, std::size_t pixel, std::size_t index);
 
 Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode);
 

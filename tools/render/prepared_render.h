@@ -3,7 +3,7 @@
 
 #include "panels/panel.h"
 #include "pictures/picture.h"
-#include "preparation/preparation.h"
+#include "preparation/page.h"
 #include "render/library.h"
 
 namespace oxel::tools {
@@ -12,8 +12,15 @@ namespace oxel::tools {
 PreparedPicture prepare(const Light &picture, ImageSize size, const Panel &panel, bool prepared,
                         bool guarded);
 
+/// A picture as this panel wants it, with what is ink already. Without preparation nothing is.
+Page prepare_page(const Light &picture, ImageSize size, const Panel &panel, bool prepared,
+                  Inks inks);
+
 /// Renders with the adopted panel. The renderings have the picture's own size.
-Rendering render(const PreparedPicture &picture, const Panel &panel, int dithering_mode);
+Rendering render(const Page &page, const Panel &panel, int dithering_mode);
+
+/// Renders without diffusion: every pixel as the package's tables give it. Throws Failure.
+Rendering render_undiffused(const Bytes &rgb, const Panel &panel);
 
 } // namespace oxel::tools
 
