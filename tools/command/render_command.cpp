@@ -121,8 +121,10 @@ void run(RenderOptions options) {
         check_outputs({options.frame == "-" ? "" : options.frame, options.preview, options.nominal},
                       {options.photos.front(), settings.picture.panel});
     }
-    Panel panel = open_panel(settings.picture.panel, tuning_for(settings.dithering_mode),
-                             settings.picture.intent);
+    const Tuning tuning = settings.dithering_mode == undiffused
+                              ? Tuning::all
+                              : tuning_for(settings.dithering_mode);
+    Panel panel = open_panel(settings.picture.panel, tuning, settings.picture.intent);
     panel.layout = settings.frame.layout.value_or(panel.layout);
     adopt_package(panel.source, panel.package);
     if (settings.frame.content == FrameContent::index)
