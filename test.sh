@@ -16,7 +16,7 @@ case ${1-} in
 esac
 
 scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
-    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev libqhull-dev zlib1g-dev \
+    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
     python3-numpy python3-pil python3-distributed zsh fish
 
 echo "Compiling takes three to five minutes on two cores, and 40 MB in $build; the tests then about three"
@@ -24,3 +24,4 @@ cmake -S . -B "$build" -DOXEL_BUILD_TESTS=ON -DOXEL_BUILD_TOOLS=ON -DOXEL_BUILD_
     -DOXEL_BUILD_PYTHON=ON "$@" >/dev/null
 cmake --build "$build" --parallel "$(nproc)"
 ctest --test-dir "$build" --output-on-failure --parallel "$(nproc)"
+[ $# -gt 0 ] || web/scripts/test.sh "$build/oxel" # the same whatever CMake is told

@@ -11,6 +11,7 @@
 #include "base/files.h"
 #include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
+#include "package_builder/noted_options.h"
 #include "package_builder/patch_quality.h"
 #include "package_builder/patch_simulation.h"
 #include "panels/panel.h"

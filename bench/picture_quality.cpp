@@ -8,8 +8,10 @@
 #include "Oxel_Morvel6_render.h"
 #include "base/failure.h"
 #include "package_builder/colour_difference.h"
+#include "package_builder/noted_options.h"
 #include "package_builder/patch_quality.h"
 #include "panels/panel.h"
+#include "panels/picture_needs.h"
 #include "pictures/decoder_process.h"
 #include "pictures/picture.h"
 #include "pictures/vips_session.h"
@@ -131,7 +133,7 @@ Vector3 mean_light(const LightImage &image, Box box) {
     Vector3 sum{};
     for (int y = box.top; y < box.top + box.size.height; ++y)
         for (int x = box.left; x < box.left + box.size.width; ++x)
-            sum = sum + image.at(std::size_t(y * image.size.width + x));
+            sum = sum + image.at(std::size_t(y) * std::size_t(image.size.width) + std::size_t(x));
     return (1.0 / double(box.size.pixels())) * sum;
 }
 
@@ -168,32 +170,56 @@ std::vector<double> less_trend(const std::vector<double> &profile) {
     return rest;
 }
 
-/// The bands of a gradient along x: the root mean square of CIELAB by which the columns' means,
-/// blurred by 3 pixels, stray from a smooth course.
-double bands(const Renderer &renderer, const Vector3 &from, const Vector3 &to) {
+/// By how much, in CIELAB, a gradient's columns stray from a smooth course: root mean squares.
+struct Bands {
+    double shown;  // what the panel shows, blurred by 3 pixels
+    double wanted; // what the gamut mapping makes of it without a dither, which bends at corners
+    double missed; // the one less the other
+};
+
+Bands bands(const Renderer &renderer, const GamutMapping &mapping, const Vector3 &from,
+            const Vector3 &to) {
     constexpr ImageSize size{512, 320};
-    Light picture;
-    for (int y = 0; y < size.height; ++y)
-        for (int x = 0; x < size.width; ++x)
-            for (std::size_t c = 0; c < 3; ++c) {
-                const double byte = from[c] + (to[c] - from[c]) * x / (size.width - 1);
-                picture.push_back(
-                    std::uint16_t(65535 * light_from_srgb({byte, byte, byte})[0] + 0.5));
-            }
-    const LightImage image = blur(seen_image(renderer.show(picture, size), size), 3);
     constexpr int border = 16;
-    std::array<std::vector<double>, 3> profiles;
-    for (int x = border; x < size.width - border; ++x) {
-        const Vector3 lab = lab_from_light(
-            mean_light(image, {x, border, {1, size.height - 2 * border}}), renderer.paper);
-        for (std::size_t c = 0; c < 3; ++c)
-            profiles[c].push_back(lab[c]);
-    }
-    double squares = 0;
-    for (const auto &profile : profiles)
-        for (const double rest : less_trend(profile))
-            squares += rest * rest / double(profile.size());
-    return std::sqrt(squares);
+    Light picture;
+    LightImage wanted{size, {}};
+    Vector3 near = mapping.start();
+    for (int y = 0; y < size.height; ++y)
+        for (int x = 0; x < size.width; ++x) {
+            const Vector3 light =
+                light_from_srgb(from + double(x) / (size.width - 1) * (to - from));
+            for (const double channel : light)
+                picture.push_back(std::uint16_t(65535 * channel + 0.5));
+            const Vector3 mapped = y == 0 ? mapping.map(light, near) : wanted.at(std::size_t(x));
+            for (const double channel : mapped)
+                wanted.values.push_back(float(channel));
+        }
+    using Profiles = std::array<std::vector<double>, 3>;
+    const auto profiles_of = [&](const LightImage &image) {
+        const LightImage blurred = blur(image, 3);
+        Profiles profiles;
+        for (int x = border; x < size.width - border; ++x) {
+            const Vector3 lab = lab_from_light(
+                mean_light(blurred, {x, border, {1, size.height - 2 * border}}), renderer.paper);
+            for (std::size_t c = 0; c < 3; ++c)
+                profiles[c].push_back(lab[c]);
+        }
+        return profiles;
+    };
+    const auto stray = [](const Profiles &profiles) {
+        double squares = 0;
+        for (const auto &profile : profiles)
+            for (const double rest : less_trend(profile))
+                squares += rest * rest / double(profile.size());
+        return std::sqrt(squares);
+    };
+    const Profiles seen = profiles_of(seen_image(renderer.show(picture, size), size));
+    const Profiles aim = profiles_of(wanted);
+    Profiles miss = seen;
+    for (std::size_t c = 0; c < 3; ++c)
+        std::transform(seen[c].begin(), seen[c].end(), aim[c].begin(), miss[c].begin(),
+                       std::minus<>());
+    return {stray(seen), stray(aim), stray(miss)};
 }
 
 /// How far the first 16 rows lie, in L*, outside of what any 16 rows further down show, over flat
@@ -263,7 +289,7 @@ double grain(const Renderer &renderer, double sigma) {
         std::vector<Vector3> inner;
         for (int y = border; y < size.height - border; ++y)
             for (int x = border; x < size.width - border; ++x) {
-                inner.push_back(lab[std::size_t(y * size.width + x)]);
+                inner.push_back(lab[std::size_t(y) * std::size_t(size.width) + std::size_t(x)]);
                 sum = sum + inner.back();
             }
         const Vector3 middle = (1.0 / double(inner.size())) * sum;
@@ -508,11 +534,25 @@ void print_photos(const char *name, const Renderer &renderer, const std::vector<
 }
 
 void print_figures(const Renderer &renderer, const Characterisation &panel) {
-    std::printf("    bands %.2f %.2f %.2f %.2f (faint, sky, dusk, skin)\n",
-                bands(renderer, {140, 150, 165}, {150, 159, 173}),
-                bands(renderer, {80, 130, 190}, {190, 212, 232}),
-                bands(renderer, {40, 40, 80}, {230, 150, 100}),
-                bands(renderer, {170, 115, 92}, {232, 190, 165}));
+    const auto noted = noted_options(renderer.panel.package);
+    const GamutMapping mapping(panel, noted ? noted->intent : Intent::absolute);
+    const Vector3 gradients[][2] = {{{140, 150, 165}, {150, 159, 173}},
+                                    {{80, 130, 190}, {190, 212, 232}},
+                                    {{40, 40, 80}, {230, 150, 100}},
+                                    {{170, 115, 92}, {232, 190, 165}}};
+    std::vector<Bands> found;
+    for (const auto &[from, to] : gradients)
+        found.push_back(bands(renderer, mapping, from, to));
+    std::printf("    bands");
+    for (const Bands &one : found)
+        std::printf(" %.2f", one.shown);
+    std::printf(" (faint, sky, dusk, skin), of the mapping alone");
+    for (const Bands &one : found)
+        std::printf(" %.2f", one.wanted);
+    std::printf(", less that");
+    for (const Bands &one : found)
+        std::printf(" %.2f", one.missed);
+    std::printf("\n");
     std::printf(
         "    first rows %.2f   grain %.2f %.2f (blurred by 1.5, 4)   coloured text %.1f %%\n",
         first_rows(renderer), grain(renderer, 1.5), grain(renderer, 4), coloured_text(renderer));

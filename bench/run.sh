@@ -33,7 +33,8 @@ for photo in "$@"; do
 done
 
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config libbenchmark-dev \
-    libvips-dev libvips-tools libcli11-dev nlohmann-json3-dev libqhull-dev fonts-dejavu-core
+    libvips-dev libvips-tools libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
+    fonts-dejavu-core
 echo "Building in $build"
 cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release -DOXEL_BUILD_TOOLS=ON \
     -DOXEL_BUILD_BENCH=ON >/dev/null

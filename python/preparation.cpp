@@ -1,9 +1,9 @@
 // The preparation of pictures behind a C interface, for Python's ctypes.
 
-#include "Oxel_Morvel6_render.h"
-#include "panels/panel.h"
-#include "preparation/light.h"
 #include "preparation/preparation.h"
+#include "Oxel_Morvel6_render.h"
+#include "panels/picture_needs.h"
+#include "preparation/light.h"
 
 #include <algorithm>
 #include <new>
@@ -50,8 +50,8 @@ std::int32_t oxel_prepare(const std::uint8_t *package, std::size_t package_size,
                           std::int32_t height, std::int32_t preroll, std::uint8_t *prepared) {
     const std::span<const std::uint8_t> tables(package, package_size);
     return with_light(picture, byte_order, {width, height}, [&](const Light &light) {
-        PreparedPicture result = prepare(light, {width, height}, grid_of(tables),
-                                         exact_colours_of(tables), preroll);
+        PreparedPicture result =
+            prepare(light, {width, height}, grid_of(tables), exact_colours_of(tables), preroll);
         if (byte_order == ORDER_BGR)
             swap_channels(result.bytes);
         std::copy(result.bytes.begin(), result.bytes.end(), prepared);

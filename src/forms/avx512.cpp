@@ -6,12 +6,11 @@
 
 #if defined(__clang__)
 // clang-format off
-#pragma clang attribute push(__attribute__((target("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,bmi2,pclmul"))),              \
+#pragma clang attribute push(__attribute__((target("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,pclmul"))),              \
                              apply_to = function)
 // clang-format on
 #else
-#pragma GCC target(                                                                                \
-    "avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,bmi2,pclmul,prefer-vector-width=512")
+#pragma GCC target("avx512f,avx512bw,avx512dq,avx512vl,avx512vbmi,pclmul,prefer-vector-width=512")
 #endif
 
 #include "../exact_double.h"
@@ -30,6 +29,28 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
 
+/// Where blue, green, red and nothing of 16 pixels in a register stand.
+struct PixelBytes {
+    alignas(64) std::uint8_t place[64];
+};
+template <bool rgb>
+constexpr PixelBytes bytes_of_pixels = [] {
+    PixelBytes bytes{};
+    for (int i = 0; i < 64; ++i) {
+        const int channel = i % 4 == 3 ? 1 : i % 4;
+        bytes.place[i] = static_cast<std::uint8_t>(i / 4 * 3 + (rgb ? 2 - channel : channel));
+    }
+    return bytes;
+}();
+
+/// The first three bytes of each four.
+constexpr PixelBytes three_of_four = [] {
+    PixelBytes bytes{};
+    for (int i = 0; i < 48; ++i)
+        bytes.place[i] = static_cast<std::uint8_t>(i / 3 * 4 + i % 3);
+    return bytes;
+}();
+
 struct Avx512 {
     static constexpr int pixels = 8;
     static constexpr int doubles = 8;
@@ -43,6 +64,36 @@ struct Avx512 {
                                                  _mm512_set1_epi16(static_cast<short>(factor)));
     }
 
+    static Words<Avx512> widen(const std::uint32_t *first) {
+        return (Words<Avx512>)_mm512_cvtepu8_epi16(
+            _mm256_loadu_si256(reinterpret_cast<const __m256i *>(first)));
+    }
+    static Words<Avx512> clamp(Words<Avx512> words, Words<Avx512> most) {
+        return (Words<Avx512>)_mm512_min_epi16(
+            _mm512_max_epi16((__m512i)words, _mm512_setzero_si512()), (__m512i)most);
+    }
+
+    static Quads<Avx512> cells_of_pair(Words<Avx512> first, Words<Avx512> second) {
+        const __m512i bytes = _mm512_packus_epi16((__m512i)first, (__m512i)second);
+        const __m512i channels =
+            _mm512_and_si512(_mm512_srli_epi16(bytes, 2), _mm512_set1_epi8(63));
+        return (Quads<Avx512>)_mm512_madd_epi16(
+            _mm512_maddubs_epi16(channels, _mm512_set1_epi32(0x00010140)),
+            _mm512_set1_epi32(0x00010040));
+    }
+
+    /// Where the mapped colours of 16 pixels stand in the gamut table.
+    template <bool rgb>
+    static __m512i gamut_places(const std::uint8_t *first) {
+        const __m512i blue_first =
+            _mm512_permutexvar_epi8(_mm512_load_si512(bytes_of_pixels<rgb>.place),
+                                    _mm512_maskz_loadu_epi8(pixel_mask, first));
+        const __m512i channels =
+            _mm512_and_si512(_mm512_srli_epi16(blue_first, 2), _mm512_set1_epi8(63));
+        return _mm512_madd_epi16(_mm512_maddubs_epi16(channels, _mm512_set1_epi32(0x00014001)),
+                                 _mm512_set1_epi32(3 * 4096 << 16 | 3));
+    }
+
     static bool any(LaneMask<Avx512> mask) { return _mm512_movepi64_mask((__m512i)mask) != 0; }
 
     static DoubleLanes<Avx512> lesser(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b) {
@@ -51,27 +102,29 @@ struct Avx512 {
     static DoubleLanes<Avx512> greater(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b) {
         return _mm512_max_pd(a, b);
     }
-    static DoubleLanes<Avx512> truncate(DoubleLanes<Avx512> x) {
-        return _mm512_roundscale_pd(x, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+    static FloatLanes<Avx512> lesser(FloatLanes<Avx512> a, FloatLanes<Avx512> b) {
+        return _mm512_min_ps(a, b);
+    }
+    static FloatLanes<Avx512> greater(FloatLanes<Avx512> a, FloatLanes<Avx512> b) {
+        return _mm512_max_ps(a, b);
     }
 
-    static constexpr __mmask32 pixel_mask = (1U << 3 * doubles) - 1;
+    /// a * b + c, rounded once.
+    static DoubleLanes<Avx512> fused(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b,
+                                     DoubleLanes<Avx512> c) {
+        return _mm512_fmadd_pd(a, b, c);
+    }
+
+    static constexpr __mmask64 pixel_mask = (std::uint64_t{1} << 48) - 1;
     static IntLanes<Avx512> load_pixels(const std::uint8_t *bytes) {
-        const __m256i order =
-            _mm256_setr_epi8(0, 1, 2, 31, 3, 4, 5, 31, 6, 7, 8, 31, 9, 10, 11, 31, 12, 13, 14, 31,
-                             15, 16, 17, 31, 18, 19, 20, 31, 21, 22, 23, 31);
-        return (IntLanes<Avx512>)_mm256_permutexvar_epi8(
-            order, _mm256_maskz_loadu_epi8(pixel_mask, bytes));
+        return (IntLanes<Avx512>)_mm512_permutexvar_epi8(
+            _mm512_load_si512(bytes_of_pixels<false>.place),
+            _mm512_maskz_loadu_epi8(pixel_mask, bytes));
     }
     static void store_pixels(IntLanes<Avx512> lanes, std::uint8_t *bytes) {
-        const __m256i order =
-            _mm256_setr_epi8(0, 1, 2, 4, 5, 6, 8, 9, 10, 12, 13, 14, 16, 17, 18, 20, 21, 22, 24, 25,
-                             26, 28, 29, 30, 31, 31, 31, 31, 31, 31, 31, 31);
-        _mm256_mask_storeu_epi8(bytes, pixel_mask, _mm256_permutexvar_epi8(order, (__m256i)lanes));
-    }
-    /// Fast on all processors that have AVX-512.
-    static std::uint32_t extract_bits(std::uint32_t bits, std::uint32_t mask) {
-        return _pext_u32(bits, mask);
+        _mm512_mask_storeu_epi8(
+            bytes, pixel_mask,
+            _mm512_permutexvar_epi8(_mm512_load_si512(three_of_four.place), (__m512i)lanes));
     }
 };
 
@@ -122,8 +175,7 @@ void map_64_bytes(std::uint8_t *bytes, std::size_t count, const std::uint8_t (&c
 bool runs_here() {
     return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
            __builtin_cpu_supports("avx512dq") && __builtin_cpu_supports("avx512vl") &&
-           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("bmi2") &&
-           __builtin_cpu_supports("pclmul");
+           __builtin_cpu_supports("avx512vbmi") && __builtin_cpu_supports("pclmul");
 }
 
 } // namespace

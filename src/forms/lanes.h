@@ -28,7 +28,9 @@ namespace {
 static_assert(std::endian::native == std::endian::little);
 
 /// A register of an instruction set. A `Target` tells how many pixels one holds, and how to
-/// multiply: high_product(words, factor) is the upper half of the 32-bit products.
+/// multiply: high_product(words, factor) is the upper half of the 32-bit products. What it may name
+/// besides, as one instruction where GCC makes several of the general text: widen(pixels) and
+/// clamp(words, most).
 template <class Target>
 struct Register {
     typedef std::int16_t Words __attribute__((vector_size(8 * Target::pixels)));
@@ -75,13 +77,30 @@ OXEL_INLINE std::uint64_t last_lane(Words<Target> words) {
     return ((Quads<Target>)words)[Target::pixels - 1];
 }
 
-/// The first three bytes of each pixel of four, as the slots of its lane.
+/// The bytes of each pixel, of which the fourth may be any, as the slots of its lane.
 template <class Target>
 OXEL_INLINE Words<Target> widen(const std::uint32_t *pixels) {
-    typename Register<Target>::Bytes bytes;
-    std::memcpy(&bytes, pixels, sizeof bytes);
-    const Quads<Target> slots = Quads<Target>{} + 0x0000FFFFFFFFFFFFU;
-    return __builtin_convertvector(bytes, Words<Target>) & (Words<Target>)slots;
+    if constexpr (requires { Target::widen(pixels); }) {
+        return Target::widen(pixels);
+    } else {
+        typename Register<Target>::Bytes bytes;
+        std::memcpy(&bytes, pixels, sizeof bytes);
+        return __builtin_convertvector(bytes, Words<Target>);
+    }
+}
+
+/// Each slot of a colour in 0 to 255, the idle one in 0 to 0: that is where whatever a pixel's
+/// fourth byte was ends.
+template <class Target>
+OXEL_INLINE Words<Target> clamp(Words<Target> value) {
+    const auto most = (Words<Target>)(Quads<Target>{} + 0x000000FF00FF00FFU);
+    if constexpr (requires { Target::clamp(value, most); }) {
+        return Target::clamp(value, most);
+    } else {
+        constexpr Words<Target> least{};
+        value = value > least ? value : least;
+        return value < most ? value : most;
+    }
 }
 
 // Shares.
@@ -100,7 +119,12 @@ class Shares {
         if constexpr (weight == 0)
             return Words<Target>{};
         else
-            return of_weight_[weight - 1];
+            return of<weight>();
+    }
+
+    template <int weight>
+    OXEL_INLINE Words<Target> of() const {
+        return of_weight_[weight - 1];
     }
 
   private:
@@ -112,6 +136,9 @@ class Shares {
     OXEL_INLINE static Words<Target> share(Words<Target> error) {
         if constexpr (!kernel.has_weight(weight))
             return error; // any value: at() never reads it
+        if constexpr (kernel.floors && requires { Target::shifts_are_cheaper; })
+            return error * static_cast<std::int16_t>(weight) >>
+                   __builtin_ctz(static_cast<unsigned>(kernel.divisor));
         const Words<Target> product = Target::high_product(error, share_factor(kernel, weight));
         return kernel.floors ? product : product - (error >> 15);
     }
@@ -176,12 +203,13 @@ struct LaneTables {
     }
 };
 
+/// Stores chosen indices `stride` apart; returns their colours.
 template <class Target, int... i>
-OXEL_INLINE Quads<Target> look_up(Quads<Target> cells, const LaneTables &tables,
-                                  std::uint8_t *indices, std::ptrdiff_t stride,
-                                  std::integer_sequence<int, i...>) {
-    ((indices[i * stride] = tables.cells[cells[i]]), ...);
-    return Quads<Target>{tables.palette[indices[i * stride]]...};
+OXEL_INLINE Words<Target> colours_of(const std::uint32_t *chosen, const LaneTables &tables,
+                                     std::uint8_t *indices, std::ptrdiff_t stride,
+                                     std::integer_sequence<int, i...>) {
+    ((indices[i * stride] = static_cast<std::uint8_t>(chosen[i])), ...);
+    return (Words<Target>)Quads<Target>{tables.palette[chosen[i]]...};
 }
 
 /// Chooses the palette index of each accumulated value, clamped, and stores them `stride` apart.
@@ -189,14 +217,42 @@ OXEL_INLINE Quads<Target> look_up(Quads<Target> cells, const LaneTables &tables,
 template <class Target>
 OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables,
                                    std::uint8_t *indices, std::ptrdiff_t stride) {
-    constexpr Words<Target> least{}, most = Words<Target>{} + std::int16_t{255};
-    value = value > least ? value : least;
-    value = value < most ? value : most;
+    value = clamp<Target>(value);
     // Six bits of R, G and B from bits 0, 16 and 32 on; in the cell's number from 12, 6 and 0 on.
     const Quads<Target> channels = (Quads<Target>)(value >> 2);
     const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
-    return value -
-           (Words<Target>)look_up<Target>(cells, tables, indices, stride, EachPixel<Target>());
+    std::uint32_t chosen[Target::pixels];
+    OXEL_UNROLL
+    for (int i = 0; i < Target::pixels; ++i)
+        chosen[i] = tables.cells[cells[i]];
+    return value - colours_of<Target>(chosen, tables, indices, stride, EachPixel<Target>());
+}
+
+/// The same for two registers, the indices of the second one behind those of the first. Where a
+/// `Target` has cells_of_pair(value, value), that takes fewer instructions, but each result comes
+/// later. It returns the cells' numbers in halves of lanes: those of the first register's pixels 0
+/// and 1, the second one's 0 and 1, the first one's 2 and 3, and so on.
+template <class Target>
+OXEL_INLINE void quantise_pair(Words<Target> &value, Words<Target> &next, const LaneTables &tables,
+                               std::uint8_t *indices, std::ptrdiff_t stride) {
+    std::uint8_t *next_indices = indices + Target::pixels * stride;
+    if constexpr (requires { Target::cells_of_pair(value, next); }) {
+        value = clamp<Target>(value);
+        next = clamp<Target>(next);
+        const Quads<Target> cells = Target::cells_of_pair(value, next);
+        std::uint32_t chosen[2][Target::pixels];
+        OXEL_UNROLL
+        for (int lane = 0; lane < Target::pixels; ++lane) {
+            std::uint32_t *two = &chosen[lane % 2][lane - lane % 2];
+            two[0] = tables.cells[static_cast<std::uint32_t>(cells[lane])];
+            two[1] = tables.cells[cells[lane] >> 32];
+        }
+        value -= colours_of<Target>(chosen[0], tables, indices, stride, EachPixel<Target>());
+        next -= colours_of<Target>(chosen[1], tables, next_indices, stride, EachPixel<Target>());
+    } else {
+        next = quantise<Target>(next, tables, next_indices, stride);
+        value = quantise<Target>(value, tables, indices, stride);
+    }
 }
 
 // Pictures.
@@ -204,22 +260,27 @@ OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables
 template <class Target, bool rgb>
 void stage_mapped(const std::uint8_t *gamut, const std::uint8_t *pixels, std::int32_t count,
                   std::uint32_t *staged, std::ptrdiff_t stride) {
-    const auto map = [&](std::int32_t i, std::uint32_t cell) {
+    const auto map = [&](std::int32_t i, std::uint32_t place) {
         // Four bytes move faster than three. Behind the table's last entry they reach into what
         // follows in the package, at least its trailer.
-        std::memcpy(&staged[i * stride], gamut + 3 * cell, 4);
+        std::memcpy(&staged[i * stride], gamut + place, 4);
     };
     std::int32_t i = 0;
-    if constexpr (requires { Target::extract_bits(0U, 0U); })
-        for (; i < count - 1; ++i) {
-            std::uint32_t bytes; // the pixel's and the next one's first
-            std::memcpy(&bytes, pixels + std::ptrdiff_t{3} * i, 4);
-            map(i, rgb ? Target::extract_bits(__builtin_bswap32(bytes), 0xFCFCFC00)
-                       : Target::extract_bits(bytes, 0xFCFCFC));
+    if constexpr (requires { Target::template gamut_places<rgb>(pixels); }) {
+        using Places = decltype(Target::template gamut_places<rgb>(pixels));
+        constexpr std::int32_t at_once = sizeof(Places) / sizeof(std::uint32_t);
+        for (; i + at_once <= count; i += at_once) {
+            const Places places =
+                Target::template gamut_places<rgb>(pixels + std::ptrdiff_t{3} * i);
+            std::uint32_t place[at_once];
+            std::memcpy(place, &places, sizeof place);
+            for (std::int32_t k = 0; k < at_once; ++k)
+                map(i + k, place[k]);
         }
+    }
     for (; i < count; ++i) {
         const std::uint8_t *pixel = pixels + std::ptrdiff_t{3} * i;
-        map(i, colour_cell(pixel[rgb ? 0 : 2], pixel[1], pixel[rgb ? 2 : 0]));
+        map(i, 3 * colour_cell(pixel[rgb ? 0 : 2], pixel[1], pixel[rgb ? 2 : 0]));
     }
 }
 

@@ -9,8 +9,10 @@
 #include <cstring>
 #include <utility>
 
-// The colour adjustment of as many pixels as a register holds doubles, with the operations of the
-// portable form in the same order, and selections in place of its branches.
+// The colour adjustment of two pixels for each double that a register holds. What is rounded to
+// whole degrees in the end is computed in floats, all pixels at once; what decides bytes, in
+// doubles with the operations of the portable form in the same order. Selections stand in place of
+// its branches.
 namespace [[gnu::visibility("hidden")]] oxel {
 
 namespace {
@@ -31,7 +33,7 @@ struct Inverse {
         return true;
     }
 };
-static_assert(Inverse<255>::holds_up_to(510) && Inverse<360>::holds_up_to(359));
+static_assert(Inverse<255>::holds_up_to(510));
 
 template <int divisor, class Lanes>
 Lanes quotient(Lanes integers) {
@@ -43,84 +45,152 @@ DoubleLanes<Target> clamp_lanes(DoubleLanes<Target> x) {
     return Target::lesser(Target::greater(x, splat_double<Target>(0.0)), splat_double<Target>(1.0));
 }
 
-/// The levels between which a colour's channels lie, and what is between.
-template <class Target>
-class LevelLanes {
-  public:
-    LevelLanes(DoubleLanes<Target> saturation, DoubleLanes<Target> lightness)
-        : upper_(lightness < 0.5 ? (saturation + 1.0) * lightness
-                                 : saturation + lightness - lightness * saturation),
-          lower_(lightness + lightness - upper_), slope_((upper_ - lower_) * 6.0) {}
-
-    /// The bytes of the channel at positions on the hue circle, from 0 to 1. A level that lies
-    /// beyond 0 or 1 does so by rounding alone, and truncates to the byte that it would be clamped
-    /// to.
-    IntLanes<Target> channel(DoubleLanes<Target> position) const {
-        constexpr double one_sixth = 1.0 / 6.0;
-        constexpr double two_thirds = 2.0 / 3.0;
-        const LaneMask<Target> rising = position < one_sixth;
-        DoubleLanes<Target> level = slope_ * (rising ? position : two_thirds - position) + lower_;
-        level = position < two_thirds ? level : lower_;
-        level = position < 0.5 ? (rising ? level : upper_) : level;
-        return __builtin_convertvector(level * 255.0, IntLanes<Target>);
+/// A turn of the hue circle in degrees: for each of a pixel's channels by what the slope between
+/// its levels is multiplied, or -1 where the channel is at the upper level.
+struct HuePlaces {
+    double place[360][3];
+};
+inline constexpr HuePlaces hue_places = [] {
+    constexpr double third = 0.333333, one_sixth = 1.0 / 6.0, two_thirds = 2.0 / 3.0;
+    const auto place = [](double position) {
+        return position < one_sixth    ? position
+               : position < 0.5        ? -1.0
+               : position < two_thirds ? two_thirds - position
+                                       : 0.0;
+    };
+    HuePlaces places{};
+    for (int hue = 0; hue < 360; ++hue) {
+        const double turn = hue / 360.0, ahead = turn + third, behind = turn - third;
+        places.place[hue][0] = place(ahead > 1.0 ? ahead - 1.0 : ahead);
+        places.place[hue][1] = place(turn);
+        places.place[hue][2] = place(behind < 0.0 ? behind + 1.0 : behind);
     }
+    return places;
+}();
 
-  private:
-    DoubleLanes<Target> upper_, lower_, slope_;
+/// Greatest and least in a register, and how far apart.
+template <class Target>
+struct Spread {
+    FloatLanes<Target> greatest, least, delta;
+
+    Spread(FloatLanes<Target> r, FloatLanes<Target> g, FloatLanes<Target> b)
+        : greatest(Target::greater(Target::greater(r, g), b)),
+          least(Target::lesser(Target::lesser(r, g), b)), delta(greatest - least) {}
 };
 
-/// The hue of channels from 0 to 255, in degrees: whole degrees where red is the largest.
+/// The shifted hue of channels from 0 to 255, in whole degrees. A quotient that is no integer is
+/// 1/255 or more away from the next one, and floats of this size are 1/16384 apart at most: so they
+/// truncate as doubles do.
 template <class Target>
-DoubleLanes<Target> hue_of(DoubleLanes<Target> r, DoubleLanes<Target> g, DoubleLanes<Target> b,
-                           DoubleLanes<Target> delta) {
-    const LaneMask<Target> red = (r >= g) & (r >= b);
-    const LaneMask<Target> green_above_blue = g >= b;
-    const DoubleLanes<Target> difference = red ? g - b : green_above_blue ? b - r : r - g;
-    const DoubleLanes<Target> origin =
-        red ? (green_above_blue ? splat_double<Target>(0.0) : splat_double<Target>(360.0))
-            : (green_above_blue ? splat_double<Target>(120.0) : splat_double<Target>(240.0));
-    const DoubleLanes<Target> hue = difference * 60.0 / delta + origin;
-    return red ? Target::truncate(hue) : hue;
+IntLanes<Target> hue_of(FloatLanes<Target> r, FloatLanes<Target> g, FloatLanes<Target> b,
+                        const Spread<Target> &spread, int shift) {
+    using Ints = IntLanes<Target>;
+    using Floats = FloatLanes<Target>;
+    const Ints red = r == spread.greatest;
+    const Ints green_above_blue = g >= b;
+    const Floats difference = red ? g - b : green_above_blue ? b - r : r - g;
+    const Floats origin = red ? (green_above_blue ? Floats{} : Floats{} + 360.0F)
+                              : (green_above_blue ? Floats{} + 120.0F : Floats{} + 240.0F);
+    const Floats one_if_grey = spread.delta == 0.0F ? Floats{} + 1.0F : Floats{};
+    const Floats hue = difference * 60.0F / (spread.delta + one_if_grey) + origin;
+    const Ints turned = red ? __builtin_convertvector(hue, Ints) + shift
+                            : __builtin_convertvector(hue + static_cast<float>(shift), Ints);
+    const Ints positive = turned + ((turned < 0) & 720);
+    return positive - ((positive >= 360) & 360);
+}
+
+/// The bytes of some pixels' channels.
+template <class Target>
+struct Channels {
+    DoubleLanes<Target> level[3];
+
+    /// Of pixels with the least and the greatest of their channels so far apart and of such a sum.
+    Channels(DoubleLanes<Target> delta, DoubleLanes<Target> sum,
+             const DoubleLanes<Target> (&place)[3], const Adjustment &adjustment) {
+        constexpr double least_saturation = 0.1;
+        using Doubles = DoubleLanes<Target>;
+        const LaneMask<Target> dark = sum <= 255.0;
+        const Doubles share = quotient<255>(sum);
+        // Greys would divide by 0.
+        const Doubles none{}, one = splat_double<Target>(1.0);
+        const Doubles one_if_grey = delta == 0.0 ? one : none;
+        const Doubles divisor = (dark ? sum : 2.0 - share) + one_if_grey;
+        Doubles saturation = (dark ? delta : quotient<255>(delta)) / divisor;
+        const Doubles more =
+            saturation >= least_saturation ? splat_double<Target>(adjustment.saturation) : none;
+        saturation = clamp_lanes<Target>(saturation + more);
+        const Doubles lightness =
+            clamp_lanes<Target>(share * 0.5 * adjustment.contrast_factor -
+                                adjustment.contrast_offset + adjustment.brightness);
+        const Doubles upper = lightness < 0.5 ? (saturation + 1.0) * lightness
+                                              : saturation + lightness - lightness * saturation;
+        const Doubles lower = lightness + lightness - upper;
+        const Doubles slope = (upper - lower) * 6.0;
+        // A level that lies beyond 0 or 1 does so by rounding alone, and truncates to the byte that
+        // it would be clamped to.
+        for (int channel = 0; channel < 3; ++channel)
+            level[channel] =
+                (place[channel] < 0.0 ? upper : slope * place[channel] + lower) * 255.0;
+    }
+};
+
+template <class Target, int... i>
+DoubleLanes<Target> places_of(IntLanes<Target> hue, int first, int channel,
+                              std::integer_sequence<int, i...>) {
+    return DoubleLanes<Target>{hue_places.place[hue[first + i]][channel]...};
+}
+
+template <class Target, int first, int... i>
+DoubleLanes<Target> half_as_doubles(FloatLanes<Target> x, std::integer_sequence<int, i...>) {
+    if constexpr (requires { Target::template half_as_doubles<first>(x); })
+        return Target::template half_as_doubles<first>(x);
+    else
+        return __builtin_convertvector(__builtin_shufflevector(x, x, (first + i)...),
+                                       DoubleLanes<Target>);
+}
+
+template <class Target, int... i>
+IntLanes<Target> truncated(DoubleLanes<Target> low, DoubleLanes<Target> high,
+                           std::integer_sequence<int, i...>) {
+    if constexpr (requires { Target::truncated(low, high); }) {
+        return Target::truncated(low, high);
+    } else {
+        using Half = typename WideRegister<Target>::HalfInts;
+        return __builtin_shufflevector(__builtin_convertvector(low, Half),
+                                       __builtin_convertvector(high, Half), i...);
+    }
 }
 
 template <class Target>
-void adjust_group(DoubleLanes<Target> r, DoubleLanes<Target> g, DoubleLanes<Target> b,
-                  const Adjustment &adjustment, IntLanes<Target> (&channels)[3]) {
-    constexpr double least_saturation = 0.1, third = 0.333333;
-    const DoubleLanes<Target> one = splat_double<Target>(1.0);
-    const DoubleLanes<Target> max = Target::greater(Target::greater(r, g), b);
-    const DoubleLanes<Target> min = Target::lesser(Target::lesser(r, g), b);
-    const DoubleLanes<Target> delta = max - min, sum = min + max;
-    const LaneMask<Target> grey = delta == 0.0; // and would divide by 0
-
-    DoubleLanes<Target> hue = hue_of<Target>(r, g, b, grey ? one : delta);
-    hue = Target::truncate(hue + static_cast<double>(adjustment.hue));
-    hue = hue < 0.0 ? hue + 720.0 : hue;
-    hue = hue >= 360.0 ? hue - 360.0 : hue;
-
-    const LaneMask<Target> dark = sum <= 255.0;
-    const DoubleLanes<Target> share = quotient<255>(sum);
-    const DoubleLanes<Target> divisor = dark ? sum : 2.0 - share;
-    DoubleLanes<Target> saturation = (dark ? delta : quotient<255>(delta)) / (grey ? one : divisor);
-    saturation = saturation >= least_saturation
-                     ? clamp_lanes<Target>(saturation + adjustment.saturation)
-                     : saturation;
-    const DoubleLanes<Target> lightness =
-        clamp_lanes<Target>(share * 0.5 * adjustment.contrast_factor - adjustment.contrast_offset +
-                            adjustment.brightness);
-
-    const LevelLanes<Target> levels(saturation, lightness);
-    const DoubleLanes<Target> turn = quotient<360>(hue);
-    const DoubleLanes<Target> ahead = turn + third, behind = turn - third;
-    channels[0] = levels.channel(ahead > 1.0 ? ahead - 1.0 : ahead);
-    channels[1] = levels.channel(turn);
-    channels[2] = levels.channel(behind < 0.0 ? behind + 1.0 : behind);
+void adjust_group(IntLanes<Target> (&channels)[3], const Adjustment &adjustment) {
+    using Floats = FloatLanes<Target>;
+    constexpr std::make_integer_sequence<int, Target::doubles> each;
+    const auto r = __builtin_convertvector(channels[0], Floats);
+    const auto g = __builtin_convertvector(channels[1], Floats);
+    const auto b = __builtin_convertvector(channels[2], Floats);
+    const Spread<Target> spread(r, g, b);
+    const Floats sum = spread.least + spread.greatest;
+    const IntLanes<Target> hue = hue_of<Target>(r, g, b, spread, adjustment.hue);
+    const auto half = [&](auto start) {
+        constexpr int first = start;
+        const DoubleLanes<Target> place[3] = {places_of<Target>(hue, first, 0, each),
+                                              places_of<Target>(hue, first, 1, each),
+                                              places_of<Target>(hue, first, 2, each)};
+        return Channels<Target>(half_as_doubles<Target, first>(spread.delta, each),
+                                half_as_doubles<Target, first>(sum, each), place, adjustment);
+    };
+    const auto low = half(std::integral_constant<int, 0>());
+    const auto high = half(std::integral_constant<int, Target::doubles>());
+    for (int channel = 0; channel < 3; ++channel)
+        channels[channel] =
+            truncated<Target>(low.level[channel], high.level[channel],
+                              std::make_integer_sequence<int, 2 * Target::doubles>());
 }
 
 template <class Target, int... i>
 IntLanes<Target> load_each(const std::uint8_t *pixels, std::integer_sequence<int, i...>) {
     const auto load = [&](int pixel) {
-        const bool last = pixel == Target::doubles - 1; // has no byte behind it, but one before
+        const bool last = pixel == 2 * Target::doubles - 1; // has no byte behind it, but one before
         std::int32_t bytes;
         std::memcpy(&bytes, pixels + 3 * pixel - last, 4);
         return last ? bytes >> 8 : bytes;
@@ -134,7 +204,7 @@ IntLanes<Target> load_pixels(const std::uint8_t *pixels) {
     if constexpr (requires { Target::load_pixels(pixels); })
         return Target::load_pixels(pixels);
     else
-        return load_each<Target>(pixels, std::make_integer_sequence<int, Target::doubles>());
+        return load_each<Target>(pixels, std::make_integer_sequence<int, 2 * Target::doubles>());
 }
 
 /// The counterpart, which writes no other byte.
@@ -143,27 +213,25 @@ void store_pixels(IntLanes<Target> lanes, std::uint8_t *pixels) {
     if constexpr (requires { Target::store_pixels(lanes, pixels); }) {
         Target::store_pixels(lanes, pixels);
     } else {
-        for (int i = 0; i < Target::doubles; ++i) {
+        constexpr int last = 2 * Target::doubles - 1;
+        for (int i = 0; i <= last; ++i) {
             const std::int32_t bytes = lanes[i];
-            std::memcpy(pixels + 3 * i, &bytes, i + 1 < Target::doubles ? 4 : 3);
+            std::memcpy(pixels + 3 * i, &bytes, i < last ? 4 : 3);
         }
     }
 }
 
 template <class Target>
 void adjust_in_lanes(const PixelRun &run, const Adjustment &adjustment) {
-    constexpr std::size_t lanes = Target::doubles;
+    constexpr std::size_t lanes = 2 * Target::doubles;
     const auto input_red = static_cast<int>(8 * run.input_red);
     const auto output_red = static_cast<int>(8 * run.output_red);
     std::size_t done = 0;
     for (; done + lanes <= run.count; done += lanes) {
         const IntLanes<Target> pixels = load_pixels<Target>(run.input + 3 * done);
-        const auto channel = [&](int shift) {
-            return __builtin_convertvector(pixels >> shift & 255, DoubleLanes<Target>);
-        };
-        IntLanes<Target> channels[3];
-        adjust_group<Target>(channel(input_red), channel(8), channel(16 - input_red), adjustment,
-                             channels);
+        IntLanes<Target> channels[3] = {pixels >> input_red & 255, pixels >> 8 & 255,
+                                        pixels >> (16 - input_red) & 255};
+        adjust_group<Target>(channels, adjustment);
         store_pixels<Target>(channels[0] << output_red | channels[1] << 8 |
                                  channels[2] << (16 - output_red),
                              run.output + 3 * done);

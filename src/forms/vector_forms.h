@@ -10,14 +10,15 @@
 #if defined(OXEL_AVX2) && !defined(OXEL_WITHOUT_AVX512)
 #define OXEL_AVX512
 #endif
-#if (defined(__SSE2__) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN))) &&                  \
+#if (defined(__SSE2__) || (defined(__ARM_NEON) && !defined(__ARM_BIG_ENDIAN)) ||                   \
+     defined(__wasm_simd128__)) &&                                                                 \
     !defined(OXEL_WITHOUT_VECTOR128)
 #define OXEL_VECTOR128
 #endif
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
-extern const Form vector128_form; // SSE2 or NEON
+extern const Form vector128_form; // SSE2, NEON or WebAssembly's SIMD128
 extern const Form avx2_form;
 extern const Form avx512_form; // AVX-512 F, BW, DQ, VL and VBMI
 

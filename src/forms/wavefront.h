@@ -2,6 +2,9 @@
 #define OXEL_FORMS_WAVEFRONT_H
 
 #include "lanes.h"
+#include "share_history.h"
+
+#include <type_traits>
 
 // Plain scan order, many rows at once. A row may follow the row above it as soon as that one has
 // handed out all that its next pixel will receive: two columns behind for Floyd and Steinberg,
@@ -34,7 +37,8 @@ class Wavefront {
     }
 
     static std::uint64_t memory(std::int32_t width) {
-        return sizeof(Wavefront) + (kernel.rows - 1) * carry_length(width) * sizeof(std::uint64_t);
+        return sizeof(Wavefront) + carries * carry_length(width) * sizeof(std::uint64_t) +
+               rows * static_cast<std::uint64_t>(width);
     }
 
     /// `memory` is zeroed, and aligned to a cache line.
@@ -42,6 +46,8 @@ class Wavefront {
         Wavefront &front = *static_cast<Wavefront *>(memory);
         front.tables_.fill(job);
         auto *carry = reinterpret_cast<std::uint64_t *>(&front + 1) + margin;
+        front.indices_ = reinterpret_cast<std::uint8_t *>(
+            carry - margin + carries * carry_length(job.picture.width));
         for (std::int32_t row = 0; row < job.picture.height; row += rows)
             front.sweep_block(job, row, carry, carry + carry_length(job.picture.width));
     }
@@ -51,7 +57,9 @@ class Wavefront {
     static constexpr int rows = registers * Target::pixels; // of a block
     static constexpr int lag = kernel.reach + 1;            // columns between two rows
     static constexpr int depth = lag * (rows - 1);
+    static constexpr int carries = kernel.rows - 1;
     static constexpr int run = 128; // steps between staging pixels and handing on indices
+    static_assert(run % steps_kept == 0 && lag < steps_kept);
 
     // What a block's last row hands to the next block's rows, one lane a column, lies in `carry`
     // for the first of them and in `second_carry` for the second. A block reads at its first row's
@@ -71,13 +79,17 @@ class Wavefront {
 
     /// What the rows of one register have in hand.
     struct Rows {
-        Ahead<Target, kernel> ahead;
-        Below<Target, kernel, 1> next;
-        Below<Target, kernel, 2> after_next;
-        Words<Target> complete;     // sums for the row below
-        Words<Target> second;       // sums for the row below that one
-        Words<Target> waiting[lag]; // the same of the last steps, oldest first
+        Words<Target> ahead;           // for the next pixel of each row
+        Words<Target> complete;        // sums for the row below
+        Below<Target, kernel, 1> next; // unless the kernel is wide
     };
+
+    static constexpr bool wide = kernel.rows > 2;
+    struct Histories {
+        ShareHistory<Target, kernel, registers> shares;
+        WaitingSums<Target, registers> waiting; // for the row after the next
+    };
+    struct NoHistories {};
 
     /// The part of a block's run in one row.
     struct Piece {
@@ -99,6 +111,7 @@ class Wavefront {
         const int block_rows = rows_left < rows ? rows_left : rows;
         const auto end = static_cast<std::int32_t>(steps_of_block(picture.width));
         Rows state[registers] = {};
+        histories_ = {};
         for (std::int32_t start = 0; start < end; start += run) {
             const int steps = end - start < run ? end - start : run;
             for (int row = 0; row < block_rows; ++row) {
@@ -106,7 +119,7 @@ class Wavefront {
                 if (piece.count > 0) {
                     stage<Target>(picture, first_row + row, piece.column, piece.count,
                                   &staged_[piece.step][row], rows);
-                    fetch_next(job, first_row + row, piece.column + piece.count);
+                    fetch_next(picture, first_row + row, piece.column + piece.count);
                 }
             }
             for (int i = 0; i < steps; ++i)
@@ -114,77 +127,77 @@ class Wavefront {
             for (int row = 0; row < block_rows; ++row) {
                 const Piece piece = piece_of(start, steps, row, picture.width);
                 if (piece.count > 0)
-                    deliver(*job.destination, first_row + row, piece.column,
-                            &indices_[row][piece.step], piece.count);
+                    std::memcpy(indices_of(row, picture.width) + piece.column,
+                                &run_indices_[row][piece.step],
+                                static_cast<std::size_t>(piece.count));
             }
         }
+        // Whole rows, as pieces of many rows in turn are more streams than processors follow.
+        for (int row = 0; row < block_rows; ++row)
+            deliver(*job.destination, first_row + row, 0, indices_of(row, picture.width),
+                    picture.width);
     }
 
-    /// Asks for the bytes that the next run will read and write in a row from `column` on. A run
-    /// takes a few cache lines of each of many rows, which is more than processors foresee. All
-    /// inline: GCC takes a function that only asks for one that does nothing.
-    OXEL_INLINE static void fetch_next(const DiffusionJob &job, std::int32_t row,
+    /// Where the indices of a block's row stand until the block is done.
+    std::uint8_t *indices_of(int row, std::int32_t width) const {
+        return &indices_[std::ptrdiff_t{row} * width];
+    }
+
+    /// Asks for the bytes that the next run will read in a row from `column` on. A run takes a few
+    /// cache lines of each of many rows, which is more than processors foresee. All inline: GCC
+    /// takes a function that only asks for one that does nothing.
+    OXEL_INLINE static void fetch_next(const PixelRows &picture, std::int32_t row,
                                        std::int32_t column) {
         constexpr std::uintptr_t bytes = 3 * run;
-        const auto place = 3 * (std::ptrdiff_t{row} * job.picture.width + column);
-        const auto blank = 3 * std::ptrdiff_t{job.picture.blank_rows} * job.picture.width;
-        const auto input = reinterpret_cast<std::uintptr_t>(job.picture.pixels) +
-                           static_cast<std::uintptr_t>(place - blank);
+        const auto place = 3 * (std::ptrdiff_t{row - picture.blank_rows} * picture.width + column);
+        const auto input =
+            reinterpret_cast<std::uintptr_t>(picture.pixels) + static_cast<std::uintptr_t>(place);
         for (std::uintptr_t i = 0; i < bytes; i += cache_line)
             __builtin_prefetch(reinterpret_cast<const void *>(input + i));
-        for (int image = 0; image < job.destination->image_count; ++image) {
-            const auto output =
-                reinterpret_cast<std::uintptr_t>(job.destination->images[image].pixels) +
-                static_cast<std::uintptr_t>(place);
-            for (std::uintptr_t i = 0; i < bytes; i += cache_line)
-                __builtin_prefetch(reinterpret_cast<const void *>(output + i), 1);
-        }
     }
 
     /// Step `i` of the run, when the first row is at `column`.
     OXEL_INLINE void step(Rows (&state)[registers], int i, std::int32_t column, std::int32_t width,
                           std::uint64_t *carry, std::uint64_t *second_carry) {
-        Words<Target> error[registers];
+        Words<Target> error[registers]; // at first the values
         OXEL_UNROLL
         for (int r = registers - 1; r >= 0; --r) {
             const Words<Target> arriving = shift_up<Target>(
                 r > 0 ? state[r - 1].complete : last_lane_from(carry + column), state[r].complete);
-            const Words<Target> value =
-                widen<Target>(&staged_[i][r * Target::pixels]) + arriving + state[r].ahead.next();
-            error[r] = quantise<Target>(value, tables_, &indices_[r * Target::pixels][i], run);
+            error[r] = widen<Target>(&staged_[i][r * Target::pixels]) + arriving + state[r].ahead;
+            // The wide kernels' steps are bound by how many instructions they take, Floyd and
+            // Steinberg's by how long each pixel waits for the one before.
+            if constexpr (!wide)
+                error[r] =
+                    quantise<Target>(error[r], tables_, &run_indices_[r * Target::pixels][i], run);
+            else if (r % 2 == 0)
+                quantise_pair<Target>(error[r], error[r + 1], tables_,
+                                      &run_indices_[r * Target::pixels][i], run);
         }
         if (column < depth || column >= width)
             clear_outside(error, column, width);
+        const std::int32_t leaving = column - depth - kernel.reach; // the last row's complete pixel
         OXEL_UNROLL
         for (int r = 0; r < registers; ++r) {
             const Shares<Target, kernel> shares(error[r]);
-            state[r].ahead.add(shares);
-            state[r].complete = state[r].next.add(shares);
-            if constexpr (kernel.rows > 2)
-                state[r].second = state[r].after_next.add(shares);
-        }
-        const std::int32_t leaving = column - depth - kernel.reach; // the last row's complete pixel
-        if constexpr (kernel.rows > 2) {
-            hand_to_row_after_next(state, second_carry + column - kernel.reach);
-            second_carry[leaving] = last_lane<Target>(state[registers - 1].second);
+            if constexpr (wide) {
+                const std::uint64_t *arriving = second_carry + column - kernel.reach;
+                const auto &history = histories_.shares;
+                state[r].ahead = history.ahead(shares, i, r);
+                state[r].complete =
+                    history.template complete<1>(shares, i, r) +
+                    histories_.waiting.moved_up(i, r, lag, last_lane_from(arriving));
+                const Words<Target> second = history.template complete<2>(shares, i, r);
+                histories_.waiting.keep(second, i, r);
+                histories_.shares.keep(shares, i, r);
+                if (r == registers - 1)
+                    second_carry[leaving] = last_lane<Target>(second);
+            } else {
+                state[r].ahead = shares.template at<0, 1>();
+                state[r].complete = state[r].next.add(shares);
+            }
         }
         carry[leaving] = last_lane<Target>(state[registers - 1].complete);
-    }
-
-    /// To row r + 2 by way of row r + 1, once that has completed the same column.
-    OXEL_INLINE static void hand_to_row_after_next(Rows (&state)[registers],
-                                                   const std::uint64_t *second_carry) {
-        OXEL_UNROLL
-        for (int r = registers - 1; r >= 0; --r)
-            state[r].complete +=
-                shift_up<Target>(r > 0 ? state[r - 1].waiting[0] : last_lane_from(second_carry),
-                                 state[r].waiting[0]);
-        OXEL_UNROLL
-        for (int r = 0; r < registers; ++r) {
-            for (int step = 0; step + 1 < lag; ++step)
-                state[r].waiting[step] = state[r].waiting[step + 1];
-            state[r].waiting[lag - 1] = state[r].second;
-        }
     }
 
     /// A register whose last lane is the one at `lane`. The others come along, as a whole register
@@ -216,7 +229,9 @@ class Wavefront {
     }
 
     alignas(64) std::uint32_t staged_[run][rows];
-    std::uint8_t indices_[rows][run];
+    std::uint8_t run_indices_[rows][run];
+    std::uint8_t *indices_;
+    [[no_unique_address]] std::conditional_t<wide, Histories, NoHistories> histories_;
     LaneTables tables_;
 };
 

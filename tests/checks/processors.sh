@@ -3,8 +3,7 @@
 # and runs it, emulated where need be, one on each core: processors.sh [NAME ...]
 #
 # Sources are compiled as those do who take them into a build of their own. A NAME that ends with
-# "-packages" builds the packages of the package builder's test, in minutes, with Debian's Qhull for
-# that processor.
+# "-packages" builds the packages of the package builder's test, in minutes.
 set -euo pipefail
 cd "$(dirname "$0")/../.."
 
@@ -31,6 +30,8 @@ armhf-clang         | clang++ --target=arm-linux-gnueabihf -mfpu=neon -O2 | qemu
 s390x               | s390x-linux-gnu-g++ -O2 | qemu-s390x
 s390x-O3            | s390x-linux-gnu-g++ -O3 -march=z13 | qemu-s390x
 s390x-clang         | clang++ --target=s390x-linux-gnu -O2 | qemu-s390x
+wasm32              | WASM -O2 | node --no-warnings tests/checks/wasi.mjs
+wasm32-simd         | WASM -O2 -msimd128 | node --no-warnings tests/checks/wasi.mjs
 x86_64-threads      | clang++ -O1 -g -fsanitize=thread
 x86_64-memory       | clang++ -O1 -g -fsanitize=memory
 i386-packages       | i686-linux-gnu-g++ -O2 -msse2 -mfpmath=sse
@@ -40,39 +41,34 @@ s390x-packages      | s390x-linux-gnu-g++ -O2 -ffp-contract=off | qemu-s390x
 mapfile -t sources < <(find "$PWD"/src "$PWD"/tests/library/{digest,support}.cpp -name '*.cpp')
 
 run() { # NAME COMPILER EMULATOR
-    local folder=build/processors/$1 static=-static threads=0
-    [[ $2 != *-fsanitize=* ]] || static=''
+    local folder=build/processors/$1 linking='-static -pthread' threads=0
+    [[ $2 != *-fsanitize=* ]] || linking=-pthread
     [[ $2 != *=thread* ]] || threads=4
+    if [[ $2 == *WASM* ]]; then
+        set -- "$1" "$(web/native/clang.sh) -fexceptions ${2/WASM/}" "$3"
+        linking=-Wl,-z,stack-size=1048576
+        sources+=("$PWD/web/native/runtime.cpp")
+    fi
     mkdir -p "$folder"
     # shellcheck disable=SC2086 # words
     (cd "$folder" && $2 -std=c++20 -I"$OLDPWD"/include -I"$OLDPWD"/src \
         -DOXEL_RECORDS='""' -c "${sources[@]}")
     # A program linked for unsafe maths would take subnormal numbers for 0.
     # shellcheck disable=SC2086
-    $2 -fno-unsafe-math-optimizations $static -pthread "$folder"/*.o -o "$folder/digest"
+    $2 -fno-unsafe-math-optimizations $linking "$folder"/*.o -o "$folder/digest"
     # shellcheck disable=SC2086
     $3 "$folder/digest" tests/records/digest.txt $threads | sed "s/^/$1, /"
-}
-
-qhull() { # ARCHITECTURE FOLDER
-    local apt=(-qq -o "Dir::State=$2/apt" -o "Dir::State::status=$2/apt/status" -o "Dir::Cache=$2/apt"
-        -o "APT::Architecture=$1" -o "APT::Architectures=$1" -o "APT::Sandbox::User=$(id -un)")
-    mkdir -p "$2"/apt/{lists,archives}/partial
-    touch "$2/apt/status" # as if nothing was installed
-    apt-get "${apt[@]}" update || true # what is missing then is missing below
-    (cd "$2" && apt-get "${apt[@]}" download libqhull-dev && dpkg-deb -x libqhull-dev_*.deb .)
 }
 
 run_packages() { # NAME COMPILER EMULATOR
     local folder=$PWD/build/processors/$1 gtest=/usr/src/googletest/googletest
     mkdir -p "$folder"
-    qhull "${1%-packages}" "$folder/qhull"
     # shellcheck disable=SC2086 # words
     (cd "$folder" && $2 -std=c++20 -w -I"$OLDPWD"/{include,src,tools} -I$gtest{,/include} \
         -DGTEST_HAS_PTHREAD=0 -c "$OLDPWD"/{src,src/forms,tools/package_builder}/*.cpp \
         "$OLDPWD/tests/command/package_builder_test.cpp" $gtest/src/gtest{-all,_main}.cc)
     # shellcheck disable=SC2086
-    $2 -static -Wl,--no-warnings "$folder"/*.o "$folder"/qhull/usr/lib/*/libqhullstatic_r.a -o "$folder/tests"
+    $2 -static -Wl,--no-warnings "$folder"/*.o -o "$folder/tests"
     # shellcheck disable=SC2086
     $3 "$folder/tests" --gtest_brief --gtest_filter=PackageBuilder.MakesTheSameBytesEverywhere |
         sed "s/^/$1, /"

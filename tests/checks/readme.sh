@@ -22,4 +22,4 @@ cd "$folder"
 "$3" examples/render.py
 "$2" view frame.bin --panel six-colour -o seen.png
 "$3" -c 'from PIL import Image
-assert Image.open("seen.png").tobytes() == Image.open("preview.png").tobytes()'
+assert Image.open("seen.png").convert("RGB").tobytes() == Image.open("preview.png").tobytes()'

@@ -15,7 +15,7 @@ room_of() { # PATH
     room=${room%%/*}
 }
 grep -ErHo --include='*.h' --include='*.c' --include='*.cpp' '^ *# *include ("[^"]*|<Oxel[^>]*)' \
-    bench examples fuzz include python src tests tools | sed 's/:.*["<]/ /' >"$folder/includes"
+    bench examples fuzz include python src tests tools web/native | sed 's/:.*["<]/ /' >"$folder/includes"
 while read -r file header; do
     found=
     for base in "${file%/*}" tools src include tests/library; do

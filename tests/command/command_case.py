@@ -18,6 +18,11 @@ PANEL = oxel.Panel.from_json({"name": "four", "colours": [
 PHOTO = np.random.default_rng(3).integers(0, 256, (16, 24, 3), np.uint8)
 
 
+def colours_of(path):
+    """The colours of a PNG, with a palette or without one."""
+    return np.asarray(Image.open(path).convert("RGB"))
+
+
 class CommandCase(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()

@@ -14,7 +14,7 @@ import zlib
 
 import numpy as np
 import oxel
-from command_case import COMMAND, PANEL, PHOTO, CommandCase
+from command_case import COMMAND, PANEL, PHOTO, CommandCase, colours_of
 from PIL import Image, ImageCms, ImageOps
 
 DITHERS = [k + s for k, s in itertools.product(("floyd", "jjn", "stucki"), ("", "-serpentine"))]
@@ -54,7 +54,7 @@ class Command(CommandCase):
                 frame = self.frame(f"{options} --frame {form} --preview preview.png")
                 np.testing.assert_array_equal(frame, expected.reshape(-1), options + form)
                 self.oxel("view frame --panel panel.lut --size 24x16 -o view.png", options, "--frame", form)
-                np.testing.assert_array_equal(Image.open("view.png"), Image.open("preview.png"))
+                np.testing.assert_array_equal(colours_of("view.png"), colours_of("preview.png"))
         for command, code, message in (
                 ("view panel.lut --panel panel.lut --size 9x9 -o no.png", 1, "a frame of 9x9 in this"),
                 ("view panel.lut --panel panel.lut -o no.png", 1, "panel.lut: has no size"),
@@ -77,7 +77,7 @@ class Command(CommandCase):
                                  f"--guard {above:.17g}")
                 self.assertEqual(json.loads(done)["guard"]["verdict"], verdict)
             self.frame(f"--dither {dither} --guard {shifted} --preview preview.png")
-            self.assertEqual(set(np.asarray(Image.open("preview.png")).reshape(-1)), {20})
+            self.assertEqual(set(colours_of("preview.png").reshape(-1)), {20})
 
     def test_pictures_are_adjusted_and_cut_where_attention_falls(self):
         panel_render = lambda image: PANEL.render(image, "floyd")[..., 0].reshape(-1)
@@ -162,7 +162,7 @@ class Command(CommandCase):
         """The nominal colours to which a picture's places are nearest."""
         pathlib.Path("poster.lut").write_bytes(poster_package())
         self.oxel("render", path, "--panel poster.lut -o frame --preview poster.png", options)
-        return np.asarray(Image.open("poster.png"))
+        return colours_of("poster.png")
 
     def test_framing_agrees_with_another_program(self):
         image = Image.fromarray(blocks([[0, 1, 2, 3, 4], [5, 4, 3, 2, 1], [2, 0, 5, 1, 3]]))

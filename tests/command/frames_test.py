@@ -14,7 +14,7 @@ import zlib
 import numpy as np
 from PIL import Image
 
-from command_case import COMMAND, PANEL, PHOTO, CommandCase
+from command_case import COMMAND, PANEL, PHOTO, CommandCase, colours_of
 
 PRINT = '#include "{0}.h"\n#include <stdio.h>\nint main(void) {{ return fwrite({0}, 1, sizeof {0}, stdout) != {1}_BYTES; }}\n'
 
@@ -78,7 +78,7 @@ class Frames(CommandCase):
                 self.assertEqual(gzip.decompress(packed_file), data)
                 self.assertEqual(packed_file[4:8], bytes(4), "tells a time")
                 self.oxel(f"view a.{suffix}.gz -o view.png {options} {choice}")
-                np.testing.assert_array_equal(Image.open("view.png"), shown, form)
+                np.testing.assert_array_equal(colours_of("view.png"), shown, form)
             for name in ("a.png", "a.bmp"):
                 np.testing.assert_array_equal(Image.open(name).convert("RGB"), shown, name)
             for bits in (4, 2, 1):
@@ -97,11 +97,11 @@ class Frames(CommandCase):
         png[29:33] = struct.pack(">I", zlib.crc32(png[12:29]))
         pathlib.Path("grey.png").write_bytes(png)
         self.oxel(f"view grey.png -o v.png --panel panel.lut")
-        np.testing.assert_array_equal(Image.open("v.png"), Image.open("preview.png"))
+        np.testing.assert_array_equal(colours_of("v.png"), colours_of("preview.png"))
         for name in ("a.png", "a.bmp", "a.h", "a.bin.gz"):
             self.oxel(f"render photo.png -o {name} --quiet {size}")
             self.oxel(f"view {name} -o v.png {size}")
-            np.testing.assert_array_equal(Image.open("v.png"), Image.open("preview.png"))
+            np.testing.assert_array_equal(colours_of("v.png"), colours_of("preview.png"))
             whole = pathlib.Path(name).read_bytes()
             for tenths in range(1, 10, 2):
                 pathlib.Path("cut_" + name).write_bytes(whole[:len(whole) * tenths // 10])

@@ -2,6 +2,7 @@
 #include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
 #include "package_builder/kernel_agreement.h"
+#include "package_builder/noted_options.h"
 #include "package_builder/package_file.h"
 #include "package_builder/patch_quality.h"
 #include "package_builder/patch_simulation.h"
@@ -328,7 +329,7 @@ TEST(PackageBuilder, MakesPackagesThatRenderBlackAndWhiteInPureInk) {
 }
 
 TEST(PackageBuilder, MakesTheSameBytesEverywhere) {
-    Palette cube; // whose sides qhull has to cut into triangles
+    Palette cube; // whose sides the hull has to cut into triangles
     for (int corner = 0; corner < 8; ++corner)
         cube.push_back(to_bytes(
             255.0 * Vector3{double(corner >> 2), double(corner >> 1 & 1), double(corner & 1)}));

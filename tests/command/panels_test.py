@@ -10,7 +10,7 @@ import unittest
 import zlib
 
 import numpy as np
-from command_case import COMMAND, INKS, PANEL, CommandCase
+from command_case import COMMAND, INKS, PANEL, CommandCase, colours_of
 from PIL import Image
 
 K = {"name": "k", "rgb": [0, 0, 0], "tcon": 7}
@@ -95,13 +95,13 @@ class Panels(CommandCase):
         out = self.oxel("chart patches --panel p.json -o charts --size 8x2", OXEL_PANEL="six-colour")
         self.assertEqual(len(out.splitlines()), 4)
         for i, (rgb, code) in enumerate((((10, 20, 30), 200), ((240, 241, 242), 7))):
-            patch = np.asarray(Image.open(f"charts/colour-0{i}.png"))
+            patch = colours_of(f"charts/colour-0{i}.png")
             self.assertEqual(patch.shape, (2, 8, 3))
             self.assertEqual({tuple(pixel) for pixel in patch.reshape(-1, 3)}, {rgb})
             self.assertEqual(pathlib.Path(f"charts/colour-0{i}.bin").read_bytes(), bytes([code]) * 16)
         self.oxel("package build p.json -o p.lut --report p.html")
         self.oxel("chart gradients --panel p.lut -o charts --size 90x36 --dither jjn")
-        gradients = np.asarray(Image.open("charts/gradients.png")).astype(int)
+        gradients = colours_of("charts/gradients.png").astype(int)
         grey = gradients[0]
         np.testing.assert_array_equal(grey, np.floor((np.arange(90) + .5) / 90 * 255 + .5)[:, None]
                                       .repeat(3, 1))
@@ -114,7 +114,7 @@ class Panels(CommandCase):
         self.oxel("render charts/gradients.png --panel p.lut -o f --size 90x36 --dither jjn")
         self.assertEqual(pathlib.Path("f").read_bytes(), pathlib.Path("charts/gradients.bin").read_bytes())
         self.oxel("view charts/gradients.bin --panel p.lut --size 90x36 -o v.png")
-        np.testing.assert_array_equal(Image.open("v.png"), Image.open("charts/gradients-preview.png"))
+        np.testing.assert_array_equal(colours_of("v.png"), colours_of("charts/gradients-preview.png"))
         page = pathlib.Path("p.html").read_text()
         for text in ("charted", "&lt;k &amp; co&gt;", "paper", "<td>200<", "<td>7<", "stucki-serpentine"):
             self.assertIn(text, page)

@@ -4,6 +4,7 @@
 #include "package_builder/package_builder.h"
 #include "preparation/light.h"
 #include "preparation/preparation.h"
+#include "preparation/reduction.h"
 
 #include <gtest/gtest.h>
 
@@ -146,6 +147,40 @@ TEST(Preparation, RendersWhatATallerPictureWould) {
     EXPECT_EQ(preroll_rows({5000000, 143}), 0); // would leave what the library renders
 }
 
+TEST(Reduction, KeepsFlatColoursMeansAndParts) {
+    constexpr ImageSize size{203, 117};
+    const auto reduced = [&](const Light &light, double scale, ImageSize part, int left, int top) {
+        Light result(3 * part.pixels());
+        Reduction reduction({size.width, scale}, {size.height, scale}, left, top, part, result);
+        for (std::size_t row = 0; row < light.size(); row += 3 * size.width)
+            reduction.add(std::span(light).subspan(row, 3 * size.width));
+        return result;
+    };
+    Light checks(3 * size.pixels());
+    for (std::size_t i = 0; i < checks.size(); ++i)
+        checks[i] = (i / 3 % size.width + i / 3 / size.width) % 2 ? 65535 : 0;
+    for (const double scale : {1.0, 0.8, 0.5, 0.41, 0.25, 0.1, 0.02}) {
+        const ImageSize whole{ReducedSide(size.width, scale).to,
+                              ReducedSide(size.height, scale).to};
+        const ImageSize part{(whole.width + 1) / 2, (whole.height + 1) / 2};
+        EXPECT_EQ(reduced(flat({65535, 0, 777}, size), scale, whole, 0, 0),
+                  flat({65535, 0, 777}, whole));
+        const Light light = reduced(photograph(size), scale, whole, 0, 0);
+        const Light piece =
+            reduced(photograph(size), scale, part, whole.width / 2, whole.height / 2);
+        for (std::size_t i = 0; i < piece.size(); ++i) {
+            const auto row = 3 * std::size_t(part.width), whole_row = 3 * std::size_t(whole.width);
+            const std::size_t x = i % row + 3 * std::size_t(whole.width / 2);
+            const std::size_t y = i / row + std::size_t(whole.height / 2);
+            ASSERT_EQ(piece[i], light[y * whole_row + x]) << scale << ' ' << i;
+        }
+        if (scale <= 0.5) { // finer than the result shows: their mean, in light
+            const Light grey = reduced(checks, scale, whole, 0, 0);
+            EXPECT_NEAR(grey[3 * (whole.pixels() / 2)], 32768, 700) << scale;
+        }
+    }
+}
+
 TEST(Development, DoesWhatItSays) {
     constexpr ImageSize size{64, 64};
     const auto developed = [&](Light light, const Development &amounts) {
@@ -215,5 +250,6 @@ TEST(Preparation, IsTheSameOnEveryMachine) {
              .white_balance = WhiteBalance::automatic,
              .auto_levels = true},
             ExactColours(palette));
-    EXPECT_EQ(checksum(prepare(light, size, Grid::ends, ExactColours(palette), 8).bytes), 2015696578U);
+    EXPECT_EQ(checksum(prepare(light, size, Grid::ends, ExactColours(palette), 8).bytes),
+              3382047250U);
 }

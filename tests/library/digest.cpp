@@ -18,7 +18,9 @@
 #include <cstring>
 #include <iterator>
 #include <limits>
+#ifndef __wasi__ // where there are none
 #include <thread>
+#endif
 
 namespace {
 
@@ -227,6 +229,7 @@ Results run_all(unsigned threads) {
         const GuardedBytes pixels = pool(random, seed % 3 == 0);
         const Results results = run_sections(seed, pixels);
         std::vector<Results> others(threads);
+#ifndef __wasi__
         std::vector<std::thread> running;
         for (auto &other : others)
             running.emplace_back([&] {
@@ -235,6 +238,7 @@ Results run_all(unsigned threads) {
             });
         for (auto &thread : running)
             thread.join();
+#endif
         if (std::any_of(others.begin(), others.end(),
                         [&](auto &other) { return other != results; }))
             return {};

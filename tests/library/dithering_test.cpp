@@ -19,8 +19,9 @@ TEST(Dithering, RoutinesAgreeWithTheReference) {
     Random random(21);
     const Tables tables = random_tables(random, 9);
     adopt(tables.package());
-    for (const auto &[width, height] : sizes)
+    for (const auto &[columns, rows] : sizes)
         for (std::uint32_t mode = 0; mode < 6; ++mode) {
+            const int width = columns, height = rows; // which Clang 14 captures
             const bool empty = width < 1 || height < 1;
             Bytes image = random_bytes(random, empty ? 15 : 3U * unsigned(width * height));
             const Bytes expected =

@@ -83,7 +83,7 @@ TEST(Package, IsReadWhereItsHeaderSays) {
         expect_renders();
         // One that is refused leaves this one in force, whatever it holds.
         Bytes refused = random_bytes(random, bytes.size());
-        put_u32(refused, 6, size + i % 2);
+        put_u32(refused, 6, size + static_cast<std::uint32_t>(i % 2));
         put_crc(refused);
         if (i % 2 == 0)
             refused[random() % size] ^= static_cast<std::uint8_t>(1 << random() % 8);

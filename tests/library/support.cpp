@@ -8,8 +8,10 @@
 #include <memory>
 #include <sstream>
 #include <stdexcept>
+#ifndef __wasi__
 #include <sys/mman.h>
 #include <unistd.h>
+#endif
 
 int random_below(Random &random, int limit) {
     return static_cast<int>(random() % static_cast<unsigned>(limit));
@@ -34,6 +36,16 @@ std::vector<std::vector<std::string>> worked(const std::string &name) {
     return rows;
 }
 
+#ifdef __wasi__ // whose memory has no pages that could be made unreadable
+GuardedBytes::GuardedBytes(const Bytes &content)
+    : size_(content.size()), mapping_(new std::uint8_t[content.size() + 1]), bytes_(mapping_) {
+    std::copy(content.begin(), content.end(), bytes_);
+}
+
+GuardedBytes::~GuardedBytes() {
+    delete[] mapping_;
+}
+#else
 GuardedBytes::GuardedBytes(const Bytes &content) : size_(content.size()) {
     const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     const std::size_t readable = (size_ + page - 1) / page * page;
@@ -50,6 +62,7 @@ GuardedBytes::GuardedBytes(const Bytes &content) : size_(content.size()) {
 GuardedBytes::~GuardedBytes() {
     munmap(mapping_, mapped_);
 }
+#endif
 
 void put_u32(Bytes &bytes, std::size_t offset, std::uint32_t value) {
     for (std::size_t i = 0; i < 4; ++i)

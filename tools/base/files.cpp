@@ -94,7 +94,7 @@ bool remove_abandoned(const fs::path &temporary) {
 
 /// A rename would replace a file that may not be written.
 void expect_writable(const std::string &path, const fs::path &target) {
-    struct stat old {};
+    struct stat old{};
     if (stat(target.c_str(), &old) == 0 &&
         ((old.st_mode & (S_IWUSR | S_IWGRP | S_IWOTH)) == 0 || access(target.c_str(), W_OK) != 0))
         throw Failure(path, "is read-only, so it is not replaced");
@@ -102,8 +102,8 @@ void expect_writable(const std::string &path, const fs::path &target) {
 
 /// Gives the file the mode, and as far as that is allowed the owner, of the one that it replaces.
 bool keep_mode(int file, const fs::path &target) {
-    struct stat old {};
-    struct stat now {};
+    struct stat old{};
+    struct stat now{};
     if (stat(target.c_str(), &old) != 0 || fstat(file, &now) != 0)
         return true; // it is new
     if ((old.st_uid != now.st_uid || old.st_gid != now.st_gid) &&
@@ -178,7 +178,7 @@ void write_standard_output(std::span<const std::uint8_t> bytes) {
 }
 
 FileVersion file_version(const std::string &path) {
-    struct stat status {};
+    struct stat status{};
     return stat(path.c_str(), &status) == 0 ? version_of(status) : FileVersion{};
 }
 
@@ -283,7 +283,7 @@ void OutputFiles::write(const std::string &path, std::span<const std::uint8_t> b
 FileVersions OutputFiles::versions() const {
     FileVersions versions;
     for (const File &file : files_) {
-        struct stat status {};
+        struct stat status{};
         versions[file.path] =
             fstat(fileno(file.handle.get()), &status) == 0 ? version_of(status) : FileVersion{};
     }

@@ -9,8 +9,8 @@ namespace oxel::tools {
 
 namespace {
 
-/// Letters to insert, remove, replace or exchange with their neighbours, after Damerau, "A technique
-/// for computer detection and correction of spelling errors", 1964.
+/// Letters to insert, remove, replace or exchange with their neighbours, after Damerau, "A
+/// technique for computer detection and correction of spelling errors", 1964.
 std::size_t distance(const std::string &from, const std::string &to) {
     std::vector<std::size_t> before;
     std::vector<std::size_t> above;

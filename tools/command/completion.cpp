@@ -165,7 +165,7 @@ _oxel_name_or_file() {
 }
 )zsh";
     write_zsh_function(script, app);
-script << "\n_oxel \"$@\"\n";
+    script << "\n_oxel \"$@\"\n";
 }
 
 namespace {

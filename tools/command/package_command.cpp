@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "base/files.h"
 #include "command/picture_options.h"
+#include "package_builder/noted_options.h"
 #include "package_builder/package_file.h"
 #include "panels/panel.h"
 #include "render/library.h"
@@ -147,7 +148,8 @@ void print_palette(std::span<const std::uint8_t> package, const PackageFields &f
 }
 
 void print_description(const std::string &path, const PanelDescription &panel) {
-    std::cout << printable(path) << ": a panel description, of which oxel package build makes a package\n"
+    std::cout << printable(path)
+              << ": a panel description, of which oxel package build makes a package\n"
               << "name          " << printable(panel.name) << "\nsize          "
               << (panel.size ? panel.size->text() : "that of each picture") << "\ntft_layout    "
               << panel.layout << "\n\nindex   R   G   B  TCON\n";

@@ -11,7 +11,7 @@ namespace {
 const std::vector<std::string> fit_names = {"cover", "contain", "stretch", "attention"}; // enum Fit
 const std::vector<std::string> white_balance_names = {"none", "auto", "grey"}; // enum WhiteBalance
 const std::vector<std::string> inks_names = {"auto", "measured", "nominal", "off"}; // enum Inks
-const std::vector<std::string> rotation_names = {"auto", "0", "90", "180", "270"}; // enum Rotation
+const std::vector<std::string> rotation_names = {"auto", "0", "90", "180", "270"};  // enum Rotation
 
 ImageSize parse_size(const std::string &text) {
     ImageSize size{};

@@ -1,6 +1,8 @@
 #include "command/commands.h"
 
 #include "base/failure.h"
+#include "command/frame_options.h"
+#include "command/picture_options.h"
 #include "package_builder/package_file.h"
 #include "render/batch.h"
 #include "render/render_batch.h"
@@ -121,9 +123,8 @@ void run(RenderOptions options) {
         check_outputs({options.frame == "-" ? "" : options.frame, options.preview, options.nominal},
                       {options.photos.front(), settings.picture.panel});
     }
-    const Tuning tuning = settings.dithering_mode == undiffused
-                              ? Tuning::all
-                              : tuning_for(settings.dithering_mode);
+    const Tuning tuning =
+        settings.dithering_mode == undiffused ? Tuning::all : tuning_for(settings.dithering_mode);
     Panel panel = open_panel(settings.picture.panel, tuning, settings.picture.intent);
     panel.layout = settings.frame.layout.value_or(panel.layout);
     adopt_package(panel.source, panel.package);

@@ -16,7 +16,11 @@ enum class Wrapping {
     gzip, // RFC 1952
 };
 
-Bytes deflate_bytes(std::span<const std::uint8_t> bytes, Wrapping wrapping);
+/// Dithered pixels repeat little, so that a search for repetitions takes much and gives little.
+enum class Effort { full, low };
+
+Bytes deflate_bytes(std::span<const std::uint8_t> bytes, Wrapping wrapping,
+                    Effort effort = Effort::full);
 
 /// Throws std::runtime_error if `bytes` are damaged, end too early, or hold more than `limit`.
 Bytes inflate_bytes(std::span<const std::uint8_t> bytes, Wrapping wrapping, std::size_t limit);

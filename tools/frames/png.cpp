@@ -102,9 +102,7 @@ Bytes undo_filters(const Bytes &scanlines, std::size_t row_bytes) {
     return rows;
 }
 
-} // namespace
-
-Bytes encode_png_frame(const FrameImage &frame) {
+Bytes encode(const FrameImage &frame, Effort effort) {
     const int bits = packed_bits_of(frame.codes);
     const Bytes rows = pack(bits, frame);
     const std::size_t row_bytes = packed_row_bytes(bits, frame.size.width);
@@ -131,9 +129,32 @@ Bytes encode_png_frame(const FrameImage &frame) {
     Bytes png(signature.begin(), signature.end());
     append_chunk(png, "IHDR", header);
     append_chunk(png, "PLTE", palette);
-    append_chunk(png, "IDAT", deflate_bytes(scanlines, Wrapping::zlib));
+    append_chunk(png, "IDAT", deflate_bytes(scanlines, Wrapping::zlib, effort));
     append_chunk(png, "IEND", {});
     return png;
+}
+
+} // namespace
+
+Bytes encode_png_frame(const FrameImage &frame) {
+    return encode(frame, Effort::full);
+}
+
+std::optional<Bytes> encode_png_of_few_colours(const Bytes &rgb, ImageSize size) {
+    Codes palette;
+    Bytes indices(rgb.size());
+    for (std::size_t i = 0; i < rgb.size(); i += 3) {
+        const std::array<std::uint8_t, 3> colour = {rgb[i], rgb[i + 1], rgb[i + 2]};
+        std::size_t index = 0;
+        while (index < palette.size() && palette[index].colour != colour)
+            ++index;
+        if (index > 255)
+            return std::nullopt;
+        if (index == palette.size())
+            palette.push_back({static_cast<std::uint8_t>(index), colour, ""});
+        std::fill_n(&indices[i], 3, static_cast<std::uint8_t>(index));
+    }
+    return encode({size, indices, palette, ""}, Effort::low);
 }
 
 Bytes decode_png_frame(std::span<const std::uint8_t> file, const Codes &, ImageSize &size) {

@@ -36,8 +36,7 @@ class Characterisation {
     /// 3 for a body; 2, 1 or 0 if all colours lie in a plane, on a line or in one point.
     int dimension() const { return dimension_; }
 
-    /// By qhull; none unless the dimension is 3. A package depends on which colours they join and
-    /// on what is deep inside them, but not on qhull's own rounding.
+    /// None unless the dimension is 3.
     const std::vector<HullFacet> &facets() const { return facets_; }
 
     /// The palette colours that span the hull, as light, and their places in the palette.

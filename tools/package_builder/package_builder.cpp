@@ -64,17 +64,6 @@ BuiltTables build_tables(const Characterisation &panel, const BuildOptions &opti
     return tables;
 }
 
-std::optional<NotedOptions> noted_options(std::span<const std::uint8_t> package) {
-    const auto fields = read_package_fields(package);
-    if (!fields)
-        return std::nullopt;
-    const ProducerBytes &bytes = fields->producer;
-    if (bytes[0] != 'O' || bytes[1] != 'X' || bytes[2] != 1 || bytes[3] >= intent_names().size() ||
-        bytes[4] >= tuning_names().size())
-        return std::nullopt;
-    return NotedOptions{static_cast<Intent>(bytes[3]), static_cast<Tuning>(bytes[4])};
-}
-
 std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colours,
                                            const BuiltTables &tables) {
     std::vector<std::uint8_t> palette;

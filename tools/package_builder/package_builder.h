@@ -61,16 +61,6 @@ struct BuiltTables {
 /// the rendering library, so it may run while a package is adopted, and on any thread.
 BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options = {});
 
-/// What a package was built for.
-struct NotedOptions {
-    Intent intent;
-    Tuning tuning;
-};
-
-/// What this builder has noted in a package's producer's bytes: "OX", 1, the intent, the tuning, 0.
-/// Nothing for packages of other or earlier builders.
-std::optional<NotedOptions> noted_options(std::span<const std::uint8_t> package);
-
 std::vector<std::uint8_t> assemble_package(const std::vector<PanelColour> &colours,
                                            const BuiltTables &tables);
 

@@ -177,10 +177,11 @@ Counts simulate(const Tables &tables, const std::vector<Quads> &pixels, bool ser
                 ++counts[((patch * blocks + row) * blocks + column) * colours + indices[i]];
             }
         };
-        if (serpentine && (y + area.lead) % 2 != 0)
-            diffusion.template scan<-1>(std::size_t(y + area.lead), count);
+        const int scanned = y + area.lead;
+        if (serpentine && scanned % 2 != 0)
+            diffusion.template scan<-1>(std::size_t(scanned), count);
         else
-            diffusion.template scan<1>(std::size_t(y + area.lead), count);
+            diffusion.template scan<1>(std::size_t(scanned), count);
     }
     return counts;
 }

@@ -93,7 +93,7 @@ Quantiser::Quantiser(const Characterisation &panel) {
     choices_.push_back(all);
     // GCC 12's own order of such vectors is none on a big-endian processor.
     const auto precedes = [](const auto &one, const auto &other) {
-        return std::ranges::lexicographical_compare(one, other);
+        return std::lexicographical_compare(one.begin(), one.end(), other.begin(), other.end());
     };
     std::map<std::vector<std::size_t>, std::size_t, decltype(precedes)> known;
     known[{}] = 0; // inside, any will do

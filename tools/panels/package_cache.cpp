@@ -1,6 +1,7 @@
 #include "panels/package_cache.h"
 
 #include "builder_version.h"
+#include "package_builder/noted_options.h"
 
 #include <algorithm>
 #include <cstdlib>

@@ -1,6 +1,7 @@
 #include "panels/panel.h"
 
 #include "base/failure.h"
+#include "base/files.h"
 #include "base/suggestion.h"
 #include "built_in_panels.h"
 #include "panels/package_cache.h"
@@ -39,31 +40,11 @@ std::vector<std::string> built_in_names() {
     return names;
 }
 
-/// 3 bytes an ink, or nothing if the package does not hold them all.
-std::span<const std::uint8_t> palette_of(std::span<const std::uint8_t> package) {
-    const auto fields = read_package_fields(package);
-    return fields ? package_table(package, fields->palette, 3UL * fields->colours)
-                  : std::span<const std::uint8_t>();
-}
-
 } // namespace
 
 bool is_description(const Bytes &bytes) {
     // JSON has no NUL; a package's header has some whenever it is true to its length.
     return std::find(bytes.begin(), bytes.end(), 0) == bytes.end();
-}
-
-Grid grid_of(std::span<const std::uint8_t> package) {
-    const auto options = noted_options(package);
-    return options && options->intent != Intent::absolute ? Grid::ends : Grid::middles;
-}
-
-ExactColours exact_colours_of(std::span<const std::uint8_t> package) {
-    return ExactColours(palette_of(package));
-}
-
-InkColours ink_colours_of(std::span<const std::uint8_t> package, Inks inks) {
-    return InkColours(palette_of(package), inks);
 }
 
 /// A description with a built-in panel's colours takes that panel's package.

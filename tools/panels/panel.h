@@ -1,14 +1,11 @@
 #ifndef OXEL_TOOLS_PANEL_H
 #define OXEL_TOOLS_PANEL_H
 
-#include "base/files.h"
+#include "base/bytes.h"
 #include "base/image_size.h"
 #include "panels/panel_description.h"
-#include "preparation/grid.h"
-#include "preparation/inks.h"
 
 #include <optional>
-#include <span>
 #include <string>
 #include <vector>
 
@@ -25,15 +22,6 @@ struct Panel {
     std::vector<PanelColour> colours;      // the description's; none if there is just a package
     Intent intent = Intent::perceptual;    // of its packages, if there is a description
 };
-
-/// Where a package's builder has put the cells of the gamut table.
-Grid grid_of(std::span<const std::uint8_t> package);
-
-/// What pictures for a package must keep flat.
-ExactColours exact_colours_of(std::span<const std::uint8_t> package);
-
-/// The colours that stand for the inks of a package.
-InkColours ink_colours_of(std::span<const std::uint8_t> package, Inks inks);
 
 /// Gives the panel the package for these diffusions. A panel that came as a package keeps it.
 void tune(Panel &panel, Tuning tuning);

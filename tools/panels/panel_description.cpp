@@ -6,8 +6,8 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cstdio>
 #include <initializer_list>
-#include <iostream>
 #include <set>
 
 namespace oxel::tools {
@@ -24,7 +24,7 @@ class Node {
 
     [[noreturn]] void fail(const std::string &reason) const { throw Failure(place(), reason); }
     void warn(const std::string &text) const {
-        std::cerr << "oxel: " << printable(place()) << ": warning: " << text << '\n';
+        std::fprintf(stderr, "oxel: %s: warning: %s\n", printable(place()).c_str(), text.c_str());
     }
 
     bool has(const char *key) const { return value_.contains(key); }

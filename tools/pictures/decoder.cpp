@@ -4,11 +4,13 @@
 #include "pictures/loaders.h"
 #include "pictures/vips_session.h"
 #include "preparation/light.h"
+#include "preparation/reduction.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -100,31 +102,56 @@ Box stored_box(Box part, ImageSize upright_size, int orientation) {
     return part;
 }
 
-/// Whether a profile comes with the picture and is one for its kind of colours: grey pictures are
+/// The profile that comes with a picture, if it is one for its kind of colours: grey pictures are
 /// found with one for RGB, and L*a*b* needs none.
-bool has_profile(const VImage &image) {
+std::string_view profile_of(const VImage &image) {
     if (image.get_typeof(VIPS_META_ICC_NAME) == 0)
-        return false;
+        return {};
     std::size_t size = 0;
-    const auto *profile = static_cast<const char *>(image.get_blob(VIPS_META_ICC_NAME, &size));
+    const auto *bytes = static_cast<const char *>(image.get_blob(VIPS_META_ICC_NAME, &size));
+    const std::string_view profile(bytes, size);
     switch (image.interpretation()) {
     case VIPS_INTERPRETATION_B_W:
     case VIPS_INTERPRETATION_GREY16:
-        return size >= 20 && std::string_view(profile + 16, 4) == "GRAY";
+        return size >= 20 && profile.substr(16, 4) == "GRAY" ? profile : std::string_view();
     case VIPS_INTERPRETATION_LAB:
     case VIPS_INTERPRETATION_LABS:
-        return false;
+        return {};
     default:
-        return true;
+        return profile;
     }
 }
 
-/// Linear light in three channels, opaque. What has 16 bits a channel keeps them.
-VImage to_light(VImage image, std::vector<double> background) {
+VImage through_profile(const VImage &image, int depth) {
+    return image.icc_transform("srgb",
+                               VImage::option()->set("embedded", true)->set("depth", depth));
+}
+
+/// Whether the profile moves none of 729 colours of sRGB by more than a byte's step.
+bool is_srgb(std::string_view profile) {
+    static std::pair<std::string, bool> known; // most pictures come with the one of those before
+    if (known.first == profile)
+        return known.second;
+    known = {std::string(profile), false};
+    if (profile.substr(16, 4) != "RGB ")
+        return false;
+    std::vector<std::uint8_t> colours;
+    for (int i = 0; i < 729; ++i)
+        for (const int part : {i / 81, i / 9 % 9, i % 9})
+            colours.push_back(static_cast<std::uint8_t>(part * 255 / 8));
+    VImage image = image_of(colours, {729, 1}).copy();
+    image.set(VIPS_META_ICC_NAME, nullptr, const_cast<char *>(profile.data()), profile.size());
+    known.second = (through_profile(image, 8) - image_of(colours, {729, 1})).abs().max() <= 1;
+    return known.second;
+}
+
+/// sRGB in three channels, opaque. What has 16 bits a channel keeps them.
+VImage to_srgb(VImage image, std::vector<double> background) {
     const bool deep = image.format() == VIPS_FORMAT_USHORT;
-    if (has_profile(image) || image.interpretation() == VIPS_INTERPRETATION_CMYK)
-        image = image.icc_transform(
-            "srgb", VImage::option()->set("embedded", true)->set("depth", deep ? 16 : 8));
+    const std::string_view profile = profile_of(image);
+    if (image.interpretation() == VIPS_INTERPRETATION_CMYK ||
+        (!profile.empty() && (deep || !is_srgb(profile))))
+        image = through_profile(image, deep ? 16 : 8);
     image = image.copy(); // as libvips asks before its notes are changed
     image.remove(VIPS_META_ICC_NAME);
     image = image.colourspace(deep ? VIPS_INTERPRETATION_RGB16 : VIPS_INTERPRETATION_sRGB);
@@ -133,12 +160,23 @@ VImage to_light(VImage image, std::vector<double> background) {
             channel *= 257;
     if (image.has_alpha())
         image = image.flatten(VImage::option()->set("background", background));
-    return image.colourspace(VIPS_INTERPRETATION_scRGB);
+    return image.extract_band(0, VImage::option()->set("n", 3))
+        .cast(deep ? VIPS_FORMAT_USHORT : VIPS_FORMAT_UCHAR);
+}
+
+/// Linear light as libvips has it, from 0 to 1.
+VImage to_light(const VImage &srgb) {
+    return srgb.colourspace(VIPS_INTERPRETATION_scRGB);
 }
 
 /// Light as whole numbers, as in light.h.
 VImage to_numbers(const VImage &light) {
     return light.linear(65535, 0.5).cast(VIPS_FORMAT_USHORT);
+}
+
+VImage image_of_light(std::span<std::uint16_t> light, ImageSize size) {
+    return VImage::new_from_memory(light.data(), light.size_bytes(), size.width, size.height, 3,
+                                   VIPS_FORMAT_USHORT);
 }
 
 /// How many times larger than the picture, upright, its two sides become.
@@ -159,36 +197,51 @@ double drawing_scale(ImageSize drawing, ImageSize part, ImageSize wanted, Fit fi
     return std::min(std::max(across, down), std::sqrt(most_pixels / double(drawing.pixels())));
 }
 
-/// The part of an upright picture that catches the eye most.
-VImage most_interesting(const VImage &picture, ImageSize size) {
-    return picture.copy_memory().smartcrop(
-        std::min(size.width, picture.width()), std::min(size.height, picture.height()),
-        VImage::option()->set("interesting", VIPS_INTERESTING_ATTENTION));
+/// How often the decoder may halve a picture's sides. It reduces bytes, not light: where two pixels
+/// a side are left for one of the result, the eye does not see which of them it was.
+int spare_halvings(ImageSize part, ImageSize wanted, Fit fit) {
+    const auto [across, down] = scales(part, wanted, fit);
+    int halvings = 0;
+    for (double left = 1 / std::max(across, down); left >= 4; left /= 2)
+        ++halvings;
+    return halvings;
 }
 
-/// The rows of a part as they come in from a picture that is read once, from top to bottom.
-struct PartRows {
-    Box part;
-    std::size_t row_bytes;
-    std::span<std::uint8_t> bytes;
+/// The part of an upright picture's light that catches the eye most.
+VImage most_interesting(const VImage &picture, ImageSize size) {
+    return to_numbers(
+        picture.linear(1.0 / 65535, 0)
+            .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_scRGB))
+            .copy_memory()
+            .smartcrop(std::min(size.width, picture.width()),
+                       std::min(size.height, picture.height()),
+                       VImage::option()->set("interesting", VIPS_INTERESTING_ATTENTION)));
+}
 
-    static int take(VipsRegion *region, VipsRect *area, void *self) {
-        auto &rows = *static_cast<PartRows *>(self);
-        const int last = rows.part.top + rows.part.size.height;
-        for (int y = std::max(area->top, rows.part.top);
-             y < std::min(area->top + area->height, last); ++y)
-            std::memcpy(&rows.bytes[static_cast<std::size_t>(y - rows.part.top) * rows.row_bytes],
-                        VIPS_REGION_ADDR(region, rows.part.left, y), rows.row_bytes);
+/// Hands the rows of a picture to `take`, a function of their number and their bytes, from top to
+/// bottom. All are read, so that a picture that is cut off is noticed wherever it is.
+template <class Take>
+void for_each_row(const VImage &picture, Take take) {
+    const auto take_rows = [](VipsRegion *region, VipsRect *area, void *taker) {
+        for (int y = area->top; y < area->top + area->height; ++y)
+            (*static_cast<Take *>(taker))(y, VIPS_REGION_ADDR(region, 0, y));
         return 0;
-    }
-};
-
-/// Writes a part of it. The whole is read, so that a picture that is cut off is
-/// noticed wherever it is.
-void read_part(const VImage &picture, Box part, std::span<std::uint8_t> light) {
-    PartRows rows{part, bytes_a_pixel * static_cast<std::size_t>(part.size.width), light};
-    if (vips_sink_disc(picture.get_image(), PartRows::take, &rows) != 0)
+    };
+    if (vips_sink_disc(picture.get_image(), take_rows, &take) != 0)
         throw vips::VError();
+}
+
+/// In linear light, so that fine patterns keep their brightness.
+void reduce(const VImage &srgb, Reduction reduction) {
+    const bool deep = srgb.format() == VIPS_FORMAT_USHORT;
+    Light row(3 * static_cast<std::size_t>(srgb.width()));
+    for_each_row(deep ? to_numbers(to_light(srgb)) : srgb, [&](int, const std::uint8_t *bytes) {
+        if (deep)
+            std::memcpy(row.data(), bytes, 2 * row.size());
+        else
+            light_of_bytes({bytes, row.size()}, row);
+        reduction.add(row);
+    });
 }
 
 VImage turn(const VImage &image, int orientation) {
@@ -212,44 +265,52 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
     auto scale = scales(upright(size_of(picture.image), orientation), size, framing.fit);
     if (swaps_sides(orientation))
         std::swap(scale.first, scale.second);
-    // Colours are converted first because libvips' conversions while it resizes miss pure white.
-    VImage source = to_light(picture.image, background);
-    const bool streamed = !picture.drawing && scale.second <= 1;
-    if (!picture.drawing && !streamed)
-        source = source.copy_memory(); // the whole, which is small beside what is made of it
-    // In linear light, so that fine patterns keep their brightness.
-    VImage image = source.resize(scale.first, VImage::option()->set("vscale", scale.second));
-    const ImageSize resized = upright(size_of(image), orientation);
-    Bytes rows;
-    if (framing.fit == Fit::attention) {
-        image = to_numbers(most_interesting(turn(image, orientation), size));
+    const auto kept_part = [&](ImageSize stored) {
+        if (framing.fit == Fit::attention)
+            return Box{0, 0, stored};
+        const ImageSize resized = upright(stored, orientation);
+        const ImageSize kept = {std::min(size.width, resized.width),
+                                std::min(size.height, resized.height)};
+        return stored_box({kept_from(resized.width, size.width, centre.first),
+                           kept_from(resized.height, size.height, centre.second), kept},
+                          resized, orientation);
+    };
+    const VImage source = to_srgb(picture.image, background);
+    Light rows;
+    VImage image;
+    if (!picture.drawing && scale.first <= 1 && scale.second <= 1) {
+        const ReducedSide across(source.width(), scale.first);
+        const ReducedSide down(source.height(), scale.second);
+        const Box part = kept_part({across.to, down.to});
+        rows.resize(3 * part.size.pixels());
+        reduce(source, {across, down, part.left, part.top, part.size, rows});
+        image = image_of_light(rows, part.size);
     } else {
-        Box part{kept_from(resized.width, size.width, centre.first),
-                 kept_from(resized.height, size.height, centre.second),
-                 {}};
-        part.size = {std::min(size.width, resized.width), std::min(size.height, resized.height)};
-        part = stored_box(part, resized, orientation);
-        image = to_numbers(image);
-        if (streamed) {
-            rows.resize(bytes_a_pixel * part.size.pixels());
-            read_part(image, part, rows);
-            image = VImage::new_from_memory(rows.data(), rows.size(), part.size.width,
-                                            part.size.height, 3, VIPS_FORMAT_USHORT);
-        } else { // what is cut off is not made in the first place
-            image = image.extract_area(part.left, part.top, part.size.width, part.size.height);
-        }
-        image = turn(image, orientation);
+        // What is cut off is not made in the first place, of a source that is small beside it.
+        image = to_light(source);
+        if (!picture.drawing)
+            image = image.copy_memory();
+        image =
+            to_numbers(image.resize(scale.first, VImage::option()->set("vscale", scale.second)));
+        const Box part = kept_part(size_of(image));
+        image = image.extract_area(part.left, part.top, part.size.width, part.size.height);
     }
+    image = turn(image, orientation);
+    if (framing.fit == Fit::attention)
+        image = most_interesting(image, size);
     const VImage framed = image.gravity(VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
                                         VImage::option()
                                             ->set("extend", VIPS_EXTEND_BACKGROUND)
                                             ->set("background", background_light));
-    read_part(framed, {0, 0, size}, light);
+    const std::size_t row_bytes = bytes_a_pixel * static_cast<std::size_t>(size.width);
+    for_each_row(framed, [&](int y, const std::uint8_t *bytes) {
+        std::memcpy(&light[static_cast<std::size_t>(y) * row_bytes], bytes, row_bytes);
+    });
 }
 
 ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
                  std::span<std::uint8_t> light) {
-    OpenPicture picture = open_picture_file(file, wanted.document, 1, limits);
+    OpenPicture picture = open_picture_file(file, wanted.document, {}, limits);
     const int orientation = orientation_of(picture.image, wanted.framing.rotation);
     const ImageSize own = upright(size_of(picture.image), orientation);
     Box part = taken_part(wanted.framing, own);
@@ -260,10 +321,14 @@ ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
         centre = {((*focus)[0].of(own.width) - part.left) / part.size.width,
                   ((*focus)[1].of(own.height) - part.top) / part.size.height};
     ImageSize whole = own;
-    if (picture.drawing) {
-        picture = open_picture_file(file, wanted.document,
-                                    drawing_scale(own, part.size, wanted.size, wanted.framing.fit),
-                                    limits);
+    Opening opening;
+    if (picture.drawing)
+        opening.scale = drawing_scale(own, part.size, wanted.size, wanted.framing.fit);
+    else
+        opening.halvings = std::min(picture.most_halvings,
+                                    spare_halvings(part.size, wanted.size, wanted.framing.fit));
+    if (picture.drawing || opening.halvings > 0) {
+        picture = open_picture_file(file, wanted.document, opening, limits);
         whole = upright(size_of(picture.image), orientation);
         part = scaled(part, own, whole);
     }

@@ -26,6 +26,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace oxel::tools {
@@ -48,7 +49,7 @@ Descriptor open_regular(const std::string &path) {
     Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
     if (!file)
         throw Failure(path, errno == ENOENT ? "no such file" : std::strerror(errno));
-    struct stat status {};
+    struct stat status{};
     if (fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
         throw Failure(path, "is not a regular file");
     return file;
@@ -166,8 +167,8 @@ class DecoderProcess {
     static std::string own_program() {
         const std::string self = "/proc/self/exe";
         std::array<char, PATH_MAX> name{};
-        struct stat named {};
-        struct stat running {};
+        struct stat named{};
+        struct stat running{};
         const ssize_t length = readlink(self.c_str(), name.data(), name.size() - 1);
         const bool same = length > 0 && stat(name.data(), &named) == 0 &&
                           stat(self.c_str(), &running) == 0 && named.st_dev == running.st_dev &&

@@ -13,6 +13,7 @@
 namespace oxel::tools {
 
 using vips::VImage;
+using vips::VOption;
 
 namespace {
 
@@ -22,18 +23,33 @@ struct Loader {
     double bytes_a_pixel = 0;
     bool drawing = false;
     bool document = false;
+    VOption *(*halve)(VOption *options, int times) = nullptr;
 };
 
+// A JPEG's blocks and the wavelets of JPEG 2000 hold smaller pictures; the WebP decoder reduces
+// rows while it writes them. Previews in HEIF and TIFF files may show something else.
+VOption *halve_jpeg(VOption *options, int times) {
+    return options->set("shrink", 1 << times);
+}
+
+VOption *halve_webp(VOption *options, int times) {
+    return options->set("scale", 1.0 / (1 << times));
+}
+
+VOption *halve_jp2k(VOption *options, int times) {
+    return options->set("page", times);
+}
+
 constexpr Loader loaders[] = {
-    {"VipsForeignLoadJpegSource"},
+    {"VipsForeignLoadJpegSource", 0, false, false, halve_jpeg},
     {"VipsForeignLoadPngSource"},
     {"VipsForeignLoadPpmSource"},
     {"VipsForeignLoadTiffSource"},
-    {"VipsForeignLoadWebpSource", 4},
+    {"VipsForeignLoadWebpSource", 4, false, false, halve_webp},
     {"VipsForeignLoadNsgifSource", 8},
     {"VipsForeignLoadHeifSource", 3},
     {"VipsForeignLoadJxlSource", 4},
-    {"VipsForeignLoadJp2kSource"},
+    {"VipsForeignLoadJp2kSource", 0, false, false, halve_jp2k},
     {"VipsForeignLoadSvgSource", 0, true},
     {"VipsForeignLoadPdfSource", 0, true, true},
 };
@@ -105,10 +121,11 @@ void block_other_loaders() {
         vips_operation_block_set(loader.name, FALSE);
 }
 
-OpenPicture open_picture_file(int file, bool document, double scale, const PictureLimits &limits) {
+OpenPicture open_picture_file(int file, bool document, Opening opening,
+                              const PictureLimits &limits) {
     const std::string start = start_of(file);
     if (is_plain_pnm(start))
-        return {read_plain_pnm(file, start[1], limits), false};
+        return {read_plain_pnm(file, start[1], limits), false, 0};
     lseek(file, 0, SEEK_SET); // where libvips expects it
     const vips::VSource source = vips::VSource::new_from_descriptor(file);
     const char *const found = vips_foreign_find_load_source(source.get_source());
@@ -128,11 +145,17 @@ OpenPicture open_picture_file(int file, bool document, double scale, const Pictu
                               ->set("access", VIPS_ACCESS_SEQUENTIAL)
                               ->set("fail_on", VIPS_FAIL_ON_TRUNCATED);
     if (loader->drawing)
-        options->set("scale", scale);
+        options->set("scale", opening.scale);
+    if (opening.halvings > 0)
+        loader->halve(options, opening.halvings);
     const VImage image = VImage::new_from_source(source, "", options);
     if (!loader->drawing)
         check_costs(image, loader->bytes_a_pixel, limits);
-    return {image, loader->drawing};
+    // The smaller pictures that a JPEG 2000 file holds are counted as pages.
+    const int smaller = loader->halve == halve_jp2k ? vips_image_get_n_pages(image.get_image()) - 1
+                        : loader->halve             ? 3
+                                                    : 0;
+    return {image, loader->drawing, smaller};
 }
 
 void check_pixels(ImageSize size, const PictureLimits &limits) {

@@ -15,13 +15,21 @@ void block_other_loaders();
 /// A picture that has been opened: its header is read.
 struct OpenPicture {
     vips::VImage image;
-    bool drawing; // without pixels of its own: opened again at another scale, it is sharper
+    bool drawing;      // without pixels of its own: opened again at another scale, it is sharper
+    int most_halvings; // how small the decoder can make it
 };
 
-/// Opens the picture in a file, which stays open, with drawings at `scale`. A PDF is opened only if
-/// `document` says that one is expected. Throws std::runtime_error for other formats, which it
-/// names, and for more than the limits allow; vips::VError.
-OpenPicture open_picture_file(int file, bool document, double scale, const PictureLimits &limits);
+/// In which size a picture is opened.
+struct Opening {
+    double scale = 1; // of a drawing
+    int halvings = 0; // of another one's sides
+};
+
+/// Opens the picture in a file, which stays open. A PDF is opened only if `document` says that one
+/// is expected. Throws std::runtime_error for other formats, which it names, and for more than the
+/// limits allow; vips::VError.
+OpenPicture open_picture_file(int file, bool document, Opening opening,
+                              const PictureLimits &limits);
 
 /// Throws std::runtime_error that names the limit.
 void check_pixels(ImageSize size, const PictureLimits &limits);

@@ -1,6 +1,7 @@
 #include "pictures/picture.h"
 
 #include "base/failure.h"
+#include "frames/png.h"
 #include "pictures/decoder_process.h"
 #include "pictures/vips_session.h"
 
@@ -50,6 +51,8 @@ Light load_picture(const std::string &path, ImageSize size, const Framing &frami
 }
 
 Bytes encode_png(const std::string &path, const Bytes &rgb, ImageSize size) {
+    if (const auto png = encode_png_of_few_colours(rgb, size))
+        return *png;
     return with_vips(path, [&] { return to_png(image_of(rgb, size)); });
 }
 

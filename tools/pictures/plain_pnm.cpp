@@ -78,8 +78,9 @@ VImage read_samples(Numbers &numbers, ImageSize size, int bands, int most, bool 
     for (std::size_t i = 0; i < count; ++i) {
         // Of bits 1 is black.
         const int value = bits ? 1 - numbers.next_bit() : numbers.next(most);
-        samples[i] = static_cast<Sample>((static_cast<unsigned>(value) * full + most / 2U) /
-                                         static_cast<unsigned>(most));
+        samples[i] = static_cast<Sample>(
+            (static_cast<unsigned>(value) * full + static_cast<unsigned>(most) / 2) /
+            static_cast<unsigned>(most));
     }
     const VipsInterpretation grey =
         sizeof(Sample) == 1 ? VIPS_INTERPRETATION_B_W : VIPS_INTERPRETATION_GREY16;
@@ -117,7 +118,7 @@ VImage read_plain_pnm(int file, char kind, const PictureLimits &limits) {
     if (most == 0)
         throw std::runtime_error("has no brightness but 0");
     const int bands = kind == '3' ? 3 : 1;
-    struct stat status {};
+    struct stat status{};
     // Each number takes a digit and, but for bits, a space behind it.
     const std::size_t least = size.pixels() * static_cast<std::size_t>(bands) * (bits ? 1 : 2) - 1;
     if (fstat(file, &status) != 0 || static_cast<std::size_t>(status.st_size) < least)

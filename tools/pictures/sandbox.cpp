@@ -139,10 +139,10 @@ void restrict_system_calls() {
     allow("open", SCMP_A1(SCMP_CMP_MASKED_EQ, writes, 0));
     allow("openat", SCMP_A2(SCMP_CMP_MASKED_EQ, writes, 0));
     allow("clone", SCMP_A0(SCMP_CMP_MASKED_EQ, CLONE_THREAD, CLONE_THREAD));
-    allow("prlimit64", SCMP_A2(SCMP_CMP_EQ, 0));
+    allow("prlimit64", SCMP_A2(SCMP_CMP_EQ, 0, 0));
     allow("getrlimit");
     allow("ugetrlimit");
-    allow("prctl", SCMP_A0(SCMP_CMP_EQ, PR_SET_NAME));
+    allow("prctl", SCMP_A0(SCMP_CMP_EQ, PR_SET_NAME, 0));
     // Their arguments cannot be looked at: the C library does without.
     for (const char *const name : {"clone3", "openat2"})
         if (const int number = seccomp_syscall_resolve_name(name); number != __NR_SCMP_ERROR)

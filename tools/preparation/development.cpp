@@ -12,7 +12,7 @@ namespace oxel::tools {
 
 namespace {
 
-constexpr float white = 65535;
+constexpr float full_light = 65535;
 
 using Gains = std::array<double, 3>;
 
@@ -27,7 +27,7 @@ float luminance(const std::uint16_t *light) {
 }
 
 std::uint16_t rounded(float channel) {
-    return static_cast<std::uint16_t>(std::clamp(channel, 0.0F, white) + 0.5F);
+    return static_cast<std::uint16_t>(std::clamp(channel, 0.0F, full_light) + 0.5F);
 }
 
 /// By Newton's method from above, as exact on every machine.
@@ -48,7 +48,7 @@ Gains balance(std::span<const std::uint16_t> light, bool sixth_power) {
         if (std::max({light[i], light[i + 1], light[i + 2]}) == 65535)
             continue;
         for (std::size_t c = 0; c < 3; ++c) {
-            const double channel = double(light[i + c]) / double(white);
+            const double channel = double(light[i + c]) / double(full_light);
             const double cube = channel * channel * channel;
             sums[c] += sixth_power ? cube * cube : channel;
         }
@@ -89,7 +89,7 @@ Levels levels_of(std::span<const std::uint16_t> light, const Gains &gains) {
         above += counts[--top];
     if (top <= black)
         return {};
-    return {float(black), white / float(top - black)};
+    return {float(black), full_light / float(top - black)};
 }
 
 /// The same light in another luminance: scaled, and brought nearer to white where a channel would
@@ -103,7 +103,7 @@ void set_luminance(std::uint16_t *light, float from, float to) {
     for (std::size_t c = 0; c < 3; ++c)
         channels[c] = float(light[c]) * (to / from);
     const float top = *std::max_element(channels.begin(), channels.end());
-    const float keep = top > white && top > to ? (white - to) / (top - to) : 1;
+    const float keep = top > full_light && top > to ? (full_light - to) / (top - to) : 1;
     for (std::size_t c = 0; c < 3; ++c)
         light[c] = rounded(to + keep * (channels[c] - to));
 }
@@ -166,7 +166,7 @@ void develop_lightness(std::span<std::uint16_t> light, ImageSize size, const Dev
                        const ExactColours &exact) {
     Plane lightness(size.pixels());
     for (std::size_t i = 0; i < lightness.size(); ++i)
-        lightness[i] = float(lightness_of_light(rounded(luminance(&light[3 * i])))) / white;
+        lightness[i] = float(lightness_of_light(rounded(luminance(&light[3 * i])))) / full_light;
     Plane change(size.pixels());
     if (amounts.shadows != 0 || amounts.highlights != 0)
         add_tones(change, base_of(lightness, size), amounts.shadows, amounts.highlights);
@@ -179,7 +179,8 @@ void develop_lightness(std::span<std::uint16_t> light, ImageSize size, const Dev
         if (exact.hold(pixel))
             continue;
         const float wanted = std::clamp(lightness[i] + change[i], 0.0F, 1.0F);
-        set_luminance(pixel, luminance(pixel), float(light_of_lightness(rounded(white * wanted))));
+        set_luminance(pixel, luminance(pixel),
+                      float(light_of_lightness(rounded(full_light * wanted))));
     }
 }
 

@@ -1,9 +1,10 @@
 #include "preparation/inks.h"
 
-#include "preparation/exact_colours.h"
+#include "preparation/grid.h"
 #include "preparation/light.h"
 
 #include <algorithm>
+#include <cstdlib>
 #include <optional>
 
 namespace oxel::tools {
@@ -11,277 +12,315 @@ namespace oxel::tools {
 namespace {
 
 constexpr std::size_t least_area = 16; // pixels; specks of photographs are smaller
-constexpr int reach = 3;               // pixels that smoothing spreads to, and half a thin stroke
+constexpr int smoothing = 3;           // pixels that smoothing spreads to, and half a thin stroke
+constexpr int border = 4;              // pixels beside ink that its error would reach
 
-using Bytes3 = std::array<std::uint8_t, 3>;
+/// Steps to the right, down, and aslant.
+struct Step {
+    int x;
+    int y;
+};
+constexpr Step straight[] = {{1, 0}, {0, 1}};
+constexpr Step all_steps[] = {{1, 0}, {0, 1}, {1, 1}, {1, -1}};
 
-/// How clearly a coloured ink is the pure colour of these bits, of 100; 0 if it is not.
-int clearness(std::span<const std::uint8_t> ink, int bits) {
-    const auto [low, high] = std::minmax({ink[0], ink[1], ink[2]});
-    const int range = high - low;
-    if (range < 24) // grey
-        return 0;
-    int clear = 100;
+/// How a colour lies to the line from one to another.
+struct Mixture {
+    int share; // of the other one, in 256ths
+    int miss;  // square of the distance from the line
+};
+
+template <class Channel>
+Mixture mix(std::span<const Channel> colour, std::span<const Channel> from,
+            std::span<const Channel> to) {
+    std::int64_t along = 0;
+    std::int64_t length = 0;
     for (std::size_t c = 0; c < 3; ++c) {
-        const int place = 100 * (ink[c] - low) / range;
-        const int right = (bits >> c & 1) != 0 ? place - 60 : 48 - place;
-        if (right < 0)
-            return 0;
-        clear = std::min(clear, right + 1);
+        along += std::int64_t{colour[c] - from[c]} * (to[c] - from[c]);
+        length += std::int64_t{to[c] - from[c]} * (to[c] - from[c]);
     }
-    return clear;
-}
-
-int luminance(std::span<const std::uint8_t> ink) {
-    return 2126 * light_of_byte(ink[0]) / 100 + 7152 * light_of_byte(ink[1]) / 100 +
-           722 * light_of_byte(ink[2]) / 100;
-}
-
-/// How far from `from` to `to` a colour lies, in 256ths, or nothing if it is no mixture of them.
-std::optional<int> share(const Bytes3 &colour, const Bytes3 &from, const Bytes3 &to, int &miss) {
-    constexpr int tolerance = 12; // a mixture in light of colours that are not pure bends this far
-    int along = 0;
-    int length = 0;
+    const int share = length == 0 ? 0
+                                  : static_cast<int>(std::clamp(
+                                        256 * along / length, std::int64_t{0}, std::int64_t{256}));
+    int miss = 0;
     for (std::size_t c = 0; c < 3; ++c) {
-        along += (colour[c] - from[c]) * (to[c] - from[c]);
-        length += (to[c] - from[c]) * (to[c] - from[c]);
-    }
-    if (length == 0)
-        return std::nullopt;
-    const int part = std::clamp(256 * along / length, 0, 256);
-    miss = 0;
-    for (std::size_t c = 0; c < 3; ++c) {
-        const int apart = colour[c] - from[c] - part * (to[c] - from[c]) / 256;
+        const int apart = colour[c] - from[c] - share * (to[c] - from[c]) / 256;
         miss += apart * apart;
     }
-    return miss <= tolerance * tolerance ? std::optional(part) : std::nullopt;
+    return {share, miss};
+}
+
+/// Marks what is at most `reach` rows and columns away from what is marked.
+std::vector<bool> spread(const std::vector<bool> &marks, ImageSize size, int reach) {
+    const auto width = static_cast<std::size_t>(size.width);
+    const auto height = static_cast<std::size_t>(size.height);
+    const auto sweep = [reach](const std::vector<bool> &from, std::vector<bool> &to,
+                               std::size_t start, std::size_t step, std::size_t count) {
+        const auto pass = [&](auto place) {
+            int away = reach + 1;
+            for (std::size_t i = 0; i < count; ++i) {
+                away = from[place(i)] ? 0 : away + 1;
+                if (away <= reach)
+                    to[place(i)] = true;
+            }
+        };
+        pass([&](std::size_t i) { return start + step * i; });
+        pass([&](std::size_t i) { return start + step * (count - 1 - i); });
+    };
+    std::vector<bool> rows(marks.size());
+    for (std::size_t y = 0; y < height; ++y)
+        sweep(marks, rows, y * width, 1, width);
+    std::vector<bool> both(marks.size());
+    for (std::size_t x = 0; x < width; ++x)
+        sweep(rows, both, x, width, height);
+    return both;
+}
+
+std::vector<bool> inks_in(const InkPlane &plane) {
+    std::vector<bool> marks(plane.size());
+    for (std::size_t i = 0; i < plane.size(); ++i)
+        marks[i] = plane[i] >= 0;
+    return marks;
 }
 
 class Finder {
   public:
     Finder(std::span<const std::uint16_t> light, ImageSize size, const InkColours &colours)
-        : light_(light), size_(size), colours_(colours), plane_(size.pixels(), -1) {}
+        : light_(light), size_(size), colours_(colours) {}
 
     InkPlane find() {
         if (!find_areas())
             return {};
-        const InkPlane areas = plane_;
-        for (int y = 0; y < size_.height; ++y)
-            for (int x = 0; x < size_.width; ++x)
-                if (areas[at(x, y)] < 0)
-                    plane_[at(x, y)] = static_cast<std::int16_t>(edge(areas, x, y));
-        return std::move(plane_);
+        InkPlane plane = areas_;
+        const std::vector<bool> near = spread(inks_in(areas_), size_, smoothing);
+        for (std::size_t pixel = 0; pixel < plane.size(); ++pixel)
+            if (near[pixel] && plane[pixel] < 0)
+                plane[pixel] = edge(pixel);
+        const std::vector<bool> beside = spread(inks_in(plane), size_, border);
+        for (std::size_t pixel = 0; pixel < plane.size(); ++pixel)
+            if (beside[pixel] && plane[pixel] < 0)
+                plane[pixel] = beside_ink;
+        return plane;
     }
 
   private:
-    std::size_t at(int x, int y) const {
-        return static_cast<std::size_t>(y) * static_cast<std::size_t>(size_.width) +
-               static_cast<std::size_t>(x);
+    using Place = std::optional<std::size_t>;
+
+    Place at(int x, int y) const {
+        if (x < 0 || y < 0 || x >= size_.width || y >= size_.height)
+            return std::nullopt;
+        return std::size_t(y) * std::size_t(size_.width) + std::size_t(x);
     }
 
-    bool inside(int x, int y) const {
-        return x >= 0 && y >= 0 && x < size_.width && y < size_.height;
+    int x_of(std::size_t pixel) const { return int(pixel % std::size_t(size_.width)); }
+    int y_of(std::size_t pixel) const { return int(pixel / std::size_t(size_.width)); }
+
+    Place moved(std::size_t pixel, Step step, int times = 1) const {
+        return at(x_of(pixel) + times * step.x, y_of(pixel) + times * step.y);
     }
 
-    Bytes3 colour(std::size_t pixel) const {
-        Bytes3 bytes{};
-        bytes_of_light(light_.subspan(3 * pixel, 3), bytes);
-        return bytes;
+    std::span<const std::uint8_t> colour(std::size_t pixel) const {
+        return std::span(bytes_).subspan(3 * pixel, 3);
     }
 
-    /// Puts the areas of ink into the plane. Returns whether there are any.
+    /// The largest difference of a channel.
+    int apart(std::size_t one, std::size_t other) const {
+        int most = 0;
+        for (std::size_t c = 0; c < 3; ++c)
+            most = std::max(most, std::abs(colour(one)[c] - colour(other)[c]));
+        return most;
+    }
+
+    /// Finds the areas, and the spots that touch them. Returns whether there are any.
     bool find_areas() {
-        InkPlane exact(size_.pixels());
-        for (std::size_t i = 0; i < exact.size(); ++i)
-            exact[i] = static_cast<std::int16_t>(colours_.ink_of(&light_[3 * i]));
-        std::vector<std::size_t> spots; // of less than the least area, one after the other
-        std::vector<std::size_t> lengths;
+        exact_.resize(size_.pixels());
+        for (std::size_t i = 0; i < exact_.size(); ++i)
+            exact_[i] = static_cast<std::int16_t>(colours_.ink_of(&light_[3 * i]));
+        areas_.assign(exact_.size(), diffused);
+        std::vector<bool> seen(exact_.size());
+        std::vector<std::size_t> spots; // one after the other
+        std::vector<std::size_t> ends;  // of each
         std::vector<std::size_t> area;
         bool any = false;
-        for (std::size_t start = 0; start < exact.size(); ++start) {
-            const std::int16_t ink = exact[start];
-            if (ink < 0)
+        for (std::size_t start = 0; start < exact_.size(); ++start) {
+            if (exact_[start] < 0 || seen[start])
                 continue;
-            fill(exact, start, area);
-            if (area.size() >= least_area) {
+            collect(start, seen, area);
+            if (area.size() < least_area) {
+                spots.insert(spots.end(), area.begin(), area.end());
+                ends.push_back(spots.size());
+            } else if (is_drawn(area)) {
                 any = true;
                 for (const std::size_t pixel : area)
-                    plane_[pixel] = ink;
-            } else {
-                inks_of_spots_.push_back(ink);
-                lengths.push_back(area.size());
-                spots.insert(spots.end(), area.begin(), area.end());
+                    areas_[pixel] = exact_[pixel];
             }
         }
         if (any)
-            add_spots(spots, lengths);
+            add_spots(spots, ends);
         return any;
     }
 
-    /// Lists the pixels of the start's ink that are connected with it, and takes them out.
-    void fill(InkPlane &exact, std::size_t start, std::vector<std::size_t> &area) const {
-        const std::int16_t ink = exact[start];
-        const auto width = static_cast<std::size_t>(size_.width);
+    /// Lists the pixels of the start's ink that are connected with it.
+    void collect(std::size_t start, std::vector<bool> &seen, std::vector<std::size_t> &area) const {
         area.assign(1, start);
-        exact[start] = -1;
-        for (std::size_t i = 0; i < area.size(); ++i) {
-            const std::size_t pixel = area[i];
-            const auto visit = [&](bool there, std::size_t next) {
-                if (there && exact[next] == ink) {
-                    exact[next] = -1;
-                    area.push_back(next);
-                }
-            };
-            visit(pixel % width > 0, pixel - 1);
-            visit(pixel % width + 1 < width, pixel + 1);
-            visit(pixel >= width, pixel - width);
-            visit(pixel + width < exact.size(), pixel + width);
-        }
+        seen[start] = true;
+        for (std::size_t i = 0; i < area.size(); ++i)
+            for (const Step step : straight)
+                for (const int way : {-1, 1})
+                    if (const Place next = moved(area[i], step, way);
+                        next && exact_[*next] == exact_[start] && !seen[*next]) {
+                        seen[*next] = true;
+                        area.push_back(*next);
+                    }
+    }
+
+    /// Whether an area ends at edges, for the greater part. In a photograph what is as light or as
+    /// dark as can be begins where a slope ends.
+    bool is_drawn(std::span<const std::size_t> area) {
+        if (bytes_.empty())
+            bytes_ = bytes_of(light_);
+        std::size_t edges = 0;
+        std::size_t slopes = 0;
+        for (const std::size_t pixel : area)
+            for (const Step step : straight)
+                for (const int way : {-1, 1})
+                    if (const Place next = moved(pixel, step, way);
+                        next && exact_[*next] != exact_[pixel])
+                        ++(is_slope(pixel, *next, moved(*next, step, way)) ? slopes : edges);
+        return slopes <= edges;
+    }
+
+    /// Whether a picture goes on evenly from a pixel of ink by the next one to the one behind it.
+    bool is_slope(std::size_t pixel, std::size_t next, Place behind) const {
+        constexpr int unseen = 4;
+        constexpr int even = 24;
+        const int rise = apart(pixel, next);
+        return rise <= unseen || (rise <= even && behind && apart(pixel, *behind) > rise &&
+                                  apart(next, *behind) <= even);
     }
 
     /// Spots that touch an area are dots and strokes of what is drawn on it.
-    void add_spots(std::span<const std::size_t> spots, std::span<const std::size_t> lengths) {
-        const InkPlane areas = plane_;
+    void add_spots(std::span<const std::size_t> spots, std::span<const std::size_t> ends) {
+        const std::vector<bool> touched = spread(inks_in(areas_), size_, 1);
         std::size_t begin = 0;
-        for (std::size_t i = 0; i < lengths.size(); begin += lengths[i], ++i) {
-            const auto spot = spots.subspan(begin, lengths[i]);
-            if (std::any_of(spot.begin(), spot.end(),
-                            [&](std::size_t pixel) { return touches(areas, pixel); }))
+        for (const std::size_t end : ends) {
+            const auto spot = spots.subspan(begin, end - begin);
+            if (std::any_of(spot.begin(), spot.end(), [&](std::size_t i) { return touched[i]; }))
                 for (const std::size_t pixel : spot)
-                    plane_[pixel] = inks_of_spots_[i];
+                    areas_[pixel] = exact_[pixel];
+            begin = end;
         }
     }
 
-    bool touches(const InkPlane &areas, std::size_t pixel) const {
-        const int x0 = static_cast<int>(pixel % static_cast<std::size_t>(size_.width));
-        const int y0 = static_cast<int>(pixel / static_cast<std::size_t>(size_.width));
-        for (int y = y0 - 1; y <= y0 + 1; ++y)
-            for (int x = x0 - 1; x <= x0 + 1; ++x)
-                if (inside(x, y) && areas[at(x, y)] >= 0)
-                    return true;
-        return false;
-    }
-
-    /// The first pixel of ink from here, at most `reach` away.
-    std::optional<std::size_t> look(const InkPlane &areas, int x, int y, int dx, int dy) const {
-        for (int i = 0; i < reach; ++i) {
-            x += dx;
-            y += dy;
-            if (!inside(x, y))
-                return std::nullopt;
-            if (areas[at(x, y)] >= 0)
-                return at(x, y);
+    /// How far the first pixel of ink is that way, at most `smoothing`; or 0.
+    int distance(std::size_t pixel, Step step, int way) const {
+        for (int i = 1; i <= smoothing; ++i) {
+            const Place place = moved(pixel, step, i * way);
+            if (!place)
+                return 0;
+            if (areas_[*place] >= 0)
+                return i;
         }
-        return std::nullopt;
+        return 0;
     }
 
-    /// The ink of a pixel that lies between pixels of ink and is mixed of them, or -1.
-    int edge(const InkPlane &areas, int x, int y) const {
-        static constexpr int directions[][2] = {{1, 0}, {0, 1}, {1, 1}, {1, -1}};
-        std::optional<std::size_t> ground;
-        for (const auto &[dx, dy] : directions) {
-            const auto before = look(areas, x, y, -dx, -dy);
-            const auto after = before ? look(areas, x, y, dx, dy) : std::nullopt;
-            if (!after)
+    /// What a pixel becomes that may lie between pixels of ink.
+    std::int16_t edge(std::size_t pixel) const {
+        Place ground;
+        for (const Step step : all_steps) {
+            const int before = distance(pixel, step, -1);
+            const int after = before > 0 ? distance(pixel, step, 1) : 0;
+            if (after == 0)
                 continue;
-            int miss = 0;
-            if (areas[*before] == areas[*after]) {
-                ground = before;
-            } else if (const auto part = share(colour(at(x, y)), colour(*before), colour(*after),
-                                               miss)) {
-                return *part < 128 ? areas[*before] : areas[*after];
+            const std::size_t first = *moved(pixel, step, -before);
+            const std::size_t last = *moved(pixel, step, after);
+            const int flat = longest_flat(pixel, step, -before, after);
+            if (areas_[first] != areas_[last]) {
+                if (flat < 2 && is_mixed(pixel, first, last))
+                    return mix<std::uint8_t>(colour(pixel), colour(first), colour(last)).share < 128
+                               ? areas_[first]
+                               : areas_[last];
+            } else if (flat < 3 && (step.x == 0 || step.y == 0)) {
+                ground = first; // aslant, that would be the corner of a photograph too
             }
         }
-        return ground ? stroke(areas, x, y, *ground) : -1;
+        return ground ? stroke(pixel, *ground) : diffused;
     }
 
-    /// The ink of a pixel of a thin stroke on the ink of `ground`, or -1.
-    int stroke(const InkPlane &areas, int x, int y, std::size_t ground) const {
-        const Bytes3 from = colour(ground);
-        const Bytes3 own = colour(at(x, y));
-        const InkColours::Colour *best = nullptr;
-        int least_miss = 0;
-        int part = 0;
-        for (const InkColours::Colour &to : colours_.colours()) {
-            int miss = 0;
-            const auto mixed = share(own, from, to.bytes, miss);
-            if (mixed && (best == nullptr || miss < least_miss)) {
-                best = &to;
-                least_miss = miss;
-                part = *mixed;
-            }
+    /// The longest row of pixels of one colour that is no ink, between two places from here.
+    int longest_flat(std::size_t pixel, Step step, int before, int after) const {
+        int longest = 0;
+        int length = 0;
+        for (int i = before + 1; i < after; ++i) {
+            const std::size_t place = *moved(pixel, step, i);
+            const bool same = length > 0 && apart(place, *moved(pixel, step, i - 1)) <= 2;
+            length = exact_[place] >= 0 ? 0 : same ? length + 1 : 1;
+            longest = std::max(longest, length);
         }
-        if (best == nullptr)
-            return -1;
-        int most = part;
-        for (int v = std::max(y - 1, 0); v <= std::min(y + 1, size_.height - 1); ++v)
-            for (int u = std::max(x - 1, 0); u <= std::min(x + 1, size_.width - 1); ++u) {
-                int miss = 0;
-                if (const auto other = share(colour(at(u, v)), from, best->bytes, miss))
-                    most = std::max(most, *other);
-            }
-        constexpr int faint = 40; // less than a sixth of the ink is the smoothing's outermost
-        return part >= faint && 2 * part >= most ? best->ink : areas[ground];
+        return longest;
     }
+
+    /// Whether a pixel is mixed of two others, in bytes as browsers do it or in light.
+    bool is_mixed(std::size_t pixel, std::size_t one, std::size_t other) const {
+        const auto light = [&](std::size_t place) { return light_.subspan(3 * place, 3); };
+        const auto halved = [&](std::size_t place) {
+            const auto channels = light(place);
+            return std::array<int, 3>{channels[0] >> 8, channels[1] >> 8, channels[2] >> 8};
+        };
+        return mix<std::uint8_t>(colour(pixel), colour(one), colour(other)).miss <= most_miss ||
+               mix<int>(halved(pixel), halved(one), halved(other)).miss <= most_miss;
+    }
+
+    /// What a pixel of a thin stroke on this ground becomes.
+    std::int16_t stroke(std::size_t pixel, std::size_t ground) const {
+        const InkColours::Colour *ink = nullptr;
+        Mixture mixture{0, most_miss + 1};
+        for (const InkColours::Colour &other : colours_.colours())
+            if (const Mixture with = mix<std::uint8_t>(colour(pixel), colour(ground), other.bytes);
+                other.ink != areas_[ground] && with.miss < mixture.miss) {
+                ink = &other;
+                mixture = with;
+            }
+        if (ink == nullptr)
+            return diffused;
+        int most = mixture.share;        // of the ink, beside the pixel
+        int most_around = mixture.share; // and two pixels about it
+        for (int y = -2; y <= 2; ++y)
+            for (int x = -2; x <= 2; ++x)
+                if (const Place place = moved(pixel, {x, y})) {
+                    const Mixture with =
+                        mix<std::uint8_t>(colour(*place), colour(ground), ink->bytes);
+                    if (with.miss > most_miss)
+                        continue;
+                    most_around = std::max(most_around, with.share);
+                    if (std::abs(x) <= 1 && std::abs(y) <= 1)
+                        most = std::max(most, with.share);
+                }
+        constexpr int clear = 100; // what a stroke of half a pixel has at least
+        constexpr int faint = 40;  // the outermost of smoothing has less
+        const bool taken = most_around >= clear
+                               ? mixture.share >= faint && 2 * mixture.share >= most
+                               : is_dot(pixel, ground, *ink);
+        return taken ? static_cast<std::int16_t>(ink->ink) : areas_[ground];
+    }
+
+    /// Whether a pixel is one of as many of the ink as keep the light of a faint stroke.
+    bool is_dot(std::size_t pixel, std::size_t ground, const InkColours::Colour &ink) const {
+        const auto light = [&](std::size_t place) { return light_.subspan(3 * place, 3); };
+        const int share = mix<std::uint16_t>(light(pixel), light(ground), ink.light).share;
+        return 4 * share > gradient_noise(x_of(pixel), y_of(pixel));
+    }
+
+    static constexpr int most_miss = 12 * 12; // which roundings of a resize leave
 
     std::span<const std::uint16_t> light_;
     ImageSize size_;
     const InkColours &colours_;
-    InkPlane plane_;
-    std::vector<std::int16_t> inks_of_spots_;
+    InkPlane exact_; // the ink that each pixel is exactly
+    InkPlane areas_;
+    std::vector<std::uint8_t> bytes_; // the picture's; empty as long as nobody has asked
 };
 
 } // namespace
-
-InkColours::InkColours(std::span<const std::uint8_t> palette, Inks inks) {
-    const std::size_t count = palette.size() / 3;
-    const auto ink = [&](std::size_t i) { return palette.subspan(3 * i, 3); };
-    if (inks == Inks::automatic || inks == Inks::measured)
-        for (std::size_t i = 0; i < count; ++i)
-            add({ink(i)[0], ink(i)[1], ink(i)[2]}, static_cast<int>(i));
-    if (count == 0 || inks == Inks::off || inks == Inks::measured)
-        return;
-    std::size_t black = 0;
-    std::size_t white = 0;
-    for (std::size_t i = 1; i < count; ++i) {
-        if (luminance(ink(i)) < luminance(ink(black)))
-            black = i;
-        if (luminance(ink(i)) > luminance(ink(white)))
-            white = i;
-    }
-    add({0, 0, 0}, static_cast<int>(black));
-    add({255, 255, 255}, static_cast<int>(white));
-    for (int bits = 1; bits < 7; ++bits) {
-        int clearest = 0;
-        std::size_t chosen = 0;
-        for (std::size_t i = 0; i < count; ++i)
-            if (const int clear = clearness(ink(i), bits);
-                i != black && i != white && clear > clearest) {
-                clearest = clear;
-                chosen = i;
-            }
-        const auto channel = [&](int c) {
-            return static_cast<std::uint8_t>((bits >> c & 1) != 0 ? 255 : 0);
-        };
-        if (clearest > 0)
-            add({channel(0), channel(1), channel(2)}, static_cast<int>(chosen));
-    }
-}
-
-void InkColours::add(const std::array<std::uint8_t, 3> &bytes, int ink) {
-    Colour colour{bytes, {}, ink};
-    light_of_bytes(bytes, colour.light);
-    colours_.push_back(colour);
-}
-
-int InkColours::ink_of(const std::uint16_t *light) const {
-    for (const Colour &colour : colours_)
-        if (ExactColours::near(light[0], colour.light[0]) &&
-            ExactColours::near(light[1], colour.light[1]) &&
-            ExactColours::near(light[2], colour.light[2]))
-            return colour.ink;
-    return -1;
-}
 
 InkPlane find_inks(std::span<const std::uint16_t> light, ImageSize size,
                    const InkColours &colours) {

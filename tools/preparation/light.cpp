@@ -102,6 +102,10 @@ std::uint16_t fine_byte_of_light(std::uint16_t light) {
     return fine_bytes()[light];
 }
 
+std::span<const std::uint16_t, 65536> fine_bytes_of_light() {
+    return std::span<const std::uint16_t, 65536>(fine_bytes().data(), 65536);
+}
+
 void light_of_bytes(std::span<const std::uint8_t> bytes, std::span<std::uint16_t> light) {
     const auto &lights = byte_lights();
     for (std::size_t i = 0; i < bytes.size(); ++i)

@@ -20,6 +20,9 @@ std::uint16_t light_of_byte(std::uint8_t byte);
 /// 256 times the byte, with a fraction, that shows the light: exact for the light of a byte.
 std::uint16_t fine_byte_of_light(std::uint16_t light);
 
+/// The same for each light, at its place: for loops.
+std::span<const std::uint16_t, 65536> fine_bytes_of_light();
+
 /// As many channels each.
 void light_of_bytes(std::span<const std::uint8_t> bytes, std::span<std::uint16_t> light);
 

@@ -4,27 +4,27 @@
 #include "preparation/inks.h"
 #include "preparation/preparation.h"
 
+#include <optional>
+
 namespace oxel::tools {
 
-/// A rectangle of a picture that is rendered by itself.
-struct PageRegion {
-    int x;
-    int y;
-    PreparedPicture picture;
-};
-
-/// A picture in which some pixels have their ink already.
+/// A picture as the library should get it, in which some pixels have their ink already.
 struct Page {
-    ImageSize size;
+    PreparedPicture picture;              // as if nothing were ink
+    std::optional<PreparedPicture> apart; // inks gave way to what is beside them; if that is needed
     InkPlane inks;
-    std::vector<PageRegion> regions; // which hold all other pixels, and do not overlap
 };
 
-/// Prepares a picture of 3 channels of light a pixel. What is not ink is divided into rectangles
-/// that lie apart, each of which is rendered as a picture of its own: so no error passes from one
-/// to another, nor from an ink. In a rectangle, pixels of ink continue what is beside them.
+/// Prepares a picture of 3 channels of light a pixel, as prepare does. Both of the page's pictures
+/// are to be rendered, and put together.
 Page prepare_page(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
-                  const ExactColours &exact, InkPlane inks);
+                  const ExactColours &exact, InkPlane inks, int preroll);
+
+/// Puts a page's renderings of 3 bytes a pixel, without the rows above, together in `rendering`,
+/// which is that of the picture; so what no ink is near stays as it is. `apart` is the other one.
+/// `colours` holds 3 bytes for each palette index.
+void put_together(const InkPlane &inks, std::span<const std::uint8_t> colours,
+                  std::span<const std::uint8_t> apart, std::span<std::uint8_t> rendering);
 
 } // namespace oxel::tools
 

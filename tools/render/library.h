@@ -33,8 +33,8 @@ struct Rendering {
     Bytes measured;
 };
 
-/// Gives a pixel of a rendering this palette index. The package must have been adopted, and hold it.
-void paint(Rendering &rendering, std::size_t pixel, std::size_t index);
+/// The first colours of the adopted package, which must have so many, as renders show them.
+Rendering renderings_of_colours(std::size_t count);
 
 Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode);
 

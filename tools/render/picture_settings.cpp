@@ -2,6 +2,8 @@
 
 #include "base/failure.h"
 #include "base/rereadable.h"
+#include "panels/picture_needs.h"
+#include "preparation/light.h"
 
 namespace oxel::tools {
 

@@ -4,7 +4,7 @@
 #include "panels/panel.h"
 #include "pictures/picture.h"
 #include "preparation/development.h"
-#include "preparation/inks.h"
+#include "preparation/ink_colours.h"
 #include "render/library.h"
 
 #include <optional>
@@ -15,7 +15,7 @@ namespace oxel::tools {
 /// How photographs become the pictures that a panel renders.
 struct PictureSettings {
     std::string panel;
-    std::optional<Intent> intent; // of the package that is built for the panel
+    std::optional<Intent> intent;  // of the package that is built for the panel
     std::optional<ImageSize> size; // instead of the panel's
     Framing framing;
     PictureLimits limits;

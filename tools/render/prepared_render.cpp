@@ -1,27 +1,27 @@
 #include "render/prepared_render.h"
 
 #include "base/failure.h"
+#include "package_builder/package_file.h"
+#include "panels/picture_needs.h"
 #include "panels/table_lookup.h"
 #include "preparation/light.h"
 
-#include <algorithm>
-
 namespace oxel::tools {
 
-PreparedPicture prepare(const Light &picture, ImageSize size, const Panel &panel, bool prepared,
-                        bool guarded) {
+PreparedPicture prepare_guarded(const Light &picture, ImageSize size, const Panel &panel,
+                                bool prepared) {
     if (!prepared)
         return {bytes_of(picture), size, 0};
-    return prepare(picture, size, grid_of(panel.package), exact_colours_of(panel.package),
-                   guarded ? 0 : preroll_rows(size));
+    return prepare(picture, size, grid_of(panel.package), exact_colours_of(panel.package), 0);
 }
 
 Page prepare_page(const Light &picture, ImageSize size, const Panel &panel, bool prepared,
                   Inks inks) {
     if (!prepared)
-        return {size, {}, {{0, 0, prepare(picture, size, panel, false, false)}}};
+        return {{bytes_of(picture), size, 0}, std::nullopt, {}};
     return prepare_page(picture, size, grid_of(panel.package), exact_colours_of(panel.package),
-                        find_inks(picture, size, ink_colours_of(panel.package, inks)));
+                        find_inks(picture, size, ink_colours_of(panel.package, inks)),
+                        preroll_rows(size));
 }
 
 namespace {
@@ -34,33 +34,21 @@ Rendering render(const PreparedPicture &picture, const Panel &panel, int ditheri
     return rendering;
 }
 
-/// Copies a region's pixels into one of the page's renderings.
-void place(const Bytes &from, int width, const PageRegion &region, Bytes &page, int page_width) {
-    const auto row = 3 * static_cast<std::size_t>(width);
-    const auto page_row = 3 * static_cast<std::size_t>(page_width);
-    std::size_t to = static_cast<std::size_t>(region.y) * page_row +
-                     3 * static_cast<std::size_t>(region.x);
-    for (std::size_t i = 0; i < from.size(); i += row, to += page_row)
-        std::copy_n(&from[i], row, &page[to]);
+/// Renders pixels that have their ink already.
+void put_inks(const InkPlane &inks, const Panel &panel, const Rendering &apart,
+              Rendering &rendering) {
+    const Rendering colours = renderings_of_colours(read_package_fields(panel.package)->colours);
+    for (Bytes Rendering::*form : {&Rendering::tcon, &Rendering::nominal, &Rendering::measured})
+        put_together(inks, colours.*form, apart.*form, rendering.*form);
 }
 
 } // namespace
 
 Rendering render(const Page &page, const Panel &panel, int dithering_mode) {
-    if (page.inks.empty())
-        return render(page.regions.front().picture, panel, dithering_mode);
-    const std::size_t bytes = 3 * page.size.pixels();
-    Rendering rendering{Bytes(bytes), Bytes(bytes), Bytes(bytes)};
-    for (const PageRegion &region : page.regions) {
-        const Rendering part = render(region.picture, panel, dithering_mode);
-        const int width = region.picture.size.width;
-        place(part.tcon, width, region, rendering.tcon, page.size.width);
-        place(part.nominal, width, region, rendering.nominal, page.size.width);
-        place(part.measured, width, region, rendering.measured, page.size.width);
-    }
-    for (std::size_t i = 0; i < page.inks.size(); ++i)
-        if (page.inks[i] >= 0)
-            paint(rendering, i, static_cast<std::size_t>(page.inks[i]));
+    Rendering rendering = render(page.picture, panel, dithering_mode);
+    if (!page.inks.empty())
+        put_inks(page.inks, panel,
+                 page.apart ? render(*page.apart, panel, dithering_mode) : Rendering(), rendering);
     return rendering;
 }
 
@@ -69,8 +57,7 @@ Rendering render_undiffused(const Bytes &rgb, const Panel &panel) {
     if (!look_up(panel.package, rgb, indices))
         throw Failure(panel.source, "unusable LUT package: a table is missing or incomplete");
     Rendering rendering{Bytes(rgb.size()), Bytes(rgb.size()), Bytes(rgb.size())};
-    for (std::size_t i = 0; i < indices.size(); ++i)
-        paint(rendering, i, indices[i]);
+    put_inks(InkPlane(indices.begin(), indices.end()), panel, {}, rendering);
     return rendering;
 }
 

@@ -8,11 +8,13 @@
 
 namespace oxel::tools {
 
-/// A picture as this panel wants it, or without preparation its bytes alone.
-PreparedPicture prepare(const Light &picture, ImageSize size, const Panel &panel, bool prepared,
-                        bool guarded);
+/// A picture as this panel wants it, for renders under the guard; or without preparation its bytes
+/// alone.
+PreparedPicture prepare_guarded(const Light &picture, ImageSize size, const Panel &panel,
+                                bool prepared);
 
-/// A picture as this panel wants it, with what is ink already. Without preparation nothing is.
+/// A picture as this panel wants it, with what is ink already; or without preparation its bytes
+/// alone.
 Page prepare_page(const Light &picture, ImageSize size, const Panel &panel, bool prepared,
                   Inks inks);
 

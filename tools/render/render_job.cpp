@@ -51,7 +51,7 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
     const Light picture = open_picture(job.photo, settings.picture, panel, size);
     const bool prepared = !settings.picture.bare;
     if (guarded)
-        result.verdict = render_guarded(prepare(picture, size, panel, prepared, true).bytes, size,
+        result.verdict = render_guarded(prepare_guarded(picture, size, panel, prepared).bytes, size,
                                         job, settings, panel, rendering);
     else if (settings.dithering_mode == undiffused)
         rendering = render_undiffused(bytes_of(picture), panel);

@@ -1,0 +1,69 @@
+#!/bin/bash
+# Compiles the modules of the npm package from the library's and the tools' sources:
+#
+#   build.sh FOLDER
+#
+#   oxel.wasm, oxel-simd.wasm  renders, adjustment, layouts and the preparation of pictures
+#   frames.wasm                frames' files
+#   builder.wasm               panel descriptions and their packages
+set -euo pipefail
+here=$(cd "$(dirname "$0")" && pwd)
+folder=$(mkdir -p "$1" && cd "$1" && pwd)
+cd "$here/../.."
+read -ra clang < <(web/native/clang.sh)
+objects=build/web
+mkdir -p "$objects/include"
+ln -sfn /usr/include/nlohmann "$objects/include/nlohmann" # nothing else of the host's
+
+# Nothing catches: see runtime.cpp.
+flags=(-DNDEBUG -fexceptions -fvisibility=hidden -ffunction-sections -fdata-sections
+    -ftls-model=local-exec -mbulk-memory -mnontrapping-fptoint -Iinclude -Isrc -Itools -isystem "$objects/include"
+    -DJSON_HAS_FILESYSTEM=0 -DJSON_HAS_EXPERIMENTAL_FILESYSTEM=0 -w)
+# shellcheck disable=SC2054 # the linker's own commas
+link=(-mexec-model=reactor -Wl,--gc-sections -Wl,--strip-all -Wl,-z,stack-size=1048576
+    -Wl,--export={malloc,free,oxel_reason})
+
+compile() { # MODULE FLAGS -- SOURCES
+    local module=$objects/$1 own=()
+    shift
+    while [ "$1" != -- ]; do own+=("$1") && shift; done
+    shift
+    rm -rf "$module" && mkdir "$module"
+    for source in "$@"; do
+        printf '%s\0-o\0%s\0' "$source" "$module/${source//\//_}.o"
+    done | xargs -0 -n 3 -P "$(nproc)" "${clang[@]}" "${flags[@]}" "${own[@]}" -c
+}
+
+mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \
+    include/Oxel_Morvel6_render.h)
+
+# -Os suits the diffusions better than -O3, the preparation worse.
+render() { # MODULE FLAG ...
+    local module=$1
+    shift
+    mapfile -t sources < <(find src -name '*.cpp')
+    compile "$module" -Os "$@" -- "${sources[@]}"
+    compile "$module+" -O3 "$@" -- tools/preparation/*.cpp tools/panels/picture_needs.cpp \
+        tools/package_builder/{package_file,noted_options}.cpp \
+        web/native/{runtime,pixels,preparation}.cpp
+    "${clang[@]}" "${link[@]}" "$objects/$module"{,+}/*.o -o "$folder/$module.wasm" \
+        "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
+        -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb}
+}
+render oxel &
+render oxel-simd -msimd128 &
+wait
+
+link_tools() { # MODULE EXPORT ...
+    local module=$1 names=("${@:2}")
+    "${clang[@]}" "${link[@]}" "$objects/$module"{,+}/*.o -o "$folder/$module.wasm" \
+        "${names[@]/#/-Wl,--export=oxel_}"
+}
+mapfile -t frames < <(find tools/frames -name '*.cpp' -not -name deflate.cpp)
+compile frames -Os -- "${frames[@]}"
+compile frames+ -Os -- tools/render/panel_codes.cpp tools/package_builder/package_file.cpp \
+    web/native/{runtime,deflate,frames}.cpp
+link_tools frames result result_size format_name format_suffix crc encode_frame
+compile builder -O2 -msimd128 -- tools/package_builder/*.cpp web/native/{runtime,builder}.cpp
+compile builder+ -Oz -- tools/panels/panel_description.cpp tools/base/{failure,suggestion}.cpp
+link_tools builder result result_size describe described name build

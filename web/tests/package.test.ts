@@ -1,0 +1,152 @@
+import { mkdirSync, readFileSync, writeFileSync } from "node:fs";
+import { join } from "node:path";
+import { fileURLToPath } from "node:url";
+import { gunzipSync, inflateSync } from "node:zlib";
+import { describe as group, expect, test } from "vitest";
+import * as oxelPackage from "../dist/index.js";
+import { adjust, buildPackage, describe, dithers, frameFormats, Panel, transfer, tuningFor } from
+  "../dist/index.js";
+import { bytesOf, folder, oxel, picture, ppm, run } from "./command.js";
+
+const photo = picture(320, 201);
+const file = ppm("photo.ppm", photo);
+const six = fileURLToPath(new URL("../../tools/panels/six-colour.json", import.meta.url));
+const render = (output: string, ...options: string[]) =>
+  run(oxel, "render", file, "--panel", "six-colour", "--size", "320x201", "-o", output, ...options);
+
+/** What is left of a frame's file without its compression, which may differ. */
+function content(name: string, bytes: Buffer): Buffer[] {
+  if (name !== "png") return [bytes];
+  const chunks: Buffer[] = [];
+  for (let place = 8; place < bytes.length; ) {
+    const end = place + 12 + bytes.readUInt32BE(place);
+    const data = bytes.subarray(place + 8, end - 4);
+    chunks.push(bytes.toString("latin1", place + 4, place + 8) === "IDAT" ? inflateSync(data) : data);
+    place = end;
+  }
+  return chunks;
+}
+
+group.each([true, false])("renders with SIMD %s", (simd) => {
+  test("the bytes of the command, in every diffusion", async () => {
+    for (const dither of dithers) {
+      const panel = await Panel.builtin("six-colour", { simd, tuning: tuningFor(dither) });
+      render("frame.rgb", "--dither", dither, "--frame", "rgb", "--preview", "preview.png");
+      const all = panel.renderAll(photo, { dither });
+      expect(bytesOf("frame.rgb").equals(all.tcon.data), dither).toBe(true);
+      for (const output of ["tcon", "eo", "nominal"] as const)
+        expect(panel.render(photo, { dither, output }).data).toEqual(all[output]!.data);
+    }
+    const panel = await Panel.builtin("six-colour", { simd, tuning: "floyd" });
+    render("bare.rgb", "--frame", "rgb", "--no-prepare");
+    expect(bytesOf("bare.rgb").equals(panel.render(photo, { bare: true }).data)).toBe(true);
+  });
+
+  test("adjusts, develops and guards as the command does", async () => {
+    const panel = await Panel.builtin("six-colour", { simd, tuning: "floyd" });
+    render("guarded.rgb", "--frame", "rgb", "--guard", "0.02");
+    const guarded = panel.renderGuarded(photo, 0.02);
+    expect(bytesOf("guarded.rgb").equals(guarded.image.data)).toBe(true);
+    render("adjusted.rgb", "--frame", "rgb", "--hue", "20", "--saturation", "30", "--gamma", "1.3");
+    const adjustment = { hue: 20, saturation: 30, gamma: 1.3 };
+    expect(bytesOf("adjusted.rgb").equals(panel.render(photo, { adjustment }).data)).toBe(true);
+    expect(panel.render(await adjust(photo, adjustment)).data)
+      .toEqual(panel.render(photo, { adjustment }).data);
+    render("developed.rgb", "--frame", "rgb", "--clarity", "40", "--sharpen", "50", "--shadows", "30",
+           "--highlights", "-20", "--white-balance", "auto", "--auto-levels", "--contrast", "10");
+    const developed = panel.render(photo, {
+      development: { clarity: 40, sharpen: 50, shadows: 30, highlights: -20, whiteBalance: "auto",
+                     autoLevels: true },
+      adjustment: { contrast: 10 },
+    });
+    expect(bytesOf("developed.rgb").equals(developed.data)).toBe(true);
+    expect(guarded.verdict).not.toBe(panel.renderGuarded(photo, 1e9).verdict);
+  });
+});
+
+test("pictures of four bytes lie over white and come back with alpha", async () => {
+  const panel = await Panel.builtin();
+  const rgba = { data: new Uint8ClampedArray([250, 0, 0, 255, 0, 0, 0, 0, 9, 9, 9, 0]), width: 3, height: 1 };
+  const rgb = { data: new Uint8Array([250, 0, 0, 255, 255, 255, 255, 255, 255]), width: 3, height: 1 };
+  const { data } = panel.render(rgba, { output: "eo", rgba: true });
+  const expected = panel.render(rgb, { output: "eo" }).data;
+  for (let i = 0; i < 3; ++i)
+    expect([...data.subarray(4 * i, 4 * i + 4)]).toEqual([...expected.subarray(3 * i, 3 * i + 3), 255]);
+});
+
+test("frames in every format, compressed too", async () => {
+  const panel = await Panel.builtin("six-colour", { tuning: "floyd" });
+  const { tcon } = panel.renderAll(photo);
+  for (const format of frameFormats) {
+    const encode = () => panel.encodeFrame(tcon, { format, fileName: "a frame" });
+    if (format === "packed1" || format === "packed2") {
+      await expect(encode()).rejects.toThrow(/more than|needs|bits/);
+      continue;
+    }
+    render("a frame", "--frame", format);
+    const { bytes } = await encode();
+    expect(content(format, Buffer.from(bytes)), format).toEqual(content(format, bytesOf("a frame")));
+    const zipped = await panel.encodeFrame(tcon, { format, fileName: "a frame", gzip: true });
+    expect(zipped.suffix).toMatch(/\.gz$/);
+    expect(gunzipSync(zipped.bytes).equals(bytes)).toBe(true);
+  }
+  const laidOut = await Panel.builtin("six-colour", { layout: 4 });
+  const even = { data: photo.data.subarray(0, 3 * 320 * 200), width: 320, height: 200 };
+  const tall = await transfer(laidOut.render(even), 4);
+  expect([tall.width, tall.height]).toEqual([160, 400]);
+  const { bytes } = await laidOut.encodeFrame(laidOut.render(even), { format: "rgb" });
+  expect(Buffer.from(bytes).equals(tall.data)).toBe(true);
+});
+
+test("packages of the command, with progress", async () => {
+  const inks = { name: "three inks", colours: [
+    { name: "black", lab: [15, 2, -3], tcon: 0 }, { name: "white", rgb: [180, 182, 170], tcon: 1 },
+    { name: "red", rgb: [140, 30, 30], tcon: 4 }] } satisfies oxelPackage.PanelDescription;
+  writeFileSync(join(folder, "inks.json"), JSON.stringify(inks));
+  for (const [description, path, intent] of
+       [[inks, "inks.json", "vivid"], [readFileSync(six, "utf8"), six, "perceptual"]] as const) {
+    run(oxel, "package", "build", path, "-o", "panel.lut", "--intent", intent);
+    const shares: number[] = [];
+    const built = await buildPackage(description, { intent, progress: (share) => shares.push(share) });
+    expect(bytesOf("panel.lut").equals(built), path).toBe(true);
+    expect([shares[0], shares.at(-1)]).toEqual([0, 1]);
+    expect(shares).toEqual([...shares].sort((a, b) => a - b));
+  }
+  const described = await describe(inks);
+  expect(described.colours![1]).toEqual({ rgb: [180, 182, 170], tcon: 1 });
+  expect((await Panel.builtin()).packageBytes).toEqual(new Uint8Array(bytesOf("panel.lut")));
+});
+
+test("errors have the library's names and say what is wrong", async () => {
+  const panel = await Panel.builtin();
+  const damaged = panel.packageBytes.slice();
+  damaged[5000]! ^= 1;
+  const code = (code: string) => expect.objectContaining({ name: "OxelError", code });
+  await expect(Panel.fromPackage(damaged)).rejects.toEqual(code("OXEL_BAD_PACKAGE_CRC"));
+  await expect(Panel.fromPackage(damaged.slice(0, 20))).rejects.toEqual(code("OXEL_BAD_PACKAGE_LENGTH"));
+  const bad = (call: () => unknown) => { try { call(); } catch (error) { return error; } };
+  expect(bad(() => panel.render({ ...photo, width: 321 }))).toEqual(code("OXEL_BAD_ARGUMENT"));
+  expect(bad(() => panel.render(photo, { dither: "atkinson" as "jjn" }))).toEqual(code("OXEL_BAD_SELECTOR"));
+  await expect(transfer(photo, 9)).rejects.toEqual(code("OXEL_BAD_SELECTOR"));
+  expect(bad(() => panel.render(photo, { development: { whiteBalance: "sepia" as "grey" } })))
+    .toEqual(code("OXEL_BAD_SELECTOR"));
+  await expect(Panel.builtin("paper")).rejects.toThrow(/six-colour/);
+  await expect(describe("{")).rejects.toThrow(/parse error|JSON/);
+  await expect(buildPackage({ name: "x", colours: [] })).rejects.toThrow(/2 to 256/);
+  panel.dispose();
+  expect(bad(() => panel.render(photo))).toEqual(code("OXEL_NOT_INITIALISED"));
+});
+
+test("what npm packs works in an empty folder", () => {
+  const root = fileURLToPath(new URL("..", import.meta.url));
+  const [{ filename }] = JSON.parse(run("npm", "pack", root, "--json", "--ignore-scripts"));
+  const empty = join(folder, "empty");
+  mkdirSync(empty);
+  run("npm", "install", "--prefix", empty, "--offline", "--no-audit", "--no-fund", join(folder, filename));
+  writeFileSync(join(empty, "use.mjs"), `
+    import { Panel } from "oxel";
+    const panel = await Panel.builtin();
+    const { tcon } = panel.renderAll({ data: new Uint8Array(3 * 64).fill(255), width: 8, height: 8 });
+    console.log(new Set(tcon.data).has(1), (await panel.encodeFrame(tcon, { format: "packed4" })).bytes.length);`);
+  expect(run("node", join(empty, "use.mjs"))).toBe("true 32\n");
+});
