@@ -90,11 +90,10 @@ class Finder {
     InkPlane find() {
         if (!find_areas())
             return {};
+        // Where strokes meet, pixels lie between those that are settled first.
+        for (int pass = 0; pass < 3; ++pass)
+            settle_edges();
         InkPlane plane = areas_;
-        const std::vector<bool> near = spread(inks_in(areas_), size_, smoothing);
-        for (std::size_t pixel = 0; pixel < plane.size(); ++pixel)
-            if (near[pixel] && plane[pixel] < 0)
-                plane[pixel] = edge(pixel);
         const std::vector<bool> beside = spread(inks_in(plane), size_, border);
         for (std::size_t pixel = 0; pixel < plane.size(); ++pixel)
             if (beside[pixel] && plane[pixel] < 0)
@@ -130,7 +129,7 @@ class Finder {
         return most;
     }
 
-    /// Finds the areas, and the spots that touch them. Returns whether there are any.
+    /// Finds the areas, and the spots beside them. Returns whether there are any.
     bool find_areas() {
         exact_.resize(size_.pixels());
         for (std::size_t i = 0; i < exact_.size(); ++i)
@@ -198,17 +197,26 @@ class Finder {
                                   apart(next, *behind) <= even);
     }
 
-    /// Spots that touch an area are dots and strokes of what is drawn on it.
+    /// Spots beside an area are dots of what is drawn on it, or what a stroke encloses.
     void add_spots(std::span<const std::size_t> spots, std::span<const std::size_t> ends) {
-        const std::vector<bool> touched = spread(inks_in(areas_), size_, 1);
+        const std::vector<bool> beside = spread(inks_in(areas_), size_, smoothing);
         std::size_t begin = 0;
         for (const std::size_t end : ends) {
             const auto spot = spots.subspan(begin, end - begin);
-            if (std::any_of(spot.begin(), spot.end(), [&](std::size_t i) { return touched[i]; }))
+            if (std::any_of(spot.begin(), spot.end(), [&](std::size_t i) { return beside[i]; }))
                 for (const std::size_t pixel : spot)
                     areas_[pixel] = exact_[pixel];
             begin = end;
         }
+    }
+
+    void settle_edges() {
+        const std::vector<bool> near = spread(inks_in(areas_), size_, smoothing);
+        InkPlane plane = areas_;
+        for (std::size_t pixel = 0; pixel < plane.size(); ++pixel)
+            if (near[pixel] && plane[pixel] < 0)
+                plane[pixel] = edge(pixel);
+        areas_ = std::move(plane);
     }
 
     /// How far the first pixel of ink is that way, at most `smoothing`; or 0.

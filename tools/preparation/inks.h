@@ -17,7 +17,7 @@ constexpr std::int16_t beside_ink = -2; // diffused as if no ink were near
 /// pixels that are exactly an ink, and do not melt into what is around them as the lights and
 /// shadows of photographs do. To them belong
 ///
-/// - smaller spots of ink that touch one;
+/// - smaller spots of ink at most 3 pixels away;
 /// - the smoothed pixels between two of them, at most 3 from each, that are mixed of the two: they
 ///   become the nearer one;
 /// - thin strokes on one of them, mixed of it and an ink: a pixel becomes that ink if it has at
