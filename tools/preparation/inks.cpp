@@ -49,37 +49,42 @@ Mixture mix(std::span<const Channel> colour, std::span<const Channel> from,
     return {share, miss};
 }
 
-/// Marks what is at most `reach` rows and columns away from what is marked.
-std::vector<bool> spread(const std::vector<bool> &marks, ImageSize size, int reach) {
-    const auto width = static_cast<std::size_t>(size.width);
-    const auto height = static_cast<std::size_t>(size.height);
-    const auto sweep = [reach](const std::vector<bool> &from, std::vector<bool> &to,
-                               std::size_t start, std::size_t step, std::size_t count) {
-        const auto pass = [&](auto place) {
-            int away = reach + 1;
-            for (std::size_t i = 0; i < count; ++i) {
-                away = from[place(i)] ? 0 : away + 1;
-                if (away <= reach)
-                    to[place(i)] = true;
-            }
-        };
-        pass([&](std::size_t i) { return start + step * i; });
-        pass([&](std::size_t i) { return start + step * (count - 1 - i); });
-    };
-    std::vector<bool> rows(marks.size());
-    for (std::size_t y = 0; y < height; ++y)
-        sweep(marks, rows, y * width, 1, width);
-    std::vector<bool> both(marks.size());
-    for (std::size_t x = 0; x < width; ++x)
-        sweep(rows, both, x, width, height);
-    return both;
-}
+/// Not 0 for the pixels that are marked.
+using Marks = std::vector<std::uint8_t>;
 
-std::vector<bool> inks_in(const InkPlane &plane) {
-    std::vector<bool> marks(plane.size());
+Marks inks_in(const InkPlane &plane) {
+    Marks marks(plane.size());
     for (std::size_t i = 0; i < plane.size(); ++i)
         marks[i] = plane[i] >= 0;
     return marks;
+}
+
+/// Marks what is at most `reach` rows and columns away from what is marked.
+Marks spread(const Marks &marks, ImageSize size, int reach) {
+    const auto width = static_cast<std::size_t>(size.width);
+    const auto height = static_cast<std::size_t>(size.height);
+    const auto far = static_cast<std::uint8_t>(reach + 1);
+    const auto go_on = [far](std::uint8_t &away, const Marks &from, Marks &to, std::size_t i) {
+        away = static_cast<std::uint8_t>(from[i] != 0 ? 0 : away + (away < far));
+        to[i] |= away < far;
+    };
+    Marks columns(marks.size());
+    for (const bool up : {false, true}) {
+        std::vector<std::uint8_t> away(width, far);
+        for (std::size_t i = 0; i < height; ++i)
+            for (std::size_t x = 0; x < width; ++x)
+                go_on(away[x], marks, columns, (up ? height - 1 - i : i) * width + x);
+    }
+    Marks both(marks.size());
+    for (std::size_t start = 0; start < both.size(); start += width) {
+        std::uint8_t away = far;
+        for (std::size_t x = 0; x < width; ++x)
+            go_on(away, columns, both, start + x);
+        away = far;
+        for (std::size_t x = width; x-- > 0;)
+            go_on(away, columns, both, start + x);
+    }
+    return both;
 }
 
 class Finder {
@@ -91,12 +96,12 @@ class Finder {
         if (!find_areas())
             return {};
         // Where strokes meet, pixels lie between those that are settled first.
-        for (int pass = 0; pass < 3; ++pass)
-            settle_edges();
+        for (int pass = 0; pass < 3 && settle_edges(); ++pass)
+            ;
         InkPlane plane = areas_;
-        const std::vector<bool> beside = spread(inks_in(plane), size_, border);
+        const Marks beside = spread(inks_in(plane), size_, border);
         for (std::size_t pixel = 0; pixel < plane.size(); ++pixel)
-            if (beside[pixel] && plane[pixel] < 0)
+            if (beside[pixel] != 0 && plane[pixel] < 0)
                 plane[pixel] = beside_ink;
         return plane;
     }
@@ -117,6 +122,21 @@ class Finder {
         return at(x_of(pixel) + times * step.x, y_of(pixel) + times * step.y);
     }
 
+    /// Calls visit(pixel beside, step, way) for those at the four sides.
+    template <class Visit>
+    void for_each_beside(std::size_t pixel, Visit visit) const {
+        const auto width = static_cast<std::size_t>(size_.width);
+        const std::size_t x = pixel % width;
+        if (x > 0)
+            visit(pixel - 1, straight[0], -1);
+        if (x + 1 < width)
+            visit(pixel + 1, straight[0], 1);
+        if (pixel >= width)
+            visit(pixel - width, straight[1], -1);
+        if (pixel + width < exact_.size())
+            visit(pixel + width, straight[1], 1);
+    }
+
     std::span<const std::uint8_t> colour(std::size_t pixel) const {
         return std::span(bytes_).subspan(3 * pixel, 3);
     }
@@ -135,13 +155,13 @@ class Finder {
         for (std::size_t i = 0; i < exact_.size(); ++i)
             exact_[i] = static_cast<std::int16_t>(colours_.ink_of(&light_[3 * i]));
         areas_.assign(exact_.size(), diffused);
-        std::vector<bool> seen(exact_.size());
+        Marks seen(exact_.size());
         std::vector<std::size_t> spots; // one after the other
         std::vector<std::size_t> ends;  // of each
         std::vector<std::size_t> area;
         bool any = false;
         for (std::size_t start = 0; start < exact_.size(); ++start) {
-            if (exact_[start] < 0 || seen[start])
+            if (exact_[start] < 0 || seen[start] != 0)
                 continue;
             collect(start, seen, area);
             if (area.size() < least_area) {
@@ -159,17 +179,16 @@ class Finder {
     }
 
     /// Lists the pixels of the start's ink that are connected with it.
-    void collect(std::size_t start, std::vector<bool> &seen, std::vector<std::size_t> &area) const {
+    void collect(std::size_t start, Marks &seen, std::vector<std::size_t> &area) const {
         area.assign(1, start);
-        seen[start] = true;
+        seen[start] = 1;
         for (std::size_t i = 0; i < area.size(); ++i)
-            for (const Step step : straight)
-                for (const int way : {-1, 1})
-                    if (const Place next = moved(area[i], step, way);
-                        next && exact_[*next] == exact_[start] && !seen[*next]) {
-                        seen[*next] = true;
-                        area.push_back(*next);
-                    }
+            for_each_beside(area[i], [&](std::size_t next, Step, int) {
+                if (exact_[next] == exact_[start] && seen[next] == 0) {
+                    seen[next] = 1;
+                    area.push_back(next);
+                }
+            });
     }
 
     /// Whether an area ends at edges, for the greater part. In a photograph what is as light or as
@@ -180,11 +199,10 @@ class Finder {
         std::size_t edges = 0;
         std::size_t slopes = 0;
         for (const std::size_t pixel : area)
-            for (const Step step : straight)
-                for (const int way : {-1, 1})
-                    if (const Place next = moved(pixel, step, way);
-                        next && exact_[*next] != exact_[pixel])
-                        ++(is_slope(pixel, *next, moved(*next, step, way)) ? slopes : edges);
+            for_each_beside(pixel, [&](std::size_t next, Step step, int way) {
+                if (exact_[next] != exact_[pixel])
+                    ++(is_slope(pixel, next, moved(next, step, way)) ? slopes : edges);
+            });
         return slopes <= edges;
     }
 
@@ -199,24 +217,30 @@ class Finder {
 
     /// Spots beside an area are dots of what is drawn on it, or what a stroke encloses.
     void add_spots(std::span<const std::size_t> spots, std::span<const std::size_t> ends) {
-        const std::vector<bool> beside = spread(inks_in(areas_), size_, smoothing);
+        const Marks beside = spread(inks_in(areas_), size_, smoothing);
         std::size_t begin = 0;
         for (const std::size_t end : ends) {
             const auto spot = spots.subspan(begin, end - begin);
-            if (std::any_of(spot.begin(), spot.end(), [&](std::size_t i) { return beside[i]; }))
+            if (std::any_of(spot.begin(), spot.end(),
+                            [&](std::size_t i) { return beside[i] != 0; }))
                 for (const std::size_t pixel : spot)
                     areas_[pixel] = exact_[pixel];
             begin = end;
         }
     }
 
-    void settle_edges() {
-        const std::vector<bool> near = spread(inks_in(areas_), size_, smoothing);
+    /// Settles pixels between inks. Returns whether there were any.
+    bool settle_edges() {
+        const Marks near = spread(inks_in(areas_), size_, smoothing);
         InkPlane plane = areas_;
+        bool any = false;
         for (std::size_t pixel = 0; pixel < plane.size(); ++pixel)
-            if (near[pixel] && plane[pixel] < 0)
+            if (near[pixel] != 0 && plane[pixel] < 0) {
                 plane[pixel] = edge(pixel);
+                any |= plane[pixel] >= 0;
+            }
         areas_ = std::move(plane);
+        return any;
     }
 
     /// How far the first pixel of ink is that way, at most `smoothing`; or 0.
