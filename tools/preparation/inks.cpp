@@ -12,8 +12,10 @@ namespace oxel::tools {
 namespace {
 
 constexpr std::size_t least_area = 16; // pixels; specks of photographs are smaller
-constexpr int smoothing = 3;           // pixels that smoothing spreads to, and half a thin stroke
-constexpr int border = 4;              // pixels beside ink that its error would reach
+constexpr std::size_t large_area = 256;
+constexpr std::uint32_t no_ground = UINT32_MAX;
+constexpr int smoothing = 3; // pixels that smoothing spreads to, and half a thin stroke
+constexpr int border = 4;    // pixels beside ink that its error would reach
 
 /// Steps to the right, down, and aslant.
 struct Step {
@@ -38,15 +40,13 @@ Mixture mix(std::span<const Channel> colour, std::span<const Channel> from,
         along += std::int64_t{colour[c] - from[c]} * (to[c] - from[c]);
         length += std::int64_t{to[c] - from[c]} * (to[c] - from[c]);
     }
-    const int share = length == 0 ? 0
-                                  : static_cast<int>(std::clamp(
-                                        256 * along / length, std::int64_t{0}, std::int64_t{256}));
+    const int share = length == 0 ? 0 : static_cast<int>(256 * along / length);
     int miss = 0;
     for (std::size_t c = 0; c < 3; ++c) {
         const int apart = colour[c] - from[c] - share * (to[c] - from[c]) / 256;
         miss += apart * apart;
     }
-    return {share, miss};
+    return {std::clamp(share, 0, 256), miss};
 }
 
 /// Not 0 for the pixels that are marked.
@@ -155,6 +155,7 @@ class Finder {
         for (std::size_t i = 0; i < exact_.size(); ++i)
             exact_[i] = static_cast<std::int16_t>(colours_.ink_of(&light_[3 * i]));
         areas_.assign(exact_.size(), diffused);
+        large_.resize(exact_.size());
         Marks seen(exact_.size());
         std::vector<std::size_t> spots; // one after the other
         std::vector<std::size_t> ends;  // of each
@@ -169,13 +170,32 @@ class Finder {
                 ends.push_back(spots.size());
             } else if (is_drawn(area)) {
                 any = true;
-                for (const std::size_t pixel : area)
+                for (const std::size_t pixel : area) {
                     areas_[pixel] = exact_[pixel];
+                    large_[pixel] = area.size() >= large_area;
+                }
             }
         }
-        if (any)
+        if (any) {
+            find_grounds();
             add_spots(spots, ends);
+        }
         return any;
+    }
+
+    /// Text stands on what lies to its left, as far as that is large.
+    void find_grounds() {
+        grounds_.assign(areas_.size(), no_ground);
+        const auto width = static_cast<std::size_t>(size_.width);
+        for (std::size_t i = 0; i < areas_.size(); ++i)
+            if (large_[i] != 0)
+                grounds_[i] = static_cast<std::uint32_t>(i);
+            else if (i % width > 0)
+                grounds_[i] = grounds_[i - 1];
+    }
+
+    Place ground_of(std::size_t pixel) const {
+        return grounds_[pixel] == no_ground ? std::nullopt : Place(grounds_[pixel]);
     }
 
     /// Lists the pixels of the start's ink that are connected with it.
@@ -258,6 +278,7 @@ class Finder {
     /// What a pixel becomes that may lie between pixels of ink.
     std::int16_t edge(std::size_t pixel) const {
         Place ground;
+        std::int16_t nearer = diffused;
         for (const Step step : all_steps) {
             const int before = distance(pixel, step, -1);
             const int after = before > 0 ? distance(pixel, step, 1) : 0;
@@ -266,16 +287,24 @@ class Finder {
             const std::size_t first = *moved(pixel, step, -before);
             const std::size_t last = *moved(pixel, step, after);
             const int flat = longest_flat(pixel, step, -before, after);
-            if (areas_[first] != areas_[last]) {
-                if (flat < 2 && is_mixed(pixel, first, last))
-                    return mix<std::uint8_t>(colour(pixel), colour(first), colour(last)).share < 128
-                               ? areas_[first]
-                               : areas_[last];
-            } else if (flat < 3 && (step.x == 0 || step.y == 0)) {
-                ground = first; // aslant, that would be the corner of a photograph too
+            const Place own = ground_of(pixel);
+            if (areas_[first] == areas_[last]) {
+                if (flat < 3 && (step.x == 0 || step.y == 0))
+                    // Aslant, that would be the corner of a photograph too.
+                    ground = own && is_mixed(pixel, *own, first) ? *own : first;
+            } else if (flat < 2 && is_mixed(pixel, first, last)) {
+                const bool on_own =
+                    own && (areas_[first] == areas_[*own] || areas_[last] == areas_[*own]);
+                if (on_own && (large_[first] == 0 || large_[last] == 0))
+                    ground = own;
+                else
+                    nearer =
+                        mix<std::uint8_t>(colour(pixel), colour(first), colour(last)).share < 128
+                            ? areas_[first]
+                            : areas_[last];
             }
         }
-        return ground ? stroke(pixel, *ground) : diffused;
+        return ground ? stroke(pixel, *ground) : nearer;
     }
 
     /// The longest row of pixels of one colour that is no ink, between two places from here.
@@ -330,7 +359,7 @@ class Finder {
         constexpr int clear = 100; // what a stroke of half a pixel has at least
         constexpr int faint = 40;  // the outermost of smoothing has less
         const bool taken = most_around >= clear
-                               ? mixture.share >= faint && 2 * mixture.share >= most
+                               ? mixture.share >= faint && 5 * mixture.share >= 2 * most
                                : is_dot(pixel, ground, *ink);
         return taken ? static_cast<std::int16_t>(ink->ink) : areas_[ground];
     }
@@ -349,7 +378,9 @@ class Finder {
     const InkColours &colours_;
     InkPlane exact_; // the ink that each pixel is exactly
     InkPlane areas_;
-    std::vector<std::uint8_t> bytes_; // the picture's; empty as long as nobody has asked
+    Marks large_;                        // areas on which text may stand
+    std::vector<std::uint32_t> grounds_; // a pixel of the one that each may stand on
+    std::vector<std::uint8_t> bytes_;    // the picture's; empty as long as nobody has asked
 };
 
 } // namespace
