@@ -27,8 +27,8 @@ constexpr Step all_steps[] = {{1, 0}, {0, 1}, {1, 1}, {1, -1}};
 
 /// How a colour lies to the line from one to another.
 struct Mixture {
-    int share; // of the other one, in 256ths
-    int miss;  // square of the distance from the line
+    int share;         // of the other one, in 256ths
+    std::int64_t miss; // square of the distance from the line
 };
 
 template <class Channel>
@@ -40,13 +40,13 @@ Mixture mix(std::span<const Channel> colour, std::span<const Channel> from,
         along += std::int64_t{colour[c] - from[c]} * (to[c] - from[c]);
         length += std::int64_t{to[c] - from[c]} * (to[c] - from[c]);
     }
-    const int share = length == 0 ? 0 : static_cast<int>(256 * along / length);
-    int miss = 0;
+    const std::int64_t share = length == 0 ? 0 : 256 * along / length;
+    std::int64_t miss = 0;
     for (std::size_t c = 0; c < 3; ++c) {
-        const int apart = colour[c] - from[c] - share * (to[c] - from[c]) / 256;
+        const std::int64_t apart = colour[c] - from[c] - share * (to[c] - from[c]) / 256;
         miss += apart * apart;
     }
-    return {std::clamp(share, 0, 256), miss};
+    return {static_cast<int>(std::clamp(share, std::int64_t{0}, std::int64_t{256})), miss};
 }
 
 /// Not 0 for the pixels that are marked.

@@ -42,7 +42,7 @@ Page prepare_page(std::span<const std::uint16_t> light, ImageSize size, Grid gri
     return page;
 }
 
-void put_together(const InkPlane &inks, std::span<const std::uint8_t> colours,
+void put_together(std::span<const std::int16_t> inks, std::span<const std::uint8_t> colours,
                   std::span<const std::uint8_t> apart, std::span<std::uint8_t> rendering) {
     for (std::size_t i = 0; i < inks.size(); ++i)
         if (inks[i] >= 0)

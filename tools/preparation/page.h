@@ -23,7 +23,7 @@ Page prepare_page(std::span<const std::uint16_t> light, ImageSize size, Grid gri
 /// Puts a page's renderings of 3 bytes a pixel, without the rows above, together in `rendering`,
 /// which is that of the picture; so what no ink is near stays as it is. `apart` is the other one.
 /// `colours` holds 3 bytes for each palette index.
-void put_together(const InkPlane &inks, std::span<const std::uint8_t> colours,
+void put_together(std::span<const std::int16_t> inks, std::span<const std::uint8_t> colours,
                   std::span<const std::uint8_t> apart, std::span<std::uint8_t> rendering);
 
 } // namespace oxel::tools
