@@ -36,10 +36,16 @@ std::vector<std::uint16_t> without_inks(std::span<const std::uint16_t> light, Im
 
 Page prepare_page(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
                   const ExactColours &exact, InkPlane inks, int preroll) {
-    Page page{prepare(light, size, grid, exact, preroll), std::nullopt, std::move(inks)};
-    if (std::find(page.inks.begin(), page.inks.end(), beside_ink) != page.inks.end())
-        page.apart = prepare(without_inks(light, size, page.inks), size, grid, exact, preroll);
-    return page;
+    return {prepare(light, size, grid, exact, preroll),
+            prepare_apart(light, size, grid, exact, inks, preroll), std::move(inks)};
+}
+
+std::optional<PreparedPicture> prepare_apart(std::span<const std::uint16_t> light, ImageSize size,
+                                             Grid grid, const ExactColours &exact,
+                                             const InkPlane &inks, int preroll) {
+    if (std::find(inks.begin(), inks.end(), beside_ink) == inks.end())
+        return std::nullopt;
+    return prepare(without_inks(light, size, inks), size, grid, exact, preroll);
 }
 
 void put_together(std::span<const std::int16_t> inks, std::span<const std::uint8_t> colours,

@@ -20,6 +20,11 @@ struct Page {
 Page prepare_page(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
                   const ExactColours &exact, InkPlane inks, int preroll);
 
+/// The second of the page's pictures alone.
+std::optional<PreparedPicture> prepare_apart(std::span<const std::uint16_t> light, ImageSize size,
+                                             Grid grid, const ExactColours &exact,
+                                             const InkPlane &inks, int preroll);
+
 /// Puts a page's renderings of 3 bytes a pixel, without the rows above, together in `rendering`,
 /// which is that of the picture; so what no ink is near stays as it is. `apart` is the other one.
 /// `colours` holds 3 bytes for each palette index.

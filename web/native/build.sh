@@ -48,7 +48,7 @@ render() { # MODULE FLAG ...
         web/native/{runtime,pixels,preparation}.cpp
     "${clang[@]}" "${link[@]}" "$objects/$module"{,+}/*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
-        -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb}
+        -Wl,--export=oxel_{prepare,find_inks,put_together,preroll_rows,rgb_from_rgba,rgba_from_rgb}
 }
 render oxel &
 render oxel-simd -msimd128 &
