@@ -45,13 +45,14 @@ class ExactColours {
         return byte == 0 || byte == 255 || std::any_of(inks_.begin(), inks_.end(), has_it);
     }
 
-  private:
+    /// Whether two channels of light are the same, but for that rounding.
     static bool near(std::uint16_t channel, std::uint16_t other) {
         constexpr int rounding = 4; // a fifth of the smallest step of a byte
         const int apart = int{channel} - int{other};
         return apart <= rounding && apart >= -rounding;
     }
 
+  private:
     std::vector<std::array<std::uint16_t, 3>> inks_; // in light
 };
 

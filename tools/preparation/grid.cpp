@@ -35,13 +35,16 @@ std::uint8_t byte_of(Place place, int threshold) {
     return static_cast<std::uint8_t>(4 * std::clamp(cell, 0, last_cell) + 1);
 }
 
-/// Interleaved gradient noise, in steps: the fraction of 52.9829189 times the fraction of
-/// 0.06711056 x + 0.00583715 y, in fixed point, where it is the same on every machine.
-int threshold(std::uint32_t x, std::uint32_t y) {
-    constexpr std::uint64_t factor = 3555623499;                // 52.9829189 in 2^-26
-    const std::uint32_t inner = x * 288237660U + y * 25070368U; // in 2^-32, less whole numbers
+} // namespace
+
+int gradient_noise(int x, int y) {
+    constexpr std::uint64_t factor = 3555623499; // 52.9829189 in 2^-26
+    const std::uint32_t inner = std::uint32_t(x) * 288237660U +
+                                std::uint32_t(y) * 25070368U; // in 2^-32, less whole numbers
     return static_cast<int>((inner * factor >> 26 & 0xFFFFFFFFU) >> (32 - step_bits));
 }
+
+namespace {
 
 // Of three cells, what is shown is the mean of four, so that the roundings of a table's bytes make
 // less of bands. The greys of a table are straight from one to the next.
@@ -56,7 +59,7 @@ void dither(const Channel *from, ImageSize size, std::uint8_t *to, Keep keep, Pl
         for (int x = 0; x < size.width; ++x, from += 3, to += 3) {
             if (keep(from, to))
                 continue;
-            const int t = threshold(std::uint32_t(x), std::uint32_t(y));
+            const int t = gradient_noise(x, y);
             const bool grey = from[0] == from[1] && from[1] == from[2];
             for (int i = 0; i < 3; ++i)
                 to[i] = byte_of(place(from[i], grey ? grey_width : colour_width), t);

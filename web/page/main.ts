@@ -1,12 +1,11 @@
-import { frameFormats, tunings, type Image, type PanelDescription, type Tuning } from "../dist/index.js";
+import { dithers, frameFormats, tuningFor, tunings, type Dither, type Image, type PanelDescription, type Tuning } from "../dist/index.js";
 import { Engine } from "./engine.js";
 import { draw, framing, type Size } from "./framing.js";
 import { Latest, pause } from "./latest.js";
 import { editPanel } from "./panel_dialog.js";
 import { watchPointers } from "./pointer.js";
-import { fromAddress, History, modes, neutral, sliders, toAddress, type Settings } from "./settings.js";
-import { tuningOf } from "./tuning.js";
-import type { Mode, PanelInfo, PanelSource, Shown } from "./worker.js";
+import { fromAddress, History, neutral, sliders, toAddress, type Settings } from "./settings.js";
+import type { PanelInfo, PanelSource, Shown, ShownOptions } from "./worker.js";
 import { zip, type ZipEntry } from "./zip.js";
 
 const element = <T extends HTMLElement = HTMLElement>(id: string) => document.getElementById(id) as T;
@@ -56,7 +55,7 @@ function fail(error: unknown): void {
 
 // Settings.
 
-const diffusionNames: Record<Mode, string> = {
+const diffusionNames: Record<Dither, string> = {
   "floyd": "Floyd–Steinberg", "floyd-serpentine": "Floyd–Steinberg, serpentine",
   "jjn": "Jarvis–Judice–Ninke", "jjn-serpentine": "Jarvis–Judice–Ninke, serpentine",
   "stucki": "Stucki", "stucki-serpentine": "Stucki, serpentine", "none": "None",
@@ -65,23 +64,25 @@ const diffusionNames: Record<Mode, string> = {
 /** A package does not tell its panel's size. */
 const panelSize = () => panel?.size ?? { width: settings.width, height: settings.height };
 
-function renderOptions(of: Settings) {
-  const { shadows, highlights, clarity, sharpen, whiteBalance, autoLevels, monochrome } = of;
+function renderOptions(of: Settings, mode = of.dither): ShownOptions {
+  const { inks, shadows, highlights, clarity, sharpen, whiteBalance, autoLevels, monochrome } = of;
   const { hue, saturation, brightness, contrast, gamma } = of;
   return {
+    dither: mode, inks, rgba: true, output: of.nominal && panel!.colours.length === 6 ? "nominal" : "eo",
     development: { shadows, highlights, clarity, sharpen, whiteBalance, autoLevels, monochrome },
     adjustment: { hue, saturation, brightness, contrast, gamma },
   };
 }
 
-const threshold = (of: Settings) => (of.guard ? of.threshold : undefined);
+/** Without diffusion there is no guard. */
+const threshold = (of: Settings, mode = of.dither) => (of.guard && mode !== "none" ? of.threshold : undefined);
 
 function showSettings(): void {
   for (const { name } of sliders) {
     element<HTMLInputElement>(name).value = String(settings[name]);
     element(`${name}-value`).textContent = name === "gamma" ? settings.gamma.toFixed(2) : String(settings[name]);
   }
-  for (const name of ["dither", "whiteBalance", "format"] as const)
+  for (const name of ["dither", "inks", "whiteBalance", "format"] as const)
     element<HTMLSelectElement>(name).value = settings[name];
   for (const name of ["autoLevels", "monochrome", "nominal", "guard", "gzip"] as const)
     element<HTMLInputElement>(name).checked = settings[name];
@@ -92,7 +93,7 @@ function showSettings(): void {
   element("fit").setAttribute("aria-pressed", String(settings.whole));
   element<HTMLButtonElement>("undo").disabled = !history.canUndo;
   element<HTMLButtonElement>("redo").disabled = !history.canRedo;
-  element<HTMLButtonElement>("save-frame").disabled = !photo || settings.dither === "none";
+  element<HTMLButtonElement>("save-frame").disabled = !photo;
   element<HTMLButtonElement>("save-preview").disabled = !photo;
   if (!moving) showAddress(); // browsers refuse to change it many times a second
 }
@@ -172,21 +173,19 @@ function count(what: "renders" | "drafts"): void {
   document.body.dataset[what] = String(Number(document.body.dataset[what] ?? 0) + 1);
 }
 
-const outputOf = (of: Settings) => (of.nominal && panel!.colours.length === 6 ? "nominal" : "eo");
-
 /** Shows a rendering of as many pixels as the canvas has on the screen: not the panel's own. */
-async function renderDraft(canvas: HTMLCanvasElement, room: Size, mode: Mode, of: Settings): Promise<void> {
+async function renderDraft(canvas: HTMLCanvasElement, room: Size, mode: Dither, of: Settings): Promise<void> {
   await send("draft", room, of);
-  paint(canvas, await engine.call("renderDraft", [mode, renderOptions(of), outputOf(of)]));
+  paint(canvas, await engine.call("renderDraft", [renderOptions(of, mode)]));
 }
 
 /** Shows the panel's pixels, reduced if there is no room. */
-async function renderTruly(canvas: HTMLCanvasElement, mode: Mode, of: Settings) {
+async function renderTruly(canvas: HTMLCanvasElement, mode: Dither, of: Settings) {
   const size = panelSize();
   await send("picture", size, of);
   const room = roomOf(canvas);
-  const options = { ...renderOptions(of), ...(room && { reduced: room }) };
-  const result = await engine.call("render", [mode, options, outputOf(of), threshold(of)]);
+  const options = { ...renderOptions(of, mode), ...(room && { reduced: room }) };
+  const result = await engine.call("render", [options, threshold(of, mode)]);
   paint(canvas, result.image.reduced ?? result.image);
   return result;
 }
@@ -216,7 +215,7 @@ async function renderAll(of: Settings, stale: () => boolean): Promise<void> {
   for (const canvas of canvases) canvas.style.setProperty("aspect-ratio", `${width} / ${height}`);
   for (const truly of [false, true])
     for (const canvas of canvases) {
-      const mode = canvas.dataset.mode as Mode;
+      const mode = canvas.dataset.mode as Dither;
       const room = roomOf(canvas);
       if (truly) {
         const { image } = await renderTruly(canvas, mode, of);
@@ -378,12 +377,12 @@ async function buildPackages(to: Engine, description: string): Promise<void> {
   const own = (builder = newEngine());
   const build = async (tuning: Tuning) =>
     to.call("adopt", [tuning, await own.call("build", [description, tuning])]);
-  const first = tuningOf(settings.dither);
+  const first = tuningFor(settings.dither);
   await build(first);
   own.progress = () => {};
   void (async () => {
-    for (const tuning of tunings)
-      if (tuning !== "all" && tuning !== first) await build(tuning);
+    for (const tuning of [...tunings].reverse()) // the slowest, for none, last
+      if (tuning !== first) await build(tuning);
     own.close();
   })().catch(fail);
 }
@@ -419,7 +418,7 @@ async function saveFrame(): Promise<void> {
   const { name } = photos[current]!;
   await send("picture", panelSize(), settings);
   const { bytes, suffix } = await engine.call(
-    "frame", [settings.dither as Exclude<Mode, "none">, renderOptions(settings), threshold(settings), encoding(name)]);
+    "frame", [renderOptions(settings), threshold(settings), encoding(name)]);
   save(stem(name) + suffix, new Blob([bytes]));
 }
 
@@ -427,7 +426,6 @@ let batch: Engine | undefined;
 
 /** With an engine of its own, so that the page stays usable and the work can be stopped. */
 async function saveAll(): Promise<void> {
-  if (settings.dither === "none") return say("Choose a diffusion first.", true);
   const [of, mode] = [settings, settings.dither];
   const own = (batch = new Engine());
   element("stop").hidden = false;
@@ -449,7 +447,7 @@ async function saveAll(): Promise<void> {
         bitmap.close();
         const { data } = context.getImageData(0, 0, size.width, size.height);
         await own.call("picture", [data.buffer as ArrayBuffer, size.width, size.height], [data.buffer as ArrayBuffer]);
-        const { bytes, suffix } = await own.call("frame", [mode, renderOptions(of), threshold(of), encoding(name)]);
+        const { bytes, suffix } = await own.call("frame", [renderOptions(of), threshold(of), encoding(name)]);
         let path = bare(name) + suffix;
         for (let i = 2; files.some((other) => other.name === path); ++i) path = `${bare(name)} ${i}${suffix}`;
         files.push({ name: path, bytes });
@@ -486,9 +484,9 @@ function buildControls(): void {
     label.append(title, input, value);
     element("sliders").append(label);
   }
-  element("dither").append(...modes.map((mode) => new Option(diffusionNames[mode], mode)));
+  element("dither").append(...dithers.map((mode) => new Option(diffusionNames[mode], mode)));
   element("format").append(...frameFormats.map((format) => new Option(format, format)));
-  element("grid").append(...modes.map((mode) => {
+  element("grid").append(...dithers.map((mode) => {
     const item = document.createElement("li");
     const choose = document.createElement("button");
     choose.type = "button";
@@ -504,7 +502,7 @@ function buildControls(): void {
     item.append(choose);
     return item;
   }));
-  for (const name of ["dither", "whiteBalance", "format"] as const)
+  for (const name of ["dither", "inks", "whiteBalance", "format"] as const)
     element<HTMLSelectElement>(name).onchange = (event) =>
       change({ [name]: (event.target as HTMLSelectElement).value });
   for (const name of ["autoLevels", "monochrome", "nominal", "guard", "gzip"] as const)
@@ -559,8 +557,8 @@ function wire(): void {
   button("undo", () => change(history.move(-1), false));
   button("redo", () => change(history.move(1), false));
   button("reset", () => {
-    const { dither, format, gzip, guard, threshold, width, height } = settings;
-    change({ ...neutral, dither, format, gzip, guard, threshold, width, height });
+    const { dither, inks, format, gzip, guard, threshold, width, height } = settings;
+    change({ ...neutral, dither, inks, format, gzip, guard, threshold, width, height });
   });
   button("save-frame", () => void saveFrame().catch(fail));
   button("save-preview", () => truePixels().toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));

@@ -1,10 +1,7 @@
 // Renders on a thread of its own: the page stays quick. See engine.ts for the other side.
-import { buildPackage, describe, Panel, type Described, type Dither, type EncodeOptions, type Image,
+import { buildPackage, describe, Panel, tuningFor, type Described, type Dither, type EncodeOptions, type Image, type Output,
          type PanelOptions, type Picture, type RenderOptions, type Tuning, type Verdict } from "../dist/index.js";
-import { nearest } from "./nearest.js";
-import { tuningOf } from "./tuning.js";
 
-export type Mode = Dither | "none";
 export type PanelSource =
   | { builtin: string }
   | { bytes: Uint8Array<ArrayBuffer>; options: PanelOptions }
@@ -16,6 +13,9 @@ export interface PanelInfo {
   layout: number;
   colours: { rgb: number[]; tcon: number; name: string }[];
 }
+
+/** What the page shows. */
+export type ShownOptions = RenderOptions & { dither: Dither; output: Output };
 
 /** What the guard says only if there is one. */
 export interface Shown {
@@ -31,8 +31,8 @@ let picture: Picture | undefined;
 let draft: Picture | undefined; // the same at the size that it is shown
 
 /** The panel with the package for a diffusion, as the command has it; each is made once. */
-function panelFor(mode: Mode): Promise<Panel> {
-  const tuning = source && "bytes" in source ? "all" : tuningOf(mode); // a package is what it is
+function panelFor(mode: Dither): Promise<Panel> {
+  const tuning = source && "bytes" in source ? "all" : tuningFor(mode); // a package is what it is
   let panel = panels.get(tuning);
   if (!panel) {
     panel = open(source!, tuning);
@@ -49,12 +49,6 @@ async function open(source: PanelSource, tuning: Tuning): Promise<Panel> {
   return Panel.fromPackage(bytes, source.described);
 }
 
-/** In the canvas's 4 bytes a pixel. */
-function show(panel: Panel, picture: Picture, mode: Mode, options: RenderOptions, output: "eo" | "nominal"): Image {
-  return mode === "none" ? nearest(panel, picture, options, output)
-                         : panel.render(picture, { ...options, dither: mode, output, rgba: true });
-}
-
 const calls = {
   describe,
   /** Builds a package, and tells its progress. */
@@ -66,7 +60,7 @@ const calls = {
     awaited.delete(tuning);
     if (!panels.has(tuning)) panels.set(tuning, Panel.fromPackage(bytes, (source as { described: Described }).described));
   },
-  async open(next: PanelSource, mode: Mode): Promise<PanelInfo> {
+  async open(next: PanelSource, mode: Dither): Promise<PanelInfo> {
     source = next;
     const opened = await panelFor(mode);
     return {
@@ -84,27 +78,21 @@ const calls = {
   draft(rgba: ArrayBuffer, width: number, height: number): void {
     draft = { data: new Uint8Array(rgba), width, height };
   },
-  renderDraft: async (mode: Mode, options: RenderOptions, output: "eo" | "nominal") =>
-    show(await panelFor(mode), draft!, mode, options, output),
+  renderDraft: async (options: ShownOptions) => (await panelFor(options.dither)).render(draft!, options),
   /** The picture as the panel shows it, and what the power guard says. */
-  async render(mode: Mode, options: RenderOptions, output: "eo" | "nominal", threshold?: number): Promise<Shown> {
-    const panel = await panelFor(mode);
-    if (mode === "none" || threshold === undefined)
-      return { image: show(panel, picture!, mode, options, output) };
-    return {
-      ...panel.renderGuarded(picture!, threshold, { ...options, dither: mode, output, rgba: true }),
-      measure: panel.measure(picture!, { ...options, dither: mode }),
-    };
+  async render(options: ShownOptions, threshold?: number): Promise<Shown> {
+    const panel = await panelFor(options.dither);
+    if (threshold === undefined) return { image: panel.render(picture!, options) };
+    return { ...panel.renderGuarded(picture!, threshold, options), measure: panel.measure(picture!, options) };
   },
-  async frame(mode: Dither, options: RenderOptions, threshold: number | undefined,
-              encoding: EncodeOptions) {
-    const panel = await panelFor(mode);
-    const tcon = threshold === undefined
-      ? panel.render(picture!, { ...options, dither: mode })
-      : panel.renderGuarded(picture!, threshold, { ...options, dither: mode }).image;
+  async frame(options: ShownOptions, threshold: number | undefined, encoding: EncodeOptions) {
+    const panel = await panelFor(options.dither);
+    const codes = { ...options, output: "tcon", rgba: false } as const;
+    const tcon = threshold === undefined ? panel.render(picture!, codes)
+                                         : panel.renderGuarded(picture!, threshold, codes).image;
     return panel.encodeFrame(tcon, encoding);
   },
-  package: async (mode: Mode) => (await panelFor(mode)).packageBytes.slice(),
+  package: async (mode: Dither) => (await panelFor(mode)).packageBytes.slice(),
 };
 export type Calls = typeof calls;
 

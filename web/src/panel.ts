@@ -6,18 +6,19 @@ import { encode, type Encoded, type EncodeOptions } from "./frames.js";
 import { channelsOf, type Image, type Picture } from "./image.js";
 import { instantiate, renderingModule, type Instance } from "./module.js";
 
-/** The names of the diffusions. */
+/** The names of the diffusions; with `"none"` each pixel becomes what the package's tables give it. */
 export const dithers = [
-  "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine",
+  "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine", "none",
 ] as const;
 export type Dither = (typeof dithers)[number];
 
 /** The tuning of the package that the command renders this diffusion with. */
 export function tuningFor(dither: Dither): Tuning {
-  return tunings[(choose("dither", dither, dithers) >> 1) + 1]!;
+  return dither === "none" ? "all" : tunings[(choose("dither", dither, dithers) >> 1) + 1]!;
 }
 
 const outputs = ["", "tcon", "nominal", "eo"] as const;
+const pure = [0, 0, 0, 255, 255, 255, 255, 255, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255];
 /**
  * What an output's pixels say: the controller's code three times, pure colours (panels of six), or
  * the measured ones.
@@ -27,6 +28,10 @@ export type Output = "tcon" | "nominal" | "eo";
 /** Which rendering a guarded render delivered. */
 export type Verdict = "passed" | "shifted" | "blanked";
 const verdicts: readonly Verdict[] = ["passed", "shifted", "blanked"];
+
+/** The names of the choices of inks. */
+export const inkChoices = ["auto", "measured", "nominal", "off"] as const;
+export type Inks = (typeof inkChoices)[number];
 
 /** How a picture is rendered. */
 export interface RenderOptions {
@@ -45,6 +50,12 @@ export interface RenderOptions {
    * not too light or dark. Bare, the library gets the bytes as they are.
    */
   bare?: boolean;
+  /**
+   * Which flat areas, from 16 pixels on, are ink, and not diffused, with the smoothed edges between
+   * them: those of a pure colour that the panel has an ink for, of an ink's measured colour, of
+   * either (`"auto"`, if nothing is said), or none. Bare and guarded renders have no inks.
+   */
+  inks?: Inks;
   /** What happens to the picture first, as with the command; not if it is `bare`. */
   development?: Development;
   adjustment?: Adjustment;
@@ -81,6 +92,12 @@ export interface Development {
   whiteBalance?: "none" | "auto" | "grey";
   autoLevels?: boolean;
   monochrome?: boolean;
+}
+
+/** Pixels that have their ink already, and the picture to be rendered for those beside them. */
+interface Page {
+  inks: number;
+  apart: number; // 0 if there are none
 }
 
 type Allocate = Parameters<Parameters<Instance["scoped"]>[0]>[0];
@@ -215,10 +232,15 @@ export class Panel {
   /** Renders to one form: `"tcon"`, the controller's codes, if nothing is said. */
   render(picture: Picture, options: RenderOptions & { output?: Output } = {}): Image {
     const output = choose("output", options.output ?? "tcon", outputs);
-    return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode) => {
+    if (options.dither === "none") return this.#renderUndiffused(picture, options, output);
+    return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode, page) => {
       const { width, height } = picture;
-      check(instance.call("Oxel_Morvel6_render", input, 0, input, 0, width, height + rows, mode,
-                          output));
+      const draw = (from: number) =>
+        check(instance.call("Oxel_Morvel6_render", from, 0, from, 0, width, height + rows, mode,
+                            output));
+      draw(input);
+      if (page?.apart) draw(page.apart);
+      this.#putTogether(instance, allocate, page, picture, rows, output, page?.apart ?? 0, input);
       return take(instance, allocate, input + 3 * width * rows, picture, options);
     });
   }
@@ -226,12 +248,29 @@ export class Panel {
   /** Renders to all three forms in the time of one; `nominal` is null unless there are six colours. */
   renderAll(picture: Picture, options: RenderOptions = {}):
       { tcon: Image; nominal: Image | null; eo: Image } {
-    return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode) => {
+    if (options.dither === "none") {
+      const draw = (output: Output, how: RenderOptions) =>
+        this.#renderUndiffused(picture, how, outputs.indexOf(output));
+      const { rgba: _, reduced: __, ...codes } = options;
+      return { tcon: draw("tcon", codes), nominal: this.codes.length === 6 ? draw("nominal", options) : null,
+               eo: draw("eo", options) };
+    }
+    return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode, page) => {
       const { width, height } = picture;
       const size = 3 * width * (height + rows);
-      const [tcon, nominal] = [allocate(size), allocate(size)];
-      check(instance.call("Oxel_Morvel6_render_All", input, 0, tcon, nominal, input, 0, width,
-                          height + rows, mode));
+      const draw = (from: number) => {
+        const forms = [allocate(size), allocate(size), from] as const;
+        check(instance.call("Oxel_Morvel6_render_All", from, 0, ...forms, 0, width, height + rows,
+                            mode));
+        return forms;
+      };
+      const apart = page?.apart ? draw(page.apart) : [0, 0, 0];
+      const forms = draw(input);
+      forms.forEach((form, i) => {
+        if (i !== 1 || this.codes.length === 6)
+          this.#putTogether(instance, allocate, page, picture, rows, i + 1, apart[i]!, form);
+      });
+      const [tcon, nominal] = forms;
       const cut = (address: number, how?: RenderOptions) =>
         take(instance, allocate, address + 3 * width * rows, picture, how);
       return {
@@ -288,23 +327,66 @@ export class Panel {
     this.#instance = undefined;
   }
 
+  /** What an output's pixels are of each palette index, 3 bytes each. */
+  #coloursOf(output: number): Uint8Array {
+    const colours = new Uint8Array(3 * 256);
+    if (outputs[output] === "eo") colours.set(this.palette.subarray(0, colours.length));
+    else if (outputs[output] === "nominal") colours.set(pure);
+    else this.codes.subarray(0, 256).forEach((code, i) => colours.fill(code, 3 * i, 3 * i + 3));
+    return colours;
+  }
+
+  #renderUndiffused(picture: Picture, options: RenderOptions, output: number): Image {
+    if (outputs[output] === "nominal" && this.codes.length !== 6) throw new OxelError(14);
+    const { development = {}, adjustment = {} } = options.bare ? {} : options;
+    return this.#running().scoped((allocate) => {
+      const instance = this.#running();
+      const data = place(instance, allocate, picture);
+      check(instance.call("oxel_render_undiffused", this.#address, this.packageBytes.length, data, picture.width,
+                          picture.height, allocate(allAmounts(development, adjustment)), adjustment.gamma ?? 1,
+                          allocate(this.#coloursOf(output)), data));
+      return take(instance, allocate, data, picture, options);
+    });
+  }
+
+  #running(): Instance {
+    if (!this.#instance) throw new OxelError(6);
+    return this.#instance;
+  }
+
+  /** Puts inks, and what is beside them, into a rendering to this output. */
+  #putTogether(instance: Instance, allocate: Allocate, page: Page | undefined, picture: Picture,
+               rows: number, output: number, apart: number, rendering: number): void {
+    if (!page) return;
+    const skipped = 3 * picture.width * rows;
+    instance.call("oxel_put_together", page.inks, picture.width * picture.height,
+                  allocate(this.#coloursOf(output)), apart && apart + skipped, rendering + skipped);
+  }
+
   #prepared<T>(
     picture: Picture, options: RenderOptions, preroll: boolean,
-    render: (instance: Instance, allocate: Allocate, input: number, rows: number, mode: number) => T,
+    render: (instance: Instance, allocate: Allocate, input: number, rows: number, mode: number,
+             page?: Page) => T,
   ): T {
     const mode = choose("dither", options.dither ?? "floyd-serpentine", dithers);
-    const instance = this.#instance;
-    if (!instance) throw new OxelError(6);
+    const instance = this.#running();
     return instance.scoped((allocate) => {
       const input = place(instance, allocate, picture);
       if (options.bare) return render(instance, allocate, input, 0, mode);
       const { width, height } = picture;
       const rows = preroll ? instance.call("oxel_preroll_rows", width, height) : 0;
-      const prepared = allocate(3 * width * (height + rows));
+      const size = 3 * width * (height + rows);
+      const prepared = allocate(size);
       const amounts = allocate(allAmounts(options.development ?? {}, options.adjustment ?? {}));
-      check(instance.call("oxel_prepare", this.#address, this.packageBytes.length, input, width,
-                          height, amounts, options.adjustment?.gamma ?? 1, rows, prepared));
-      return render(instance, allocate, prepared, rows, mode);
+      const choice = choose("inks", preroll ? options.inks ?? "auto" : "off", inkChoices);
+      const sought = inkChoices[choice] !== "off";
+      const [apart, inks] = sought ? [allocate(size), allocate(2 * width * height)] : [0, 0];
+      const found = allocate(4);
+      check(instance.call("oxel_prepare", this.#address, this.packageBytes.length, input, width, height, amounts,
+                          options.adjustment?.gamma ?? 1, rows, choice, prepared, apart, inks, found));
+      const areas = instance.number(found);
+      return render(instance, allocate, prepared, rows, mode,
+                    areas ? { inks, apart: areas > 1 ? apart : 0 } : undefined);
     });
   }
 }
