@@ -44,8 +44,8 @@ render() { # MODULE FLAG ...
     mapfile -t sources < <(find src -name '*.cpp' -not -name vector128.cpp)
     compile "$module" -Os "$@" -- "${sources[@]}"
     compile "$module-" -O3 "$@" -- src/forms/vector128.cpp
-    compile "$module+" -O2 "$@" -- tools/preparation/{grid,light,inks,preparation}.cpp web/native/{pixels,display,preparation}.cpp
-    compile "$module++" -Os "$@" -- tools/preparation/{blur,development,exact_colours,preroll,page,ink_colours}.cpp \
+    compile "$module+" -O2 "$@" -- tools/preparation/{grid,light}.cpp web/native/{pixels,display,preparation}.cpp
+    compile "$module++" -Os "$@" -- tools/preparation/{blur,development,exact_colours,preroll,preparation,page,ink_colours,inks}.cpp \
         tools/panels/{picture_needs,table_lookup}.cpp tools/package_builder/{package_file,noted_options}.cpp \
         tools/render/line_pairs.cpp web/native/{runtime,guard}.cpp
     "${clang[@]}" "${link[@]}" "$objects/$module"{,-,+,++}/*.o -o "$folder/$module.wasm" \
