@@ -15,7 +15,7 @@ import sys
 import numpy as np
 from PIL import Image, ImageDraw, ImageFont
 
-FONT = "/usr/share/fonts/truetype/dejavu/DejaVuSans.ttf"
+FONTS = ["/usr/share/fonts/truetype/dejavu/" + name for name in ("DejaVuSans.ttf", "DejaVuSerif.ttf")]
 TEXT = """Departures from platform seven are delayed
 by twelve minutes because of heavy snowfall.
 The next train to the harbour leaves at noon,
@@ -24,6 +24,10 @@ Fresh bread, apples, cheese and honey on Monday,
 please return the borrowed books before Friday.
 Quick brown foxes jump over lazy dogs; in March
 the museum shows maps, globes and old compasses.
+Weather: cloudy with sunny spells, wind from the west,
+highest temperature eleven degrees, rain after five.
+Meeting with the architects about the garden fence
+Thursday at half past ten, bring sketches and cake.
 """
 SIZES = (9, 12, 18)
 PURE = {"black": (0, 0, 0), "white": (255, 255, 255), "yellow": (255, 255, 0), "red": (255, 0, 0),
@@ -31,9 +35,9 @@ PURE = {"black": (0, 0, 0), "white": (255, 255, 255), "yellow": (255, 255, 0), "
 BOX = 60
 
 
-def page(size):
-    picture = Image.new("RGB", (30 * size, 14 * size), "white")
-    ImageDraw.Draw(picture).multiline_text((size, size), TEXT, "black", ImageFont.truetype(FONT, size),
+def page(size, font):
+    picture = Image.new("RGB", (32 * size, 21 * size), "white")
+    ImageDraw.Draw(picture).multiline_text((size, size), TEXT, "black", ImageFont.truetype(font, size),
                                            spacing=size // 3)
     return picture
 
@@ -105,6 +109,12 @@ def words_read(picture, folder):
     return sum(block.size for block in same) / len(wanted)
 
 
+def contrasty(picture):
+    """Grey, from black to white."""
+    grey = np.asarray(picture.convert("L")).astype(float)
+    return Image.fromarray(np.rint(255 * (grey - grey.min()) / (grey.max() - grey.min())).astype(np.uint8))
+
+
 def row(*cells):
     print("|", " | ".join(cells), "|")
 
@@ -118,24 +128,23 @@ def main():
     tools = Tools(oxel, panel, folder)
     ways = {"unrendered": None, "`--inks auto`": tools.inks, "plain diffusion": tools.diffusion,
             "Pillow quantize": tools.pillow, "ImageMagick -remap": tools.magick}
-    print("Black text, pixels that are not black or white, of those that are not white in the page, and\n"
-          "words that tesseract reads:\n")
-    row("", *(f"{size} px, coloured | read" for size in SIZES))
+    print("Pixels that are not black or white, of those that are not white in the page, and words that\n"
+          "tesseract reads:\n")
+    row("", *(f"{size} px: coloured | read" for size in SIZES))
     row("---", *["---:"] * 2 * len(SIZES))
     for name, way in ways.items():
         cells = []
         for size in SIZES:
-            picture = page(size)
-            ink = (np.asarray(picture) < 250).any(-1)
-            if way is None:
-                cells += ["", percent(words_read(picture, folder))]
-                continue
-            indices = way(picture)
-            shown = Image.fromarray(tools.palette[indices])
-            shown.save(f"{folder}/{name.strip('`-').replace(' ', '-')}-{size}.png")
-            light = shown.convert("L").point(lambda v, ends=shown.convert("L").getextrema():
-                                             round(255 * (v - ends[0]) / (ends[1] - ends[0])))
-            cells += [percent((indices > 1).sum() / ink.sum()), percent(words_read(light, folder))]
+            read, coloured, drawn = [], 0, 0
+            for font in FONTS:
+                picture = page(size, font)
+                if way is not None:
+                    indices = way(picture)
+                    coloured += (indices > 1).sum()
+                    drawn += (np.asarray(picture) < 250).any(-1).sum()
+                    picture = contrasty(Image.fromarray(tools.palette[indices]))
+                read.append(words_read(picture, folder))
+            cells += [percent(coloured / drawn) if way else "", percent(sum(read) / len(read))]
         row(name, *cells)
     print("\nThe share of its own ink in a box of each pure colour:\n")
     row("", *PURE)

@@ -138,14 +138,14 @@ and keep the contrast of its detail, --clarity raises the contrast of what is so
 What the library gets is then prepared: dithered to the 64 levels a channel that a package tells
 apart, so that skies and skin show no bands, and rendered from 128 mirrored rows above it, which are
 cut off, so that its first rows are as good as the others (not with --guard, which measures what it
-renders). With --no-prepare the library gets the
-picture's bytes as they are.
+renders). With --no-prepare the library gets the picture's bytes as they are.
 
 Flat areas, from 16 pixels on, that are exactly a pure colour that the panel has an ink for (--inks
 nominal), an ink's measured colour (measured), or either (auto), become that ink and give no error to
 what is beside them; so do smoothed edges between them and thin strokes on them, so that text has no
-coloured fringe. What lies apart between them is rendered by itself. With --no-prepare, --guard and
---dither none there are no inks.
+coloured fringe. Areas that melt into what is around them, as the lights of photographs do, stay as they
+are, and so does what is not beside an ink. Text of SVGs is drawn without smoothing. With --no-prepare,
+--guard and --dither none there are no inks.
 
 The adjustments change the bytes of a picture at the panel's size: --hue adds degrees, --saturation and
 --brightness add hundredths, --contrast 50 doubles the contrast and -50 removes it, --gamma is the
