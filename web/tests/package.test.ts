@@ -4,7 +4,7 @@ import { fileURLToPath } from "node:url";
 import { gunzipSync, inflateSync } from "node:zlib";
 import { describe as group, expect, test } from "vitest";
 import * as oxelPackage from "../dist/index.js";
-import { adjust, buildPackage, describe, dithers, frameFormats, Panel, transfer, tuningFor } from
+import { adjust, buildPackage, describe, dithers, frameFormats, inkChoices, Panel, transfer, tuningFor } from
   "../dist/index.js";
 import { bytesOf, folder, oxel, picture, ppm, run } from "./command.js";
 
@@ -38,6 +38,10 @@ group.each([true, false])("renders with SIMD %s", (simd) => {
         expect(panel.render(photo, { dither, output }).data).toEqual(all[output]!.data);
     }
     const panel = await Panel.builtin("six-colour", { simd, tuning: "floyd" });
+    for (const inks of inkChoices) {
+      render("inks.rgb", "--frame", "rgb", "--inks", inks);
+      expect(bytesOf("inks.rgb").equals(panel.render(photo, { inks }).data), inks).toBe(true);
+    }
     render("bare.rgb", "--frame", "rgb", "--no-prepare");
     expect(bytesOf("bare.rgb").equals(panel.render(photo, { bare: true }).data)).toBe(true);
   });
