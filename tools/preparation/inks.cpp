@@ -361,7 +361,8 @@ class Finder {
         constexpr int faint = 40;  // the outermost of smoothing has less
         constexpr int ripple = 16; // what a resize leaves beside edges
         const bool taken = most_around >= clear
-                               ? mixture.share >= faint && 5 * mixture.share >= 2 * most
+                               ? mixture.share >= faint &&
+                                     5 * mixture.share >= 2 * (most >= clear ? most : most_around)
                                : mixture.share >= ripple && is_dot(pixel, ground, *ink);
         return taken ? static_cast<std::int16_t>(ink->ink) : areas_[ground];
     }
