@@ -53,14 +53,14 @@ class Guarded(NamedTuple):
     verdict: Verdict
 
 
-def _dithering(dither: str, serpentine: bool) -> int:
-    """The library's dithering mode."""
+def _dithering(dither: str, serpentine: bool, **others: int) -> int:
+    """The library's dithering mode. `others` are names that are told beside the library's."""
     if not isinstance(serpentine, (bool, int, np.bool_)):
         raise TypeError(f"serpentine={reprlib.repr(serpentine)}: must be True or False")
     plain = str(dither).replace("-serpentine", "")
     if plain != dither and plain in _DITHERS:  # a name of the command's
         raise BadSelector(f"dither={dither!r}: is dither={plain!r}, serpentine=True here")
-    return choose("dither", dither, _DITHERS) + bool(serpentine)
+    return choose("dither", dither, {**_DITHERS, **others}) + bool(serpentine)
 
 
 def _open_native(call: Callable[..., Any], *arguments: Any) -> Tuple[bytes, str, Any, int]:
@@ -291,7 +291,7 @@ class Panel:
         if dither == "none":
             result[...] = self._colours(form, byte_order)[self._indices(pixels, byte_order)]
             return like(image, result)
-        mode = _dithering(dither, serpentine)
+        mode = _dithering(dither, serpentine, none=6)
         page = self._page(pixels, byte_order, prepare, inks)
 
         def rendered(picture: Pixels, frame: Pixels) -> Pixels:
@@ -390,7 +390,7 @@ array([[[33, 32, 37]]], dtype=uint8))
             indices = self._indices(pixels, byte_order)
             frames = {form: self._colours(form, byte_order)[indices] for form in forms}
         else:
-            mode = _dithering(dither, serpentine)
+            mode = _dithering(dither, serpentine, none=6)
             page = self._page(pixels, byte_order, prepare, inks)
             frames = self._render_forms(page.picture, page.rows, byte_order, mode, forms)
             apart = {} if page.apart is None else self._render_forms(

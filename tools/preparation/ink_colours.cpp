@@ -51,11 +51,11 @@ InkColours::InkColours(std::span<const std::uint8_t> palette, Inks inks) {
         return;
     reds_.resize(65536);
     palette = palette.first(std::min(palette.size(), 3 * most_inks));
+    if (inks != Inks::measured)
+        add_pure_colours(palette);
     if (inks != Inks::nominal)
         for (std::size_t i = 0; i < palette.size() / 3; ++i)
             add({palette[3 * i], palette[3 * i + 1], palette[3 * i + 2]}, i);
-    if (inks != Inks::measured)
-        add_pure_colours(palette);
 }
 
 void InkColours::add_pure_colours(std::span<const std::uint8_t> palette) {

@@ -36,6 +36,7 @@ class InkColours {
         return reds_.empty() || !reds_[light[0]] ? -1 : known_ink_of(light);
     }
 
+    /// The pure ones first.
     const std::vector<Colour> &colours() const { return colours_; }
 
   private:

@@ -95,8 +95,9 @@ class Finder {
         if (!find_areas())
             return {};
         // Where strokes meet, pixels lie between those that are settled first.
-        for (int pass = 0; pass < 3 && settle_edges(); ++pass)
-            ;
+        int passes = 3;
+        while (passes > 0 && settle_edges())
+            --passes;
         InkPlane plane = areas_;
         const Marks beside = spread(inks_in(plane), size_, border);
         for (std::size_t pixel = 0; pixel < plane.size(); ++pixel)
@@ -322,21 +323,21 @@ class Finder {
     /// Whether a pixel is mixed of two others, in bytes as browsers do it or in light.
     bool is_mixed(std::size_t pixel, std::size_t one, std::size_t other) const {
         const auto light = [&](std::size_t place) { return light_.subspan(3 * place, 3); };
-        const auto halved = [&](std::size_t place) {
+        const auto high_bytes = [&](std::size_t place) {
             const auto channels = light(place);
             return std::array<int, 3>{channels[0] >> 8, channels[1] >> 8, channels[2] >> 8};
         };
         return mix<std::uint8_t>(colour(pixel), colour(one), colour(other)).miss <= most_miss ||
-               mix<int>(halved(pixel), halved(one), halved(other)).miss <= most_miss;
+               mix<int>(high_bytes(pixel), high_bytes(one), high_bytes(other)).miss <= most_miss;
     }
 
     /// What a pixel of a thin stroke on this ground becomes.
     std::int16_t stroke(std::size_t pixel, std::size_t ground) const {
         const InkColours::Colour *ink = nullptr;
-        Mixture mixture{0, most_miss + 1};
+        Mixture mixture{0, most_miss + rounding + 1};
         for (const InkColours::Colour &other : colours_.colours())
             if (const Mixture with = mix<std::uint8_t>(colour(pixel), colour(ground), other.bytes);
-                other.ink != areas_[ground] && with.miss < mixture.miss) {
+                other.ink != areas_[ground] && with.miss + rounding < mixture.miss) {
                 ink = &other;
                 mixture = with;
             }
@@ -357,9 +358,11 @@ class Finder {
                 }
         constexpr int clear = 100; // what a stroke of half a pixel has at least
         constexpr int faint = 40;  // the outermost of smoothing has less
+        constexpr int ripple = 16; // what a resize leaves beside edges
         const bool taken = most_around >= clear
-                               ? mixture.share >= faint && 5 * mixture.share >= 2 * most
-                               : is_dot(pixel, ground, *ink);
+                               ? mixture.share >= faint &&
+                                     5 * mixture.share >= 2 * (most >= clear ? most : most_around)
+                               : mixture.share >= ripple && is_dot(pixel, ground, *ink);
         return taken ? static_cast<std::int16_t>(ink->ink) : areas_[ground];
     }
 
@@ -371,6 +374,7 @@ class Finder {
     }
 
     static constexpr int most_miss = 12 * 12; // which roundings of a resize leave
+    static constexpr int rounding = 12;       // of bytes: black and a grey are missed alike
 
     std::span<const std::uint16_t> light_;
     ImageSize size_;
