@@ -109,8 +109,8 @@ struct Renderer {
     }
 
     Bytes show(const Light &picture, ImageSize size) const {
-        return render(prepare_page(developed(picture, size), size, panel, prepared, Inks::off), panel,
-                      mode)
+        return render(prepare_page(developed(picture, size), size, panel, prepared, Inks::off),
+                      panel, mode)
             .measured;
     }
 };
