@@ -109,7 +109,8 @@ struct Renderer {
     }
 
     Bytes show(const Light &picture, ImageSize size) const {
-        return render(prepare(developed(picture, size), size, panel, prepared, false), panel, mode)
+        return render(prepare_page(developed(picture, size), size, panel, prepared, Inks::off),
+                      panel, mode)
             .measured;
     }
 };
