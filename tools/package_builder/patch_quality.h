@@ -40,7 +40,13 @@ struct RampFigures {
     double cast;      // the furthest from neutral, of what is lighter than the black ink
 };
 
-/// The greys of every second byte, for each dithering mode.
+/// The greys of every second byte, from black on.
+std::vector<RgbBytes> ramp_greys();
+
+/// Of the light that is seen of each of them.
+RampFigures judge_ramp(const std::vector<Vector3> &lights, const Vector3 &paper);
+
+/// For each dithering mode.
 std::array<RampFigures, dithering_modes>
 judge_greys(const Characterisation &panel, const GamutMapping &mapping, const BuiltTables &tables);
 

@@ -7,7 +7,7 @@ namespace oxel::tools {
 
 Grid grid_of(std::span<const std::uint8_t> package) {
     const auto options = noted_options(package);
-    return options && options->intent != Intent::absolute ? Grid::ends : Grid::middles;
+    return options ? grid_of(options->intent) : Grid::middles;
 }
 
 ExactColours exact_colours_of(std::span<const std::uint8_t> package) {

@@ -4,6 +4,7 @@
 #include "base/image_size.h"
 #include "preparation/exact_colours.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <span>
 
@@ -14,6 +15,35 @@ enum class Grid {
     middles, // each at the middle of its four bytes, which is what a table alone tells
     ends,    // spread so that the outermost are exactly black and white
 };
+
+/// From a cell of a channel to the next, and so many thresholds.
+constexpr int grid_steps = 1024;
+
+/// Where a channel lies on the grid, in steps from the first cell. `fine_byte` is 256 times its byte.
+constexpr int grid_place(Grid grid, int fine_byte) {
+    return grid == Grid::ends ? (fine_byte * 84 + 42) / 85 // 63 cells of 256 x 255
+                              : fine_byte - 3 * 128;       // a cell of 4 bytes, from its middle
+}
+
+/// The threshold of a pixel, for all of its channels. Interleaved gradient noise: the fraction of
+/// 52.9829189 times the fraction of 0.06711056 x + 0.00583715 y, in fixed point, where it is the
+/// same on every machine.
+constexpr int grid_threshold(std::uint32_t x, std::uint32_t y) {
+    constexpr std::uint64_t factor = 3555623499;                // 52.9829189 in 2^-26
+    const std::uint32_t inner = x * 288237660U + y * 25070368U; // in 2^-32, less whole numbers
+    return static_cast<int>((inner * factor >> 26 & 0xFFFFFFFFU) / (1U << 22));
+}
+
+/// The cell, 0 to 63, that a channel becomes. Of three cells' width of noise, what is shown is the
+/// mean of four, so that the roundings of a table's bytes make less of bands. The greys of a table
+/// are straight from one to the next.
+constexpr int grid_cell(int place, int threshold, bool grey) {
+    constexpr int last = 63;
+    // A whole number of cells, so that the mean is the place.
+    if (!grey && place >= grid_steps && place <= (last - 1) * grid_steps)
+        return (place + 3 * threshold - grid_steps) / grid_steps;
+    return std::clamp((place + threshold) / grid_steps, 0, last);
+}
 
 /// Dithers a picture of 3 channels of light a pixel onto the grid of the gamut table, which renders
 /// do not interpolate: each channel becomes one of the four cells about it, as often as keeps the
