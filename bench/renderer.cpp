@@ -139,7 +139,7 @@ RampFigures Renderer::see_greys() const {
     std::vector<Vector3> lights;
     for (const RgbBytes &grey : ramp_greys())
         lights.push_back(see_patch(to_vector(grey)));
-    return judge_ramp(lights, paper_);
+    return judge_ramp(Characterisation(palette_of_package(panel_.package)), lights);
 }
 
 } // namespace oxel::tools

@@ -56,6 +56,15 @@ std::vector<ShownPatch> show_patches(const Characterisation &panel, const GamutM
     return patches;
 }
 
+namespace {
+
+double luminance_of_lightness(double lightness) {
+    constexpr double end_of_line = 8;
+    return lightness > end_of_line ? power((lightness + 16) / 116, 3) : lightness * 27 / 24389;
+}
+
+} // namespace
+
 std::vector<RgbBytes> ramp_greys() {
     std::vector<RgbBytes> greys;
     for (int byte = 0; byte < 256; byte += 2)
@@ -63,7 +72,13 @@ std::vector<RgbBytes> ramp_greys() {
     return greys;
 }
 
-RampFigures judge_ramp(const std::vector<Vector3> &lights, const Vector3 &paper) {
+RampFigures judge_ramp(const Characterisation &panel, const std::vector<Vector3> &lights) {
+    const Vector3 paper = panel.lights()[panel.white()];
+    const auto can_mix = [&](double lightness) {
+        const Vector3 grey = luminance_of_lightness(lightness) * paper;
+        const Vector3 nearest = panel.nearest(grey).of(panel.corner_lights());
+        return ciede2000(lab_from_light(nearest, paper), lab_from_light(grey, paper)) < 1;
+    };
     std::vector<Vector3> lab;
     for (const Vector3 &light : lights)
         lab.push_back(lab_from_light(light, paper));
@@ -74,7 +89,7 @@ RampFigures judge_ramp(const std::vector<Vector3> &lights, const Vector3 &paper)
         figures.step_back = std::max(figures.step_back, lightest - lab[i][0]);
         if (i >= 2)
             figures.jump = std::max(figures.jump, lab[i][0] - lab[i - 2][0]);
-        if (lab[i][0] > lab[0][0] + 2)
+        if (can_mix(lab[i][0]))
             figures.cast = std::max(figures.cast, ciede2000(lab[i], {lab[i][0], 0, 0}));
     }
     return figures;
@@ -88,7 +103,7 @@ judge_greys(const Characterisation &panel, const GamutMapping &mapping, const Bu
         std::vector<Vector3> lights;
         for (const ShownPatch &patch : patches)
             lights.push_back(patch.shown[mode]);
-        figures[mode] = judge_ramp(lights, panel.lights()[panel.white()]);
+        figures[mode] = judge_ramp(panel, lights);
     }
     return figures;
 }
