@@ -4,6 +4,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <cstdlib>
 
 namespace oxel::tools {
 
@@ -12,7 +13,7 @@ namespace {
 /// What is shown is judged here between two cells.
 constexpr std::array<double, 3> places = {0.125, 0.5, 0.875};
 
-constexpr int joint_rounds = 6;
+static const int joint_rounds = getenv("JR")?atoi(getenv("JR")):6;
 constexpr double joint_step = 0.8;
 constexpr int descents = 3;
 constexpr Vector3 moves[] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}; // either way
@@ -81,84 +82,6 @@ class Ramp {
         steps_ = best;
     }
 
-    /// About black and white a diffusion swallows errors, so that what is shown leaps as bytes
-    /// rise. Takes the way along the bytes from that end toward the other that comes nearest to
-    /// what is wanted: Viterbi's algorithm, over which bytes each cell has.
-    void bridge(bool from_white) {
-        const auto cell = [&](std::size_t i) { return from_white ? steps_.size() - 1 - i : i; };
-        const RgbBytes end = steps_[cell(0)].bytes;
-        const RgbBytes arrival = steps_[cell(bridge_cells)].bytes;
-        const Vector3 way = to_vector(steps_[cell(steps_.size() - 1)].bytes) - to_vector(end);
-        const double longest = std::max({std::abs(way[0]), std::abs(way[1]), std::abs(way[2])});
-        if (longest < 2 * bridge_bytes)
-            return;
-        // Straight to where all channels are beyond what is swallowed, then to the arrival.
-        std::vector<RgbBytes> bytes;
-        for (std::size_t i = 0; i < swallowed_bytes; ++i)
-            bytes.push_back(to_bytes(to_vector(end) + double(i) / longest * way));
-        const Vector3 bend = to_vector(end) + double(swallowed_bytes) / longest * way;
-        for (std::size_t i = swallowed_bytes; i < bridge_bytes; ++i)
-            bytes.push_back(to_bytes(bend + double(i - swallowed_bytes) /
-                                                double(bridge_bytes - swallowed_bytes) *
-                                                (to_vector(arrival) - bend)));
-        bytes.push_back(arrival);
-
-        // What is shown between any two that can follow each other.
-        const auto mix = [&](std::size_t near, std::size_t far, std::size_t place) {
-            return from_white ? DitheredBytes(bytes[far], bytes[near], places[place])
-                              : DitheredBytes(bytes[near], bytes[far], places[place]);
-        };
-        std::vector<DitheredBytes> colours;
-        std::vector<std::vector<std::size_t>> first(bridge_bytes); // by near and far, in `colours`
-        for (std::size_t near = 0; near < bridge_bytes; ++near)
-            for (std::size_t far = near; far <= bridge_bytes; ++far) {
-                first[near].push_back(colours.size());
-                if (far < near + bridge_steps || far == bridge_bytes)
-                    for (std::size_t place = 0; place < places.size(); ++place)
-                        colours.push_back(mix(near, far, place));
-            }
-        const std::vector<Shown> shown = solver_.show(colours);
-
-        const auto step_cost = [&](std::size_t i, std::size_t near, std::size_t far) {
-            const std::size_t begin = std::min(cell(i), cell(i + 1)) * places.size();
-            const std::size_t at = first[near][far - near];
-            double sum =
-                order_weight * disorder({shown.begin() + std::ptrdiff_t(at),
-                                         shown.begin() + std::ptrdiff_t(at + places.size())},
-                                        0, places.size());
-            for (std::size_t place = 0; place < places.size(); ++place)
-                sum += miss(shown[at + place], begin + place);
-            return sum;
-        };
-        constexpr double never = std::numeric_limits<double>::infinity();
-        std::vector<double> least(bridge_bytes, never);
-        least[0] = 0;
-        std::vector<std::vector<std::size_t>> before;
-        for (std::size_t i = 0; i + 1 < bridge_cells; ++i) {
-            std::vector<double> next(bridge_bytes, never);
-            before.emplace_back(bridge_bytes);
-            for (std::size_t far = 0; far < bridge_bytes; ++far)
-                for (std::size_t near = far < bridge_steps ? 0 : far + 1 - bridge_steps;
-                     near <= far; ++near)
-                    if (const double cost = least[near] + step_cost(i, near, far);
-                        cost < next[far]) {
-                        next[far] = cost;
-                        before.back()[far] = near;
-                    }
-            least = next;
-        }
-        for (std::size_t near = 0; near < bridge_bytes; ++near)
-            least[near] += step_cost(bridge_cells - 1, near, bridge_bytes);
-        auto now = std::size_t(std::min_element(least.begin(), least.end()) - least.begin());
-        const std::vector<GreyStep> old = steps_;
-        const double old_cost = whole_cost();
-        for (std::size_t i = bridge_cells - 1; i > 0; now = before[--i][now])
-            if (!steps_[cell(i)].fixed)
-                steps_[cell(i)].bytes = bytes[now];
-        if (whole_cost() >= old_cost)
-            steps_ = old;
-    }
-
     void descend() {
         std::vector<Shown> shown = shown_at(0, size());
         std::vector<bool> moved(steps_.size(), true);
@@ -178,8 +101,10 @@ class Ramp {
     std::size_t size() const { return places.size() * (steps_.size() - 1); }
 
     DitheredBytes at(std::size_t place) const {
-        const std::size_t low = place / places.size();
-        return {steps_[low].bytes, steps_[low + 1].bytes, places[place % places.size()]};
+        std::array<RgbBytes, cell_steps> table;
+        for (std::size_t i = 0; i < cell_steps; ++i)
+            table[i] = steps_[i].bytes;
+        return {table, double(place / places.size()) + places[place % places.size()]};
     }
 
     std::vector<Shown> shown_at(std::size_t begin, std::size_t end) const {
@@ -251,8 +176,8 @@ class Ramp {
 
     /// Moves a cell to the best of its neighbours, if that is another. `shown` is kept up to date.
     bool move(std::size_t step, std::vector<Shown> &shown) {
-        const std::size_t begin = (step - 1) * places.size();
-        const std::size_t end = (step + 1) * places.size();
+        const std::size_t begin = (step < 2 ? 0 : step - 2) * places.size();
+        const std::size_t end = std::min((step + 2) * places.size(), size());
         const RgbBytes start = steps_[step].bytes;
         RgbBytes best = start;
         double least = cost(shown, begin, end);
@@ -307,8 +232,6 @@ void solve_grey_ramp(std::vector<GreyStep> &ramp, const PatchSolver &solver, con
     ramp.front().fixed = ramp.back().fixed = true;
     Ramp joint(ramp, solver, white);
     joint.iterate();
-    joint.bridge(false);
-    joint.bridge(true);
     joint.descend();
 }
 

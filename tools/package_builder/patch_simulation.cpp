@@ -205,30 +205,27 @@ Vector3 mean(std::span<const Vector3> vectors) {
 DitheredBytes::DitheredBytes(const Vector3 &rgb) {
     for (std::size_t channel = 0; channel < 3; ++channel) {
         const double value = std::clamp(rgb[channel], 0.0, 255.0);
-        const auto low = static_cast<int>(std::clamp(value - 1.5, 0.0, 251.0));
-        const bool wide = low >= 4 && low <= 247;
-        // From the cell below the lower one.
-        const auto place = static_cast<int>(grid_steps * (1 + (value - low) / 4) + 0.5);
+        const int rest = static_cast<int>(std::max(value - 1.5, 0.0)) % 4;
+        const auto place = static_cast<int>(grid_steps * (value - rest) / 4 + 0.5);
         for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
-            by_threshold_[threshold][channel] = static_cast<std::uint8_t>(
-                low - 4 + 4 * grid_cell(place, middle_of(threshold), !wide));
+            by_threshold_[threshold][channel] =
+                static_cast<std::uint8_t>(4 * grid_cell(place, middle_of(threshold)) + rest);
     }
 }
 
-DitheredBytes::DitheredBytes(const RgbBytes &low, const RgbBytes &high, double share) {
-    const auto place = static_cast<int>(grid_steps * share + 0.5);
+DitheredBytes::DitheredBytes(std::span<const RgbBytes, cell_steps> greys, double place) {
     for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
-        by_threshold_[threshold] = grid_cell(place, middle_of(threshold), true) ? high : low;
+        by_threshold_[threshold] = greys[std::size_t(
+            grid_cell(static_cast<int>(grid_steps * place + 0.5), middle_of(threshold)))];
 }
 
 DitheredBytes::DitheredBytes(std::span<const std::uint8_t> gamut_table, Grid grid,
                              const RgbBytes &colour) {
-    const bool grey = colour[0] == colour[1] && colour[1] == colour[2];
     for (std::size_t threshold = 0; threshold < thresholds; ++threshold) {
         std::size_t cell = 0;
         for (const std::uint8_t byte : colour)
-            cell = cell_steps * cell + std::size_t(grid_cell(grid_place(grid, 256 * byte),
-                                                             middle_of(threshold), grey));
+            cell = cell_steps * cell +
+                   std::size_t(grid_cell(grid_place(grid, 256 * byte), middle_of(threshold)));
         std::copy_n(&gamut_table[3 * cell], 3, by_threshold_[threshold].begin());
     }
 }

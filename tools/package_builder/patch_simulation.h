@@ -1,6 +1,7 @@
 #ifndef OXEL_TOOLS_PATCH_SIMULATION_H
 #define OXEL_TOOLS_PATCH_SIMULATION_H
 
+#include "package_builder/cells.h"
 #include "package_builder/characterisation.h"
 #include "preparation/grid.h"
 
@@ -24,8 +25,8 @@ class DitheredBytes {
     /// Channels that need not be whole: bytes four apart, as cells mostly are, with just this mean.
     explicit DitheredBytes(const Vector3 &rgb);
 
-    /// Two bytes, as greys have, the second with this share.
-    DitheredBytes(const RgbBytes &low, const RgbBytes &high, double share);
+    /// What a table of greys has, from 0 to 63.
+    DitheredBytes(std::span<const RgbBytes, cell_steps> greys, double place);
 
     /// What a gamut table has for a colour of a picture.
     DitheredBytes(std::span<const std::uint8_t> gamut_table, Grid grid, const RgbBytes &colour);

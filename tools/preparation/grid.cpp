@@ -16,10 +16,9 @@ void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid g
                 continue;
             }
             const int threshold = grid_threshold(std::uint32_t(x), std::uint32_t(y));
-            const bool grey = from[0] == from[1] && from[1] == from[2];
             for (int i = 0; i < 3; ++i) {
                 const int place = grid_place(grid, fine_bytes[from[i]]);
-                to[i] = static_cast<std::uint8_t>(4 * grid_cell(place, threshold, grey) + 1);
+                to[i] = static_cast<std::uint8_t>(4 * grid_cell(place, threshold) + 1);
             }
         }
 }

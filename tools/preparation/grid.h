@@ -34,15 +34,16 @@ constexpr int grid_threshold(std::uint32_t x, std::uint32_t y) {
     return static_cast<int>((inner * factor >> 26 & 0xFFFFFFFFU) / (1U << 22));
 }
 
-/// The cell, 0 to 63, that a channel becomes. Of three cells' width of noise, what is shown is the
-/// mean of four, so that the roundings of a table's bytes make less of bands. The greys of a table
-/// are straight from one to the next.
-constexpr int grid_cell(int place, int threshold, bool grey) {
+/// The cell, 0 to 63, that a channel becomes. By noise of three cells' width, what is shown is the
+/// mean of four, so that the roundings of a table's bytes make less of bands, and dark greys differ
+/// enough from pixel to pixel for a wide kernel not to swallow their errors. Near the ends there is
+/// room for less. The width is a whole number of cells, so that the mean is the place.
+constexpr int grid_cell(int place, int threshold) {
     constexpr int last = 63;
-    // A whole number of cells, so that the mean is the place.
-    if (!grey && place >= grid_steps && place <= (last - 1) * grid_steps)
-        return (place + 3 * threshold - grid_steps) / grid_steps;
-    return std::clamp((place + threshold) / grid_steps, 0, last);
+    const int room = std::min(place, last * grid_steps - place); // to the nearer end
+    const int halves = std::clamp(2 * room / grid_steps, 0, 2);  // of a cell, to either side
+    return std::clamp((place - halves * (grid_steps / 2) + (1 + halves) * threshold) / grid_steps,
+                      0, last);
 }
 
 /// Dithers a picture of 3 channels of light a pixel onto the grid of the gamut table, which renders
