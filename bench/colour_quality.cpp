@@ -274,9 +274,8 @@ void run(int argc, char **argv) {
     const std::vector<Photo> photos(argv + 2, argv + argc);
     std::printf("\nPhotographs, relative to paper, CIEDE2000 mean / 95th percentile, and "
                 "correlation of lightness detail\n");
-    print_photos("general tools", photos, true, [&](const Photo &photo) {
-        return photo.judge_rendering(renderer_of(general));
-    });
+    print_photos("general tools", photos, true,
+                 [&](const Photo &photo) { return photo.judge_rendering(renderer_of(general)); });
     for (const Intent intent : {Intent::perceptual, Intent::vivid, Intent::absolute}) {
         const std::string &name = intent_names()[std::size_t(intent)];
         const std::vector<Vector3> targets = GamutMapping(panel, intent).map_cells();
@@ -287,10 +286,9 @@ void run(int argc, char **argv) {
                 Renderer renderer = renderer_of(
                     build_package(colours, {.intent = intent, .tuning = tuning_for(mode)}));
                 renderer.mode = mode;
-                print_photos(
-                    name + ", " + dither_names[std::size_t(mode)], photos,
-                    mode == DITHER_FLOYD_SERPENTINE,
-                    [&](const Photo &photo) { return photo.judge_rendering(renderer); });
+                print_photos(name + ", " + dither_names[std::size_t(mode)], photos,
+                             mode == DITHER_FLOYD_SERPENTINE,
+                             [&](const Photo &photo) { return photo.judge_rendering(renderer); });
             }
     }
 }

@@ -152,8 +152,7 @@ double grain(const Renderer &renderer, double sigma) {
                                 {205, 155, 130},
                                 {120, 150, 190},
                                 {90, 60, 50}}) {
-        const LightImage image =
-            blur(renderer.see(flat(srgb, size), size), sigma);
+        const LightImage image = blur(renderer.see(flat(srgb, size), size), sigma);
         const std::vector<Vector3> lab = lab_of(image, renderer.paper());
         Vector3 sum{};
         std::vector<Vector3> inner;
@@ -204,8 +203,7 @@ double coloured_text(const Renderer &renderer) {
 /// inks of red, green and blue, shadows are to be mixed of those.
 double specks(const Renderer &renderer, const Light &photo, ImageSize size) {
     const std::vector<float> dark = lightness_of(blur(seen_image(photo, size), 2.5), {1, 1, 1});
-    const std::vector<Vector3> shown =
-        lab_of(renderer.see(photo, size), renderer.paper());
+    const std::vector<Vector3> shown = lab_of(renderer.see(photo, size), renderer.paper());
     double places = 0;
     double found = 0;
     for (std::size_t i = 0; i < dark.size(); ++i)

@@ -114,7 +114,7 @@ TEST(ColourSpace, ConversionsUndoEachOther) {
         EXPECT_LT(squared_distance(light_from_srgb(srgb_from_light(light)), light), 1e-20);
         const Vector3 srgb = srgb_from_light(light);
         EXPECT_LT(squared_distance(srgb_from_lab(lab_from_srgb(srgb)), srgb), 1e-4);
-        EXPECT_NEAR(root(3, light[0]), std::cbrt(light[0]), 1e-14);
+        EXPECT_NEAR(cube_root(light[0]), std::cbrt(light[0]), 1e-14);
     }
 }
 

@@ -81,7 +81,8 @@ Lattice solved_lattice(const PatchSolver &solver, const std::vector<Vector3> &co
                        const std::function<void(double)> &progress) {
     Lattice lattice(most_intervals);
     std::vector<std::size_t> nodes = nodes_about(lattice, colours);
-    for (int intervals = most_intervals; nodes.size() > most_nodes && intervals > least_intervals;) {
+    for (int intervals = most_intervals;
+         nodes.size() > most_nodes && intervals > least_intervals;) {
         lattice = Lattice(intervals -= 3);
         nodes = nodes_about(lattice, colours);
     }

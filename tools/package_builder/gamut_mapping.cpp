@@ -46,8 +46,8 @@ const std::vector<std::string> &intent_names() {
 }
 
 GamutMapping::GamutMapping(const Characterisation &panel, Intent intent)
-    : panel_(panel), rule_(rules[static_cast<std::size_t>(intent)]), grid_(grid_of(intent)),
-      white_{1, 1, 1} {
+    : panel_(panel), rule_(rules[static_cast<std::size_t>(intent)]),
+      grid_(grid_of(intent)), white_{1, 1, 1} {
     // A white as dark as this is none to be relative to.
     const Vector3 paper = panel.lights()[panel.white()];
     if (rule_.relative_to_paper && *std::min_element(paper.begin(), paper.end()) > 0.01)
@@ -89,7 +89,7 @@ Vector3 GamutMapping::compress(const Vector3 &oklab) const {
     constexpr int toe = 5;
     constexpr double knee_end = 1.6; // in largest chromas; the knee starts at the largest
     const double black = power(black_lightness_, toe);
-    const double lightness = root(toe, black + (1 - black) * power(oklab[0], toe));
+    const double lightness = fifth_root(black + (1 - black) * power(oklab[0], toe));
     double scale = 1;
     if (const double c = chroma(oklab); c > largest_chroma_) {
         const double room = (knee_end - 1) * largest_chroma_;

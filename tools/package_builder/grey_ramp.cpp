@@ -3,19 +3,19 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <limits>
 #include <cstdlib>
+#include <limits>
 
 namespace oxel::tools {
 
 namespace {
 
 /// What is shown is judged here between two cells.
-constexpr std::array<double, 3> places = {0.125, 0.5, 0.875};
+constexpr std::array<double, 2> places = {0.125, 0.625};
 
-static const int joint_rounds = getenv("JR")?atoi(getenv("JR")):6;
+static const int joint_rounds = getenv("JR") ? atoi(getenv("JR")) : 6;
 constexpr double joint_step = 0.8;
-constexpr int descents = 3;
+constexpr int descents = 5;
 constexpr Vector3 moves[] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}; // either way
 
 /// Costs of a place: below the one a cell stays as it is, above the other it is moved further.

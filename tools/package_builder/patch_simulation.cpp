@@ -62,10 +62,9 @@ std::uint8_t threshold_at(std::size_t x, std::size_t y) {
     static const std::vector<std::uint8_t> noise = [] {
         std::vector<std::uint8_t> levels;
         for (std::size_t place = 0; place < noise_size * noise_size; ++place)
-            levels.push_back(
-                std::uint8_t(grid_threshold(std::uint32_t(place % noise_size),
-                                            std::uint32_t(place / noise_size)) /
-                             threshold_width));
+            levels.push_back(std::uint8_t(grid_threshold(std::uint32_t(place % noise_size),
+                                                         std::uint32_t(place / noise_size)) /
+                                          threshold_width));
         return levels;
     }();
     return noise[y % noise_size * noise_size + x % noise_size];
@@ -127,7 +126,8 @@ class Diffusion {
     void hand_out(Words error, std::size_t place) {
         [&]<int... i>(std::integer_sequence<int, i...>) {
             (hand_out_by<i + 1>(error, place), ...);
-        }(std::make_integer_sequence<int, most_weight>());
+        }
+        (std::make_integer_sequence<int, most_weight>());
     }
 
     template <int weight>
@@ -141,7 +141,8 @@ class Diffusion {
     Words shares(std::size_t place) const {
         return [&]<int... column>(std::integer_sequence<int, column...>) {
             return (share_of<direction, row, column>(place) + ...);
-        }(std::make_integer_sequence<int, DiffusionKernel::columns>());
+        }
+        (std::make_integer_sequence<int, DiffusionKernel::columns>());
     }
 
     template <int direction, int row, int column>

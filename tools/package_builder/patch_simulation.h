@@ -14,8 +14,8 @@ namespace oxel::tools {
 
 Vector3 mean(std::span<const Vector3> vectors);
 
-/// The bytes that a diffusion is given for a flat colour. A picture is dithered onto the grid of the
-/// gamut table before it is rendered, so its pixels ask for neighbouring cells in turn.
+/// The bytes that a diffusion is given for a flat colour. A picture is dithered onto the grid of
+/// the gamut table before it is rendered, so its pixels ask for neighbouring cells in turn.
 class DitheredBytes {
   public:
     static constexpr std::size_t thresholds = 64; // of the preparation's, as many as are told apart

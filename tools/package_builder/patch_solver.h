@@ -36,8 +36,8 @@ class PatchSolver {
     PatchSolver(const Characterisation &panel, const PatchSimulation &simulation,
                 const DiffusionWeights &weights);
 
-    /// The reachable colour nearest to `srgb`, guessed to be mixed as quietly as it can be. A colour
-    /// on the surface has one mixture only.
+    /// The reachable colour nearest to `srgb`, guessed to be mixed as quietly as it can be. A
+    /// colour on the surface has one mixture only.
     PatchGoal goal(const Vector3 &srgb) const;
 
     /// The sRGB bytes, not rounded, whose patches come out in the colours wanted, by fixed-point

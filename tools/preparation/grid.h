@@ -19,7 +19,8 @@ enum class Grid {
 /// From a cell of a channel to the next, and so many thresholds.
 constexpr int grid_steps = 1024;
 
-/// Where a channel lies on the grid, in steps from the first cell. `fine_byte` is 256 times its byte.
+/// Where a channel lies on the grid, in steps from the first cell. `fine_byte` is 256 times its
+/// byte.
 constexpr int grid_place(Grid grid, int fine_byte) {
     return grid == Grid::ends ? (fine_byte * 84 + 42) / 85 // 63 cells of 256 x 255
                               : fine_byte - 3 * 128;       // a cell of 4 bytes, from its middle
@@ -48,9 +49,8 @@ constexpr int grid_cell(int place, int threshold) {
 
 /// Dithers a picture of 3 channels of light a pixel onto the grid of the gamut table, which renders
 /// do not interpolate: each channel becomes one of the four cells about it, as often as keeps the
-/// mean, by one threshold a pixel for all channels, so that greys stay grey. Of greys, and beside
-/// the ends of the scale, they are two, so that black and white stay pure. Renders then show hardly
-/// any bands.
+/// mean, by one threshold a pixel for all channels, so that greys stay grey. Beside the ends of the
+/// scale they are fewer, so that black and white stay pure. Renders then show hardly any bands.
 /// Exact colours become their own bytes. `bytes` receives 3 bytes R, G, B a pixel.
 ///
 /// The thresholds are interleaved gradient noise: Jimenez, "Next generation post processing in Call
