@@ -15,21 +15,18 @@ constexpr std::array<double, 2> places = {0.125, 0.625};
 
 static const int joint_rounds = getenv("JR") ? atoi(getenv("JR")) : 6;
 constexpr double joint_step = 0.8;
-constexpr int descents = 5;
+constexpr int descents = 4;
 constexpr Vector3 moves[] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}; // either way
 
 /// Costs of a place: below the one a cell stays as it is, above the other it is moved further.
 constexpr double good_enough = 0.4;
 constexpr double bad = 1.5;
 
-/// How far from an end a bridge reaches, over how many bytes, and how many of them in a cell.
-constexpr std::size_t bridge_cells = 20;
-constexpr std::size_t bridge_bytes = 32;
-constexpr std::size_t bridge_steps = 6;
-constexpr std::size_t swallowed_bytes = 8;
-
 /// Of a step back against a miss, both in L*. Such steps are seen as edges.
 constexpr double order_weight = 10;
+
+/// Of a cell by itself, as pictures that are not prepared show it, against a place.
+constexpr double bare_weight = 0.5;
 
 /// Near grey, a cast strikes more than a step of lightness.
 constexpr Vector3 miss_weights = {1, 3, 2};
@@ -84,6 +81,10 @@ class Ramp {
 
     void descend() {
         std::vector<Shown> shown = shown_at(0, size());
+        std::vector<DitheredBytes> cells;
+        for (const GreyStep &step : steps_)
+            cells.emplace_back(step.bytes);
+        bare_ = solver_.show(cells);
         std::vector<bool> moved(steps_.size(), true);
         for (int descent = 0; descent < descents; ++descent) {
             const std::vector<bool> before = moved; // a cell settles when its neighbourhood has
@@ -95,8 +96,6 @@ class Ramp {
 
   private:
     using Shown = PatchSolver::Shown;
-
-    double whole_cost() const { return cost(shown_at(0, size()), 0, size()); }
 
     std::size_t size() const { return places.size() * (steps_.size() - 1); }
 
@@ -139,10 +138,10 @@ class Ramp {
         }
     }
 
-    double miss(const Shown &shown, std::size_t place) const {
+    double miss(const Shown &shown, const Vector3 &wanted) const {
         double sum = 0;
         for (const auto &[light, weight] : shown) {
-            const Vector3 miss = lab_from_light(light, white_) - wanted_lab_[place];
+            const Vector3 miss = lab_from_light(light, white_) - wanted;
             double squares = 0;
             for (std::size_t axis = 0; axis < 3; ++axis)
                 squares += miss_weights[axis] * miss[axis] * miss[axis];
@@ -152,23 +151,40 @@ class Ramp {
         return sum;
     }
 
-    /// The steps back between one place and those up to a cell's width on.
+    /// By how much the lower of two is lighter.
+    double step_back(const Shown &low, const Shown &high) const {
+        double sum = 0;
+        for (std::size_t mode = 0; mode < low.size(); ++mode)
+            sum +=
+                low[mode].weight * std::max(0.0, lab_from_light(low[mode].light, white_)[0] -
+                                                     lab_from_light(high[mode].light, white_)[0]);
+        return sum;
+    }
+
+    /// The steps back between one place and those up to two cells on.
     double disorder(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
         double sum = 0;
         for (std::size_t low = begin; low < end; ++low)
             for (std::size_t high = low + 1; high < std::min(end, low + 1 + 2 * places.size());
                  ++high)
-                for (std::size_t mode = 0; mode < shown[low].size(); ++mode)
-                    sum += shown[low][mode].weight *
-                           std::max(0.0, lab_from_light(shown[low][mode].light, white_)[0] -
-                                             lab_from_light(shown[high][mode].light, white_)[0]);
+                sum += step_back(shown[low], shown[high]);
         return sum;
+    }
+
+    double bare_cost(std::size_t step, const Shown &shown) const {
+        double back = 0;
+        for (std::size_t low = step < 2 ? 0 : step - 2; low < step; ++low)
+            back += step_back(bare_[low], shown);
+        for (std::size_t high = step + 1; high < std::min(steps_.size(), step + 3); ++high)
+            back += step_back(shown, bare_[high]);
+        return bare_weight *
+               (miss(shown, lab_from_light(steps_[step].wanted, white_)) + order_weight * back);
     }
 
     double cost(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
         double sum = 0;
         for (std::size_t place = begin; place < end; ++place)
-            sum += miss(shown[place], place);
+            sum += miss(shown[place], wanted_lab_[place]);
         const std::size_t reach = 2 * places.size();
         return sum + order_weight * disorder(shown, begin < reach ? 0 : begin - reach,
                                              std::min(size(), end + reach));
@@ -180,7 +196,7 @@ class Ramp {
         const std::size_t end = std::min((step + 2) * places.size(), size());
         const RgbBytes start = steps_[step].bytes;
         RgbBytes best = start;
-        double least = cost(shown, begin, end);
+        double least = cost(shown, begin, end) + bare_cost(step, bare_[step]);
         std::vector<RgbBytes> candidates;
         std::vector<DitheredBytes> colours;
         const double local = least / double(end - begin);
@@ -201,20 +217,25 @@ class Ramp {
             steps_[step].bytes = candidate;
             for (std::size_t place = begin; place < end; ++place)
                 colours.push_back(at(place));
+            colours.emplace_back(candidate);
         }
         const std::vector<Shown> moved = solver_.show(colours);
         std::vector<Shown> best_shown(shown.begin() + std::ptrdiff_t(begin),
                                       shown.begin() + std::ptrdiff_t(end));
+        Shown best_bare = bare_[step];
         for (std::size_t i = 0; i < candidates.size(); ++i) {
-            const auto first = moved.begin() + std::ptrdiff_t(i * (end - begin));
+            const auto first = moved.begin() + std::ptrdiff_t(i * (end - begin + 1));
+            const Shown &bare = first[std::ptrdiff_t(end - begin)];
             std::copy_n(first, end - begin, shown.begin() + std::ptrdiff_t(begin));
-            if (const double now = cost(shown, begin, end); now < least) {
+            if (const double now = cost(shown, begin, end) + bare_cost(step, bare); now < least) {
                 least = now;
                 best = candidates[i];
                 best_shown.assign(first, first + std::ptrdiff_t(end - begin));
+                best_bare = bare;
             }
         }
         steps_[step].bytes = best;
+        bare_[step] = best_bare;
         std::copy(best_shown.begin(), best_shown.end(), shown.begin() + std::ptrdiff_t(begin));
         return best != start;
     }
@@ -224,6 +245,7 @@ class Ramp {
     Vector3 white_;
     std::vector<Vector3> wanted_srgb_; // by place
     std::vector<Vector3> wanted_lab_;
+    std::vector<Shown> bare_; // by cell
 };
 
 } // namespace
