@@ -62,6 +62,7 @@ struct Format {
 
 constexpr Format other_formats[] = {
     {"BM", "BMP"},
+    {"%PDF", "PDF"}, // where the part of libvips that reads it is not installed
     {"8BPS", "PSD"},
     {{"\x01\xDA", 2}, "SGI"},
     {{"\0\0\1\0", 4}, "ICO"},
