@@ -9,6 +9,7 @@
 #include "base/files.h"
 #include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
+#include "pictures/decoder_process.h"
 #include "pictures/picture.h"
 #include "pictures/vips_session.h"
 #include "render/library.h"
@@ -296,6 +297,8 @@ void run(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
+    if (const auto code = run_decoder_process(argc, argv))
+        return *code;
     const bool pictures = argc == 5 && std::string(argv[1]) == "--pictures";
     if (argc < 2 || (argv[1][0] == '-' && !pictures)) {
         std::fprintf(stderr, "usage: colour_quality PANEL.json [PICTURE ...]\n"
