@@ -104,6 +104,7 @@ class NativePanel(Structure):
         ("width", c_int32),
         ("height", c_int32),
         ("layout", c_int32),
+        ("described", c_bool),
     ]
 
 
@@ -136,9 +137,9 @@ library.oxel_preroll_rows.argtypes = [c_int32, c_int32]
 library.oxel_put_together.argtypes = [c_void_p, c_size_t, c_void_p, c_void_p, c_void_p]
 library.oxel_put_together.restype = None
 library.Oxel_get_updateLog.restype = c_char_p
-library.oxel_panel_from_bytes.argtypes = [c_char_p, c_char_p, c_size_t]
+library.oxel_panel_from_bytes.argtypes = [c_char_p, c_char_p, c_size_t, c_int32]
 library.oxel_panel_from_bytes.restype = POINTER(NativePanel)
-library.oxel_panel_built_in.argtypes = [c_char_p]
+library.oxel_panel_built_in.argtypes = [c_char_p, c_int32]
 library.oxel_panel_built_in.restype = POINTER(NativePanel)
 library.oxel_panel_built_in_name.argtypes = [c_size_t]
 library.oxel_panel_built_in_name.restype = c_char_p

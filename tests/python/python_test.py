@@ -230,7 +230,7 @@ class Examples(unittest.TestCase):
                 self.assertEqual(done.returncode, code, done.stderr)
                 self.assertIn("photos/z.png: ", done.stderr)
             for i in range(5):
-                expected = TWO.render(np.roll(PICTURE, i), "floyd")[..., 0].tobytes()
+                expected = oxel.Panel(TWO.package).render(np.roll(PICTURE, i))[..., 0].tobytes()
                 self.assertEqual((root / f"frames/{i}.png.bin").read_bytes(), expected)
             self.assertEqual((root / "frame").read_bytes(), expected)
 

@@ -18,7 +18,7 @@ std::span<const std::uint8_t> palette_of(std::span<const std::uint8_t> package) 
 
 Grid grid_of(std::span<const std::uint8_t> package) {
     const auto options = noted_options(package);
-    return options && options->intent != Intent::absolute ? Grid::ends : Grid::middles;
+    return options ? grid_of(options->intent) : Grid::middles;
 }
 
 ExactColours exact_colours_of(std::span<const std::uint8_t> package) {

@@ -370,7 +370,7 @@ class Finder {
     bool is_dot(std::size_t pixel, std::size_t ground, const InkColours::Colour &ink) const {
         const auto light = [&](std::size_t place) { return light_.subspan(3 * place, 3); };
         const int share = mix<std::uint16_t>(light(pixel), light(ground), ink.light).share;
-        return 4 * share > gradient_noise(x_of(pixel), y_of(pixel));
+        return 4 * share > grid_threshold(std::uint32_t(x_of(pixel)), std::uint32_t(y_of(pixel)));
     }
 
     static constexpr int most_miss = 12 * 12; // which roundings of a resize leave
