@@ -208,6 +208,13 @@ class Command(CommandCase):
         grey.save("grey.jpg", icc_profile=rgb)
         np.testing.assert_array_equal(self.poster("grey.jpg", ""), np.asarray(grey.convert("RGB")))
 
+    def test_formats_of_modules_are_read_in_the_sandbox(self):
+        pathlib.Path("red.jxl").write_bytes(bytes.fromhex(
+            "ff0a414024080201005c004b188b15c24902e6052200d8fffed00000000000000000"))
+        Image.fromarray(blocks([[3]])).save("red.pdf", resolution=72)
+        for path in ("red.jxl", "red.pdf"):
+            np.testing.assert_array_equal(self.poster(path, "--size 8x8"), blocks([[3]]), path)
+
     def test_ink_is_separated_and_what_is_clear_is_paper(self):
         Image.new("CMYK", (2, 2)).save("cmyk.tif")
         pathlib.Path("clear.svg").write_text('<svg xmlns="http://www.w3.org/2000/svg" width="2" height="1"/>')

@@ -17,6 +17,7 @@ struct OpenPicture {
     vips::VImage image;
     bool drawing;      // without pixels of its own: opened again at another scale, it is sharper
     int most_halvings; // how small the decoder can make it
+    double shift;      // of its pixels' middles, in pixels to the left and up
 };
 
 /// In which size a picture is opened.
