@@ -8,12 +8,13 @@
 enum { PREROLL = 128 }; /* rows above the picture, an even number */
 
 /* One of the gamut table's 64 levels, by interleaved gradient noise. */
-static uint8_t on_grid(uint8_t value, uint32_t x, uint32_t y, int pure_ends, int grey) {
+static uint8_t on_grid(uint8_t value, uint32_t x, uint32_t y, int pure_ends) {
     uint32_t noise = (uint32_t)((x * 288237660U + y * 25070368U) * UINT64_C(3555623499) >> 26);
     int place = pure_ends ? (value * 256 * 84 + 42) / 85 : value * 256 - 384;
-    int wide = !grey && place >= 1024 && place <= 62 * 1024; /* a level to either side */
-    int level = (place + (int)(noise >> 22) * (wide ? 3 : 1) - (wide ? 1024 : 0)) / 1024;
-    return (uint8_t)(4 * (level > 63 ? 63 : level) + 1);
+    int room = place < 63 * 512 ? place : 63 * 1024 - place; /* to the nearer end */
+    int halves = room < 512 ? 0 : room < 1024 ? 1 : 2;       /* of a level, to either side */
+    int level = (place - halves * 512 + (1 + halves) * (int)(noise >> 22)) / 1024;
+    return (uint8_t)(4 * (level < 0 ? 0 : level > 63 ? 63 : level) + 1);
 }
 
 static int is_ink(const uint8_t *pixel, int colours) {
@@ -43,9 +44,8 @@ int main(int argc, char **argv) {
         for (int x = 0; x < width; ++x) {
             uint8_t *pixel = image + (size_t)(PREROLL + y) * row + 3 * (size_t)x;
             const int flat = is_ink(pixel, package[10] | package[11] << 8);
-            const int grey = pixel[0] == pixel[1] && pixel[1] == pixel[2];
             for (int c = 0; c < 3 && !flat; ++c)
-                pixel[c] = on_grid(pixel[c], (uint32_t)x, (uint32_t)y, pure_ends, grey);
+                pixel[c] = on_grid(pixel[c], (uint32_t)x, (uint32_t)y, pure_ends);
         }
     for (int y = 0; y < PREROLL; ++y) { /* mirrored, more than once where the picture is low */
         int place = y % (2 * height);

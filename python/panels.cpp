@@ -18,10 +18,13 @@ struct OxelPanel {
     std::int32_t width; // 0 x 0 if the panel has no size
     std::int32_t height;
     std::int32_t layout;
+    bool described; // so that each diffusion has its own package
 };
 
-OxelPanel *oxel_panel_from_bytes(const char *source, const std::uint8_t *bytes, std::size_t size);
-OxelPanel *oxel_panel_built_in(const char *name);
+// A description's package is the one for a dithering mode, or the one for all if that is below 0.
+OxelPanel *oxel_panel_from_bytes(const char *source, const std::uint8_t *bytes, std::size_t size,
+                                 std::int32_t dithering_mode);
+OxelPanel *oxel_panel_built_in(const char *name, std::int32_t dithering_mode);
 void oxel_panel_free(OxelPanel *panel);
 
 /// The name of a built-in panel; null behind the last one's.
@@ -36,6 +39,10 @@ struct OwnedPanel : OxelPanel {
     std::string message;
 };
 
+Tuning tuning_or_all(std::int32_t dithering_mode) {
+    return dithering_mode < 0 ? Tuning::all : tuning_for(dithering_mode);
+}
+
 template <class Open>
 OxelPanel *open(Open open_it) {
     auto owned = std::make_unique<OwnedPanel>();
@@ -48,7 +55,8 @@ OxelPanel *open(Open open_it) {
                                             owned->panel.package.size(),
                                             size.width,
                                             size.height,
-                                            owned->panel.layout};
+                                            owned->panel.layout,
+                                            !owned->panel.colours.empty()};
     } catch (const std::exception &error) {
         owned->message = error.what();
         owned->error = owned->message.c_str();
@@ -58,13 +66,16 @@ OxelPanel *open(Open open_it) {
 
 } // namespace
 
-OxelPanel *oxel_panel_from_bytes(const char *source, const std::uint8_t *bytes, std::size_t size) {
-    return open([&] { return panel_from_bytes(source, {bytes, bytes + size}); });
+OxelPanel *oxel_panel_from_bytes(const char *source, const std::uint8_t *bytes, std::size_t size,
+                                 std::int32_t dithering_mode) {
+    return open([&] {
+        return panel_from_bytes(source, {bytes, bytes + size}, tuning_or_all(dithering_mode));
+    });
 }
 
-OxelPanel *oxel_panel_built_in(const char *name) {
+OxelPanel *oxel_panel_built_in(const char *name, std::int32_t dithering_mode) {
     return open([&] {
-        auto panel = built_in_panel(name);
+        auto panel = built_in_panel(name, tuning_or_all(dithering_mode));
         return panel ? std::move(*panel)
                      : throw std::invalid_argument(std::string(name) + ": no built-in panel");
     });

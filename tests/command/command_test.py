@@ -270,7 +270,7 @@ class Command(CommandCase):
                 ("", 2), ("paint", 2), ("render photo.png", 2),
                 ("render photo.png --panel panel.lut", 2), ("package build p.json -o f --intent bright", 2),
                 *((f"render photo.png -o new --panel panel.lut {option}", 2) for option in (
-                    "--dither none", "--size 4", "--size 4x0", "--size 99999x99999"))):
+                    "--dither nothing", "--size 4", "--size 4x0", "--size 99999x99999"))):
             self.assertTrue(self.oxel(arguments, code=code), arguments)
         self.assertFalse(os.path.exists("new"))
         self.oxel("--help")

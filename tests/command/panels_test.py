@@ -1,16 +1,20 @@
 """Panel descriptions and the packages made of them."""
 
+import itertools
 import json
-import pathlib
 import os
+import pathlib
+import pickle
 import re
 import struct
 import subprocess
 import unittest
 import zlib
+from unittest import mock
 
 import numpy as np
-from command_case import COMMAND, INKS, PANEL, CommandCase, colours_of
+import oxel
+from command_case import COMMAND, INKS, PANEL, PHOTO, CommandCase, colours_of
 from PIL import Image
 
 K = {"name": "k", "rgb": [0, 0, 0], "tcon": 7}
@@ -158,6 +162,28 @@ class Panels(CommandCase):
         self.assertEqual(pathlib.Path("1").read_bytes() + pathlib.Path("2").read_bytes(), 2 * frame)
         self.oxel(line.format("stucki", "f"), XDG_CACHE_HOME=str(cache))
         self.assertEqual(len(list((cache / "oxel").iterdir())), 2, "a package for each kernel")
+
+    def test_python_renders_a_description_like_the_command(self):
+        pathlib.Path("p.json").write_text(json.dumps({"name": "p", "colours": [
+            {"name": str(i), "rgb": rgb, "tcon": i} for i, rgb in enumerate(INKS)]}))
+        cache = pathlib.Path("cache").resolve()
+        with mock.patch.dict(os.environ, XDG_CACHE_HOME=str(cache)):
+            panel = oxel.Panel.from_file("p.json")
+            frames = {}
+            for dither, serpentine in itertools.product(("floyd", "jjn", "stucki"), (False, True)):
+                name = dither + "-serpentine" * serpentine
+                self.oxel(f"render photo.png --panel p.json --dither {name} -o frame")
+                frames[name] = panel.render(PHOTO, dither, serpentine)[..., 0].tobytes()
+                self.assertEqual(pathlib.Path("frame").read_bytes(), frames[name], name)
+            copy = pickle.loads(pickle.dumps(panel))
+            self.assertEqual(copy.render(PHOTO, "jjn", False)[..., 0].tobytes(), frames["jjn"])
+            self.assertEqual(len(list((cache / "oxel").iterdir())), 3, "a package for each kernel")
+            for tune in ("all", "stucki"):
+                self.oxel(f"package build p.json -o p.lut --tune {tune}")
+                package = pathlib.Path("p.lut").read_bytes()
+                self.assertEqual(oxel.build_package(pathlib.Path("p.json").read_text(), tune),
+                                 package)
+                self.assertEqual(panel.package == package, tune == "all")
 
 
 if __name__ == "__main__":

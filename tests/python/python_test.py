@@ -80,7 +80,7 @@ class Images(unittest.TestCase):
             (oxel.BadArgument, "2.31", lambda: TWO.render(np.broadcast_to(clear.size[0] * frozen,
                                                                           (2**15, 2**15, 3)))),
             (ValueError, "order='bgr'", lambda: TWO.render(clear, order="bgr")),
-            (ValueError, "dither='none': must be .*'floyd', ", lambda: TWO.render(PICTURE, "none")),
+            (ValueError, "dither='all': must be .*'none'", lambda: TWO.render(PICTURE, "all")),
             (ValueError, "did you mean 'stucki'", lambda: TWO.render(PICTURE, "stuki")),
             (ValueError, "'jjn', serpentine=True", lambda: TWO.render(PICTURE, "jjn-serpentine")),
             (TypeError, "dither=4", lambda: TWO.render(PICTURE, 4)),
@@ -230,7 +230,7 @@ class Examples(unittest.TestCase):
                 self.assertEqual(done.returncode, code, done.stderr)
                 self.assertIn("photos/z.png: ", done.stderr)
             for i in range(5):
-                expected = TWO.render(np.roll(PICTURE, i), "floyd")[..., 0].tobytes()
+                expected = oxel.Panel(TWO.package).render(np.roll(PICTURE, i))[..., 0].tobytes()
                 self.assertEqual((root / f"frames/{i}.png.bin").read_bytes(), expected)
             self.assertEqual((root / "frame").read_bytes(), expected)
 

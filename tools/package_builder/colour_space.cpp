@@ -1,8 +1,8 @@
 #include "package_builder/colour_space.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
-#include <vector>
 
 namespace oxel::tools {
 
@@ -39,30 +39,65 @@ Vector3 map(const Vector3 &v, double (*f)(double)) {
     return {f(v[0]), f(v[1]), f(v[2])};
 }
 
+/// Of a mantissa from 1/2 to 1, in so many intervals.
+constexpr std::size_t root_starts = 64;
+
+/// Newton's method, from a place not below the root: falls to it until rounding stops it.
+template <int degree>
+double fall_to_root(double x, double y) {
+    for (;;) {
+        const double next = ((degree - 1) * y + x / power(y, degree - 1)) * (1.0 / degree);
+        if (next >= y)
+            return y;
+        y = next;
+    }
+}
+
+/// libm's pow and cbrt differ between machines.
+template <int degree>
+double root(double x) {
+    static const auto starts =
+        [] { // by the rest of the exponent and the mantissa, a little too large
+            std::array<std::array<double, root_starts>, degree> roots{};
+            for (int rest = 0; rest < degree; ++rest)
+                for (std::size_t i = 0; i < root_starts; ++i)
+                    roots[std::size_t(rest)][i] =
+                        1.000001 *
+                        fall_to_root<degree>(
+                            std::ldexp(0.5 + double(i + 1) / (2 * root_starts), rest), 2);
+            return roots;
+        }();
+    if (x <= 0)
+        return 0;
+    int exponent = 0;
+    const double mantissa = std::frexp(x, &exponent);
+    const int whole = (exponent - (exponent < 0 ? degree - 1 : 0)) / degree; // rounded down
+    const auto &of_rest = starts[std::size_t(exponent - degree * whole)];
+    return fall_to_root<degree>(
+        x, std::ldexp(of_rest[std::size_t((mantissa - 0.5) * (2 * root_starts))], whole));
+}
+
 double light_from_byte(double byte) {
     const double v = byte / 255;
     if (v <= 0.04045)
         return v / 12.92;
     const double base = (v + 0.055) / 1.055;
-    return base * base * root(5, base * base); // base^2.4
+    return base * base * root<5>(base * base); // base^2.4
 }
 
 double byte_from_light(double v) {
     if (v <= 0.0031308)
         return 255 * 12.92 * v;
-    return 255 * (1.055 * root(12, power(v, 5)) - 0.055);
+    const double cube = root<3>(v);
+    return 255 * (1.055 * cube * std::sqrt(std::sqrt(cube)) - 0.055); // v^(1/2.4)
 }
 
 double lab_curve(double v) {
-    return v > power(lab_knee, 3) ? root(3, v) : (lab_kappa * v + 16) / 116;
+    return v > power(lab_knee, 3) ? root<3>(v) : (lab_kappa * v + 16) / 116;
 }
 
 double inverse_lab_curve(double f) {
     return f > lab_knee ? power(f, 3) : (116 * f - 16) / lab_kappa;
-}
-
-double cube_root(double v) {
-    return root(3, v);
 }
 
 double cube(double v) {
@@ -71,46 +106,12 @@ double cube(double v) {
 
 } // namespace
 
-double power(double base, int exponent) {
-    double product = 1;
-    for (int i = 0; i < exponent; ++i)
-        product *= base;
-    return product;
+double cube_root(double v) {
+    return root<3>(v);
 }
 
-namespace {
-
-/// Newton's method, from a place not below the root: falls to it until rounding stops it.
-double fall_to_root(int degree, double x, double y) {
-    for (;;) {
-        const double next = ((degree - 1) * y + x / power(y, degree - 1)) / degree;
-        if (next >= y)
-            return y;
-        y = next;
-    }
-}
-
-/// The roots of 2^0 to 2^(degree - 1), a little too large.
-std::vector<double> roots_above(int degree) {
-    std::vector<double> roots;
-    for (int exponent = 0; exponent < degree; ++exponent)
-        roots.push_back(1.000001 * fall_to_root(degree, std::ldexp(1.0, exponent), 2));
-    return roots;
-}
-
-} // namespace
-
-/// By Newton's method: libm's pow and cbrt differ between machines.
-double root(int degree, double x) {
-    static const std::vector<double> starts[] = {roots_above(3), roots_above(5), roots_above(12)};
-    if (x <= 0)
-        return 0;
-    int exponent = 0;
-    const double mantissa = std::frexp(x, &exponent);
-    const int whole = (exponent - (exponent < 0 ? degree - 1 : 0)) / degree; // rounded down
-    const double start = starts[degree / 5][std::size_t(exponent - degree * whole)];
-    return fall_to_root(degree, x,
-                        std::ldexp(start * (1 + (mantissa - 1) / degree), whole)); // Bernoulli
+double fifth_root(double v) {
+    return root<5>(v);
 }
 
 RgbBytes to_bytes(const Vector3 &srgb) {

@@ -42,10 +42,16 @@ Vector3 light_from_oklab(const Vector3 &oklab);
 /// The derivatives of oklab_from_light by each channel, as columns; finite also for black.
 Matrix3 oklab_slopes(const Vector3 &light);
 
-/// The positive root, of degree 3, 5 or 12.
-double root(int degree, double x);
+// The same on every machine, and 0 of what is negative.
+double cube_root(double v);
+double fifth_root(double v);
 
-double power(double base, int exponent);
+constexpr double power(double base, int exponent) {
+    double product = 1;
+    for (int i = 0; i < exponent; ++i)
+        product *= base;
+    return product;
+}
 
 } // namespace oxel::tools
 

@@ -13,11 +13,10 @@ namespace oxel::tools {
 
 namespace {
 
-/// Intervals of a channel that divide 255, so that nodes are whole bytes. The coarser lattice is
-/// taken where the finer would need more nodes than a build of seconds can solve.
-constexpr int fine_intervals = 45;
-constexpr int coarse_intervals = 15;
-constexpr std::size_t most_nodes = 10000;
+/// Intervals of a channel: the most that leave no more nodes than a build of seconds can solve.
+constexpr int most_intervals = 45;
+constexpr int least_intervals = 15;
+constexpr std::size_t most_nodes = 7000;
 
 /// Corrections, in sRGB bytes, at the nodes of a lattice over the sRGB cube.
 class Lattice {
@@ -80,10 +79,11 @@ std::vector<std::size_t> nodes_about(const Lattice &lattice, const std::vector<V
 /// The corrections that colours need, at the nodes about them.
 Lattice solved_lattice(const PatchSolver &solver, const std::vector<Vector3> &colours,
                        const std::function<void(double)> &progress) {
-    Lattice lattice(fine_intervals);
+    Lattice lattice(most_intervals);
     std::vector<std::size_t> nodes = nodes_about(lattice, colours);
-    if (nodes.size() > most_nodes) {
-        lattice = Lattice(coarse_intervals);
+    for (int intervals = most_intervals;
+         nodes.size() > most_nodes && intervals > least_intervals;) {
+        lattice = Lattice(intervals -= 3);
         nodes = nodes_about(lattice, colours);
     }
     for (std::size_t done = 0; done < nodes.size();) {

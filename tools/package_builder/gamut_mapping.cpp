@@ -46,7 +46,8 @@ const std::vector<std::string> &intent_names() {
 }
 
 GamutMapping::GamutMapping(const Characterisation &panel, Intent intent)
-    : panel_(panel), rule_(rules[static_cast<std::size_t>(intent)]), white_{1, 1, 1} {
+    : panel_(panel), rule_(rules[static_cast<std::size_t>(intent)]),
+      grid_(grid_of(intent)), white_{1, 1, 1} {
     // A white as dark as this is none to be relative to.
     const Vector3 paper = panel.lights()[panel.white()];
     if (rule_.relative_to_paper && *std::min_element(paper.begin(), paper.end()) > 0.01)
@@ -88,7 +89,7 @@ Vector3 GamutMapping::compress(const Vector3 &oklab) const {
     constexpr int toe = 5;
     constexpr double knee_end = 1.6; // in largest chromas; the knee starts at the largest
     const double black = power(black_lightness_, toe);
-    const double lightness = root(toe, black + (1 - black) * power(oklab[0], toe));
+    const double lightness = fifth_root(black + (1 - black) * power(oklab[0], toe));
     double scale = 1;
     if (const double c = chroma(oklab); c > largest_chroma_) {
         const double room = (knee_end - 1) * largest_chroma_;
@@ -155,20 +156,10 @@ Vector3 GamutMapping::map(const Vector3 &source, Vector3 &near) const {
     return ink + rest * (from_paper(near) - ink);
 }
 
-Vector3 GamutMapping::place_on_grid(const Vector3 &bytes) const {
-    constexpr double last = cell_steps - 1;
-    Vector3 place{};
-    std::transform(bytes.begin(), bytes.end(), place.begin(), [&](double byte) {
-        return rule_.relative_to_paper ? byte * last / 255
-                                       : std::clamp((byte - middle_byte(0)) / 4, 0.0, last);
-    });
-    return place;
-}
-
 std::vector<Vector3> GamutMapping::map_cells() const {
     std::array<double, cell_steps> channel_light{};
     for (std::size_t step = 0; step < cell_steps; ++step) {
-        const double byte = rule_.relative_to_paper ? 255.0 * double(step) / 63 : middle_byte(step);
+        const double byte = grid_ == Grid::ends ? 255.0 * double(step) / 63 : middle_byte(step);
         channel_light[step] = light_from_srgb({byte, byte, byte})[0];
     }
     std::vector<Vector3> lights;

@@ -2,6 +2,7 @@
 #define OXEL_TOOLS_GAMUT_MAPPING_H
 
 #include "package_builder/characterisation.h"
+#include "preparation/grid.h"
 
 #include <string>
 #include <vector>
@@ -17,6 +18,11 @@ enum class Intent {
 
 /// Each at the place of its value.
 const std::vector<std::string> &intent_names();
+
+/// Where an intent's mapping puts cells: relative to paper, the outermost are just black and white.
+constexpr Grid grid_of(Intent intent) {
+    return intent == Intent::absolute ? Grid::middles : Grid::ends;
+}
 
 /// How an intent weighs, in OKLab, the ways in which a colour can be moved.
 struct IntentRule {
@@ -46,10 +52,8 @@ class GamutMapping {
     /// colour starts, relative to the paper; it receives the place found.
     Vector3 map(const Vector3 &source, Vector3 &near) const;
 
-    /// Where bytes of a picture lie among the cells, whose channels count from 0 to 63. Relative to
-    /// paper, the outermost cells are exactly black and white; else a cell is the middle of its
-    /// bytes.
-    Vector3 place_on_grid(const Vector3 &bytes) const;
+    /// Where the cells are.
+    Grid grid() const { return grid_; }
 
     /// A start for `map` that is as good as any.
     Vector3 start() const { return corners_.front(); }
@@ -65,6 +69,7 @@ class GamutMapping {
 
     const Characterisation &panel_;
     IntentRule rule_;
+    Grid grid_;
     Vector3 white_;
     std::vector<Vector3> corners_; // relative to the white
     double ink_lightness_ = 0;     // OKLab, of the black ink

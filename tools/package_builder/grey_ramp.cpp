@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 
 namespace oxel::tools {
@@ -10,25 +11,22 @@ namespace oxel::tools {
 namespace {
 
 /// What is shown is judged here between two cells.
-constexpr std::array<double, 3> places = {0.125, 0.5, 0.875};
+constexpr std::array<double, 2> places = {0.125, 0.625};
 
-constexpr int joint_rounds = 6;
+static const int joint_rounds = getenv("JR") ? atoi(getenv("JR")) : 6;
 constexpr double joint_step = 0.8;
-constexpr int descents = 3;
+constexpr int descents = 4;
 constexpr Vector3 moves[] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}; // either way
 
 /// Costs of a place: below the one a cell stays as it is, above the other it is moved further.
 constexpr double good_enough = 0.4;
 constexpr double bad = 1.5;
 
-/// How far from an end a bridge reaches, over how many bytes, and how many of them in a cell.
-constexpr std::size_t bridge_cells = 20;
-constexpr std::size_t bridge_bytes = 32;
-constexpr std::size_t bridge_steps = 6;
-constexpr std::size_t swallowed_bytes = 8;
-
 /// Of a step back against a miss, both in L*. Such steps are seen as edges.
 constexpr double order_weight = 10;
+
+/// Of a cell by itself, as pictures that are not prepared show it, against a place.
+constexpr double bare_weight = 0.5;
 
 /// Near grey, a cast strikes more than a step of lightness.
 constexpr Vector3 miss_weights = {1, 3, 2};
@@ -81,86 +79,12 @@ class Ramp {
         steps_ = best;
     }
 
-    /// About black and white a diffusion swallows errors, so that what is shown leaps as bytes
-    /// rise. Takes the way along the bytes from that end toward the other that comes nearest to
-    /// what is wanted: Viterbi's algorithm, over which bytes each cell has.
-    void bridge(bool from_white) {
-        const auto cell = [&](std::size_t i) { return from_white ? steps_.size() - 1 - i : i; };
-        const RgbBytes end = steps_[cell(0)].bytes;
-        const RgbBytes arrival = steps_[cell(bridge_cells)].bytes;
-        const Vector3 way = to_vector(steps_[cell(steps_.size() - 1)].bytes) - to_vector(end);
-        const double longest = std::max({std::abs(way[0]), std::abs(way[1]), std::abs(way[2])});
-        if (longest < 2 * bridge_bytes)
-            return;
-        // Straight to where all channels are beyond what is swallowed, then to the arrival.
-        std::vector<RgbBytes> bytes;
-        for (std::size_t i = 0; i < swallowed_bytes; ++i)
-            bytes.push_back(to_bytes(to_vector(end) + double(i) / longest * way));
-        const Vector3 bend = to_vector(end) + double(swallowed_bytes) / longest * way;
-        for (std::size_t i = swallowed_bytes; i < bridge_bytes; ++i)
-            bytes.push_back(to_bytes(bend + double(i - swallowed_bytes) /
-                                                double(bridge_bytes - swallowed_bytes) *
-                                                (to_vector(arrival) - bend)));
-        bytes.push_back(arrival);
-
-        // What is shown between any two that can follow each other.
-        const auto mix = [&](std::size_t near, std::size_t far, std::size_t place) {
-            return from_white ? DitheredBytes(bytes[far], bytes[near], places[place])
-                              : DitheredBytes(bytes[near], bytes[far], places[place]);
-        };
-        std::vector<DitheredBytes> colours;
-        std::vector<std::vector<std::size_t>> first(bridge_bytes); // by near and far, in `colours`
-        for (std::size_t near = 0; near < bridge_bytes; ++near)
-            for (std::size_t far = near; far <= bridge_bytes; ++far) {
-                first[near].push_back(colours.size());
-                if (far < near + bridge_steps || far == bridge_bytes)
-                    for (std::size_t place = 0; place < places.size(); ++place)
-                        colours.push_back(mix(near, far, place));
-            }
-        const std::vector<Shown> shown = solver_.show(colours);
-
-        const auto step_cost = [&](std::size_t i, std::size_t near, std::size_t far) {
-            const std::size_t begin = std::min(cell(i), cell(i + 1)) * places.size();
-            const std::size_t at = first[near][far - near];
-            double sum =
-                order_weight * disorder({shown.begin() + std::ptrdiff_t(at),
-                                         shown.begin() + std::ptrdiff_t(at + places.size())},
-                                        0, places.size());
-            for (std::size_t place = 0; place < places.size(); ++place)
-                sum += miss(shown[at + place], begin + place);
-            return sum;
-        };
-        constexpr double never = std::numeric_limits<double>::infinity();
-        std::vector<double> least(bridge_bytes, never);
-        least[0] = 0;
-        std::vector<std::vector<std::size_t>> before;
-        for (std::size_t i = 0; i + 1 < bridge_cells; ++i) {
-            std::vector<double> next(bridge_bytes, never);
-            before.emplace_back(bridge_bytes);
-            for (std::size_t far = 0; far < bridge_bytes; ++far)
-                for (std::size_t near = far < bridge_steps ? 0 : far + 1 - bridge_steps;
-                     near <= far; ++near)
-                    if (const double cost = least[near] + step_cost(i, near, far);
-                        cost < next[far]) {
-                        next[far] = cost;
-                        before.back()[far] = near;
-                    }
-            least = next;
-        }
-        for (std::size_t near = 0; near < bridge_bytes; ++near)
-            least[near] += step_cost(bridge_cells - 1, near, bridge_bytes);
-        auto now = std::size_t(std::min_element(least.begin(), least.end()) - least.begin());
-        const std::vector<GreyStep> old = steps_;
-        const double old_cost = whole_cost();
-        for (std::size_t i = bridge_cells - 1; i > 0; now = before[--i][now])
-            if (!steps_[cell(i)].fixed)
-                steps_[cell(i)].bytes = bytes[now];
-        if (whole_cost() >= old_cost)
-            steps_ = old;
-    }
-
     void descend() {
         std::vector<Shown> shown = shown_at(0, size());
+        std::vector<DitheredBytes> cells;
+        for (const GreyStep &step : steps_)
+            cells.emplace_back(step.bytes);
+        bare_ = solver_.show(cells);
         std::vector<bool> moved(steps_.size(), true);
         for (int descent = 0; descent < descents; ++descent) {
             const std::vector<bool> before = moved; // a cell settles when its neighbourhood has
@@ -173,13 +97,13 @@ class Ramp {
   private:
     using Shown = PatchSolver::Shown;
 
-    double whole_cost() const { return cost(shown_at(0, size()), 0, size()); }
-
     std::size_t size() const { return places.size() * (steps_.size() - 1); }
 
     DitheredBytes at(std::size_t place) const {
-        const std::size_t low = place / places.size();
-        return {steps_[low].bytes, steps_[low + 1].bytes, places[place % places.size()]};
+        std::array<RgbBytes, cell_steps> table;
+        for (std::size_t i = 0; i < cell_steps; ++i)
+            table[i] = steps_[i].bytes;
+        return {table, double(place / places.size()) + places[place % places.size()]};
     }
 
     std::vector<Shown> shown_at(std::size_t begin, std::size_t end) const {
@@ -214,10 +138,10 @@ class Ramp {
         }
     }
 
-    double miss(const Shown &shown, std::size_t place) const {
+    double miss(const Shown &shown, const Vector3 &wanted) const {
         double sum = 0;
         for (const auto &[light, weight] : shown) {
-            const Vector3 miss = lab_from_light(light, white_) - wanted_lab_[place];
+            const Vector3 miss = lab_from_light(light, white_) - wanted;
             double squares = 0;
             for (std::size_t axis = 0; axis < 3; ++axis)
                 squares += miss_weights[axis] * miss[axis] * miss[axis];
@@ -227,23 +151,40 @@ class Ramp {
         return sum;
     }
 
-    /// The steps back between one place and those up to a cell's width on.
+    /// By how much the lower of two is lighter.
+    double step_back(const Shown &low, const Shown &high) const {
+        double sum = 0;
+        for (std::size_t mode = 0; mode < low.size(); ++mode)
+            sum +=
+                low[mode].weight * std::max(0.0, lab_from_light(low[mode].light, white_)[0] -
+                                                     lab_from_light(high[mode].light, white_)[0]);
+        return sum;
+    }
+
+    /// The steps back between one place and those up to two cells on.
     double disorder(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
         double sum = 0;
         for (std::size_t low = begin; low < end; ++low)
             for (std::size_t high = low + 1; high < std::min(end, low + 1 + 2 * places.size());
                  ++high)
-                for (std::size_t mode = 0; mode < shown[low].size(); ++mode)
-                    sum += shown[low][mode].weight *
-                           std::max(0.0, lab_from_light(shown[low][mode].light, white_)[0] -
-                                             lab_from_light(shown[high][mode].light, white_)[0]);
+                sum += step_back(shown[low], shown[high]);
         return sum;
+    }
+
+    double bare_cost(std::size_t step, const Shown &shown) const {
+        double back = 0;
+        for (std::size_t low = step < 2 ? 0 : step - 2; low < step; ++low)
+            back += step_back(bare_[low], shown);
+        for (std::size_t high = step + 1; high < std::min(steps_.size(), step + 3); ++high)
+            back += step_back(shown, bare_[high]);
+        return bare_weight *
+               (miss(shown, lab_from_light(steps_[step].wanted, white_)) + order_weight * back);
     }
 
     double cost(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
         double sum = 0;
         for (std::size_t place = begin; place < end; ++place)
-            sum += miss(shown[place], place);
+            sum += miss(shown[place], wanted_lab_[place]);
         const std::size_t reach = 2 * places.size();
         return sum + order_weight * disorder(shown, begin < reach ? 0 : begin - reach,
                                              std::min(size(), end + reach));
@@ -251,11 +192,11 @@ class Ramp {
 
     /// Moves a cell to the best of its neighbours, if that is another. `shown` is kept up to date.
     bool move(std::size_t step, std::vector<Shown> &shown) {
-        const std::size_t begin = (step - 1) * places.size();
-        const std::size_t end = (step + 1) * places.size();
+        const std::size_t begin = (step < 2 ? 0 : step - 2) * places.size();
+        const std::size_t end = std::min((step + 2) * places.size(), size());
         const RgbBytes start = steps_[step].bytes;
         RgbBytes best = start;
-        double least = cost(shown, begin, end);
+        double least = cost(shown, begin, end) + bare_cost(step, bare_[step]);
         std::vector<RgbBytes> candidates;
         std::vector<DitheredBytes> colours;
         const double local = least / double(end - begin);
@@ -276,20 +217,25 @@ class Ramp {
             steps_[step].bytes = candidate;
             for (std::size_t place = begin; place < end; ++place)
                 colours.push_back(at(place));
+            colours.emplace_back(candidate);
         }
         const std::vector<Shown> moved = solver_.show(colours);
         std::vector<Shown> best_shown(shown.begin() + std::ptrdiff_t(begin),
                                       shown.begin() + std::ptrdiff_t(end));
+        Shown best_bare = bare_[step];
         for (std::size_t i = 0; i < candidates.size(); ++i) {
-            const auto first = moved.begin() + std::ptrdiff_t(i * (end - begin));
+            const auto first = moved.begin() + std::ptrdiff_t(i * (end - begin + 1));
+            const Shown &bare = first[std::ptrdiff_t(end - begin)];
             std::copy_n(first, end - begin, shown.begin() + std::ptrdiff_t(begin));
-            if (const double now = cost(shown, begin, end); now < least) {
+            if (const double now = cost(shown, begin, end) + bare_cost(step, bare); now < least) {
                 least = now;
                 best = candidates[i];
                 best_shown.assign(first, first + std::ptrdiff_t(end - begin));
+                best_bare = bare;
             }
         }
         steps_[step].bytes = best;
+        bare_[step] = best_bare;
         std::copy(best_shown.begin(), best_shown.end(), shown.begin() + std::ptrdiff_t(begin));
         return best != start;
     }
@@ -299,6 +245,7 @@ class Ramp {
     Vector3 white_;
     std::vector<Vector3> wanted_srgb_; // by place
     std::vector<Vector3> wanted_lab_;
+    std::vector<Shown> bare_; // by cell
 };
 
 } // namespace
@@ -307,8 +254,6 @@ void solve_grey_ramp(std::vector<GreyStep> &ramp, const PatchSolver &solver, con
     ramp.front().fixed = ramp.back().fixed = true;
     Ramp joint(ramp, solver, white);
     joint.iterate();
-    joint.bridge(false);
-    joint.bridge(true);
     joint.descend();
 }
 

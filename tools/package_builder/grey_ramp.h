@@ -15,10 +15,9 @@ struct GreyStep {
 };
 
 /// Finds the bytes of a gamut table's greys together, so that they rise without steps back and
-/// without casts. A picture that is dithered onto the table's grid mixes each cell with the next,
-/// so what counts is what is shown between them: cells are the knots of a curve. That also bridges
-/// the tones about black and white that no bytes alone can show, since a diffusion that rounds
-/// toward 0 swallows them.
+/// without casts. A picture that is dithered onto the table's grid mixes each cell with those about
+/// it, so what counts is what is shown of mixtures: cells are the knots of a curve. What single
+/// cells show, as of pictures that are not prepared, counts for less.
 ///
 /// From a fixed-point iteration over all of them, then one cell after another is moved by a byte
 /// while that helps. Lightness and casts are relative to `white`.

@@ -43,7 +43,7 @@ std::vector<ShownPatch> show_patches(const Characterisation &panel, const GamutM
         std::vector<DitheredBytes> given;
         for (std::size_t i = 0; i < count; ++i) {
             const RgbBytes &asked = colours[done + i];
-            given.emplace_back(tables.gamut, mapping.place_on_grid(to_vector(asked)));
+            given.emplace_back(tables.gamut, mapping.grid(), asked);
             patches.push_back({asked, mapping.map(light_from_srgb(to_vector(asked)), near), {}});
         }
         for (std::size_t mode = 0; mode < dithering_modes; ++mode) {
@@ -56,28 +56,54 @@ std::vector<ShownPatch> show_patches(const Characterisation &panel, const GamutM
     return patches;
 }
 
-std::array<RampFigures, dithering_modes>
-judge_greys(const Characterisation &panel, const GamutMapping &mapping, const BuiltTables &tables) {
+namespace {
+
+double luminance_of_lightness(double lightness) {
+    constexpr double end_of_line = 8;
+    return lightness > end_of_line ? power((lightness + 16) / 116, 3) : lightness * 27 / 24389;
+}
+
+} // namespace
+
+std::vector<RgbBytes> ramp_greys() {
     std::vector<RgbBytes> greys;
     for (int byte = 0; byte < 256; byte += 2)
         greys.push_back(to_bytes({double(byte), double(byte), double(byte)}));
-    const std::vector<ShownPatch> patches = show_patches(panel, mapping, tables, greys);
+    return greys;
+}
+
+RampFigures judge_ramp(const Characterisation &panel, const std::vector<Vector3> &lights) {
     const Vector3 paper = panel.lights()[panel.white()];
+    const auto can_mix = [&](double lightness) {
+        const Vector3 grey = luminance_of_lightness(lightness) * paper;
+        const Vector3 nearest = panel.nearest(grey).of(panel.corner_lights());
+        return ciede2000(lab_from_light(nearest, paper), lab_from_light(grey, paper)) < 1;
+    };
+    std::vector<Vector3> lab;
+    for (const Vector3 &light : lights)
+        lab.push_back(lab_from_light(light, paper));
+    RampFigures figures{};
+    double lightest = lab[0][0];
+    for (std::size_t i = 0; i < lab.size(); ++i) {
+        lightest = std::max(lightest, lab[i][0]);
+        figures.step_back = std::max(figures.step_back, lightest - lab[i][0]);
+        if (i >= 2)
+            figures.jump = std::max(figures.jump, lab[i][0] - lab[i - 2][0]);
+        if (can_mix(lab[i][0]))
+            figures.cast = std::max(figures.cast, ciede2000(lab[i], {lab[i][0], 0, 0}));
+    }
+    return figures;
+}
+
+std::array<RampFigures, dithering_modes>
+judge_greys(const Characterisation &panel, const GamutMapping &mapping, const BuiltTables &tables) {
+    const std::vector<ShownPatch> patches = show_patches(panel, mapping, tables, ramp_greys());
     std::array<RampFigures, dithering_modes> figures{};
     for (std::size_t mode = 0; mode < dithering_modes; ++mode) {
-        std::vector<Vector3> lab;
+        std::vector<Vector3> lights;
         for (const ShownPatch &patch : patches)
-            lab.push_back(lab_from_light(patch.shown[mode], paper));
-        auto &[step_back, jump, cast] = figures[mode];
-        double lightest = lab[0][0];
-        for (std::size_t i = 0; i < lab.size(); ++i) {
-            lightest = std::max(lightest, lab[i][0]);
-            step_back = std::max(step_back, lightest - lab[i][0]);
-            if (i >= 2)
-                jump = std::max(jump, lab[i][0] - lab[i - 2][0]);
-            if (lab[i][0] > lab[0][0] + 2)
-                cast = std::max(cast, ciede2000(lab[i], {lab[i][0], 0, 0}));
-        }
+            lights.push_back(patch.shown[mode]);
+        figures[mode] = judge_ramp(panel, lights);
     }
     return figures;
 }

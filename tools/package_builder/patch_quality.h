@@ -37,10 +37,16 @@ std::vector<ShownPatch> show_patches(const Characterisation &panel, const GamutM
 struct RampFigures {
     double step_back; // the most that a lighter grey is darker
     double jump;      // the most that L* rises in four bytes
-    double cast;      // the furthest from neutral, of what is lighter than the black ink
+    double cast;      // the furthest from neutral, of what can be mixed without a cast
 };
 
-/// The greys of every second byte, for each dithering mode.
+/// The greys of every second byte, from black on.
+std::vector<RgbBytes> ramp_greys();
+
+/// Of the light that is seen of each of them.
+RampFigures judge_ramp(const Characterisation &panel, const std::vector<Vector3> &lights);
+
+/// For each dithering mode.
 std::array<RampFigures, dithering_modes>
 judge_greys(const Characterisation &panel, const GamutMapping &mapping, const BuiltTables &tables);
 

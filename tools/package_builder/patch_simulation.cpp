@@ -50,15 +50,21 @@ struct Tables {
 
 using Indices = std::array<std::uint8_t, patches_a_pair>;
 
-constexpr std::size_t thresholds = 64; // that the simulation tells apart
-constexpr std::size_t noise_size = 96; // it repeats in larger patches
+constexpr std::size_t thresholds = DitheredBytes::thresholds;
+constexpr int threshold_width = grid_steps / int(thresholds); // of the preparation's
+constexpr std::size_t noise_size = 96;                        // it repeats in larger patches
+
+constexpr int middle_of(std::size_t threshold) {
+    return threshold_width * int(threshold) + threshold_width / 2;
+}
 
 std::uint8_t threshold_at(std::size_t x, std::size_t y) {
     static const std::vector<std::uint8_t> noise = [] {
         std::vector<std::uint8_t> levels;
         for (std::size_t place = 0; place < noise_size * noise_size; ++place)
-            levels.push_back(static_cast<std::uint8_t>(
-                double(thresholds) * grid_threshold(place % noise_size, place / noise_size)));
+            levels.push_back(std::uint8_t(grid_threshold(std::uint32_t(place % noise_size),
+                                                         std::uint32_t(place / noise_size)) /
+                                          threshold_width));
         return levels;
     }();
     return noise[y % noise_size * noise_size + x % noise_size];
@@ -120,7 +126,8 @@ class Diffusion {
     void hand_out(Words error, std::size_t place) {
         [&]<int... i>(std::integer_sequence<int, i...>) {
             (hand_out_by<i + 1>(error, place), ...);
-        }(std::make_integer_sequence<int, most_weight>());
+        }
+        (std::make_integer_sequence<int, most_weight>());
     }
 
     template <int weight>
@@ -134,7 +141,8 @@ class Diffusion {
     Words shares(std::size_t place) const {
         return [&]<int... column>(std::integer_sequence<int, column...>) {
             return (share_of<direction, row, column>(place) + ...);
-        }(std::make_integer_sequence<int, DiffusionKernel::columns>());
+        }
+        (std::make_integer_sequence<int, DiffusionKernel::columns>());
     }
 
     template <int direction, int row, int column>
@@ -195,46 +203,32 @@ Vector3 mean(std::span<const Vector3> vectors) {
     return 1 / double(vectors.size()) * sum;
 }
 
-double grid_threshold(std::size_t x, std::size_t y) {
-    const double wave = 0.06711056 * double(x) + 0.00583715 * double(y);
-    const double steep = 52.9829189 * (wave - std::floor(wave));
-    return steep - std::floor(steep);
-}
-
 DitheredBytes::DitheredBytes(const Vector3 &rgb) {
     for (std::size_t channel = 0; channel < 3; ++channel) {
         const double value = std::clamp(rgb[channel], 0.0, 255.0);
-        const auto low = static_cast<std::uint8_t>(std::clamp(value - 1.5, 0.0, 251.0));
-        upper_[channel] = (value - low) / 4;
-        for (std::size_t corner = 0; corner < corners_.size(); ++corner)
-            corners_[corner][channel] =
-                static_cast<std::uint8_t>(low + 4 * (corner >> (2 - channel) & 1));
+        const int rest = static_cast<int>(std::max(value - 1.5, 0.0)) % 4;
+        const auto place = static_cast<int>(grid_steps * (value - rest) / 4 + 0.5);
+        for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
+            by_threshold_[threshold][channel] =
+                static_cast<std::uint8_t>(4 * grid_cell(place, middle_of(threshold)) + rest);
     }
 }
 
-DitheredBytes::DitheredBytes(const RgbBytes &low, const RgbBytes &high, double share)
-    : upper_{share, share, share} {
-    corners_.fill(low);
-    corners_.back() = high;
+DitheredBytes::DitheredBytes(std::span<const RgbBytes, cell_steps> greys, double place) {
+    for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
+        by_threshold_[threshold] = greys[std::size_t(
+            grid_cell(static_cast<int>(grid_steps * place + 0.5), middle_of(threshold)))];
 }
 
-DitheredBytes::DitheredBytes(std::span<const std::uint8_t> gamut_table, const Vector3 &place) {
-    std::array<std::size_t, 3> low{};
-    for (std::size_t channel = 0; channel < 3; ++channel) {
-        low[channel] = std::min(std::size_t(std::max(place[channel], 0.0)), cell_steps - 2);
-        upper_[channel] = place[channel] - double(low[channel]);
+DitheredBytes::DitheredBytes(std::span<const std::uint8_t> gamut_table, Grid grid,
+                             const RgbBytes &colour) {
+    for (std::size_t threshold = 0; threshold < thresholds; ++threshold) {
+        std::size_t cell = 0;
+        for (const std::uint8_t byte : colour)
+            cell = cell_steps * cell +
+                   std::size_t(grid_cell(grid_place(grid, 256 * byte), middle_of(threshold)));
+        std::copy_n(&gamut_table[3 * cell], 3, by_threshold_[threshold].begin());
     }
-    for (std::size_t corner = 0; corner < corners_.size(); ++corner) {
-        const std::size_t cell =
-            ((low[0] + (corner >> 2)) * cell_steps + low[1] + (corner >> 1 & 1)) * cell_steps +
-            low[2] + (corner & 1);
-        std::copy_n(&gamut_table[3 * cell], 3, corners_[corner].begin());
-    }
-}
-
-RgbBytes DitheredBytes::at(double threshold) const {
-    return corners_[std::size_t(4 * (threshold < upper_[0]) + 2 * (threshold < upper_[1]) +
-                                (threshold < upper_[2]))];
 }
 
 PatchSimulation::PatchSimulation(const Characterisation &panel,
@@ -251,7 +245,7 @@ PatchSimulation::block_lights(int dithering_mode, std::span<const DitheredBytes>
     for (std::size_t i = 0; i < colours.size(); ++i)
         for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
             pixels[threshold * pairs + i / patches_a_pair][i % patches_a_pair] =
-                quad(colours[i].at((double(threshold) + 0.5) / double(thresholds)));
+                quad(colours[i].at(threshold));
     constexpr auto simulations =
         std::array{simulate<floyd_steinberg>, simulate<jarvis_judice_ninke>, simulate<stucki>};
     const Counts counts = simulations[std::size_t(dithering_mode / 2)](

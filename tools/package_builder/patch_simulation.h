@@ -1,7 +1,9 @@
 #ifndef OXEL_TOOLS_PATCH_SIMULATION_H
 #define OXEL_TOOLS_PATCH_SIMULATION_H
 
+#include "package_builder/cells.h"
 #include "package_builder/characterisation.h"
+#include "preparation/grid.h"
 
 #include <array>
 #include <cstdint>
@@ -12,32 +14,27 @@ namespace oxel::tools {
 
 Vector3 mean(std::span<const Vector3> vectors);
 
-/// The threshold, from 0 to 1, that a pixel is dithered onto the grid with: a channel takes the
-/// upper cell if it lies further than that above the lower one. Interleaved gradient noise
-/// (Jimenez, "Next generation post processing in Call of Duty: Advanced Warfare", 2014).
-double grid_threshold(std::size_t x, std::size_t y);
-
-/// The bytes that a diffusion is given for a flat colour. A picture that is dithered onto the grid
-/// of the gamut table before it is rendered asks for up to four neighbouring cells in turn.
+/// The bytes that a diffusion is given for a flat colour. A picture is dithered onto the grid of
+/// the gamut table before it is rendered, so its pixels ask for neighbouring cells in turn.
 class DitheredBytes {
   public:
-    DitheredBytes(const RgbBytes &flat) { corners_.fill(flat); } // NOLINT: as good as bytes
+    static constexpr std::size_t thresholds = 64; // of the preparation's, as many as are told apart
+
+    DitheredBytes(const RgbBytes &flat) { by_threshold_.fill(flat); } // NOLINT: as good as bytes
 
     /// Channels that need not be whole: bytes four apart, as cells mostly are, with just this mean.
     explicit DitheredBytes(const Vector3 &rgb);
 
-    /// Two bytes, the second with this share.
-    DitheredBytes(const RgbBytes &low, const RgbBytes &high, double share);
+    /// What a table of greys has, from 0 to 63.
+    DitheredBytes(std::span<const RgbBytes, cell_steps> greys, double place);
 
-    /// What a gamut table has for a colour whose channels are `place`, from 0 to 63.
-    DitheredBytes(std::span<const std::uint8_t> gamut_table, const Vector3 &place);
+    /// What a gamut table has for a colour of a picture.
+    DitheredBytes(std::span<const std::uint8_t> gamut_table, Grid grid, const RgbBytes &colour);
 
-    /// The bytes of a pixel whose threshold, the same for all channels, is `threshold`.
-    RgbBytes at(double threshold) const;
+    const RgbBytes &at(std::size_t threshold) const { return by_threshold_[threshold]; }
 
   private:
-    Vector3 upper_{};                 // by channel, the share of pixels that are rounded up
-    std::array<RgbBytes, 8> corners_; // by which channels are rounded up: 4 red, 2 green, 1 blue
+    std::array<RgbBytes, thresholds> by_threshold_;
 };
 
 /// Diffuses flat patches as the library does (its kernels, its arithmetic), but with tables of its

@@ -30,17 +30,20 @@ Vector3 add_rounding_loss(const Vector3 &srgb) {
 
 PatchSolver::PatchSolver(const Characterisation &panel, const PatchSimulation &simulation,
                          const DiffusionWeights &weights)
-    : panel_(panel), simulation_(simulation), modes_{{{DITHER_FLOYD, weights.floyd},
-                                                      {DITHER_JJN, weights.jjn},
-                                                      {DITHER_STUCKI, weights.stucki}}} {
+    : panel_(panel), quiet_(panel),
+      simulation_(simulation), modes_{{{DITHER_FLOYD, weights.floyd},
+                                       {DITHER_JJN, weights.jjn},
+                                       {DITHER_STUCKI, weights.stucki}}} {
     for (std::size_t corner = 0; corner < panel.corner_lights().size(); ++corner)
         corner_bytes_.push_back(to_vector(panel.palette()[panel.corner_index(corner)]));
 }
 
 PatchGoal PatchSolver::goal(const Vector3 &srgb) const {
     const Vector3 light = light_from_srgb(srgb);
-    if (panel_.holds(light))
-        return {srgb, add_rounding_loss(srgb)};
+    if (panel_.holds(light)) {
+        const auto mixture = quiet_.at(light);
+        return {srgb, add_rounding_loss(mixture ? mixture->of(corner_bytes_) : srgb)};
+    }
     const Mixture nearest = panel_.nearest(light);
     return {srgb_from_light(nearest.of(panel_.corner_lights())),
             add_rounding_loss(nearest.of(corner_bytes_))};

@@ -2,6 +2,7 @@
 #define OXEL_TOOLS_PATCH_SOLVER_H
 
 #include "package_builder/patch_simulation.h"
+#include "package_builder/quiet_mixture.h"
 
 #include <array>
 #include <vector>
@@ -35,8 +36,8 @@ class PatchSolver {
     PatchSolver(const Characterisation &panel, const PatchSimulation &simulation,
                 const DiffusionWeights &weights);
 
-    /// The reachable colour nearest to `srgb`. A colour on the surface has one mixture only, so
-    /// the mean of its bytes is known.
+    /// The reachable colour nearest to `srgb`, guessed to be mixed as quietly as it can be. A
+    /// colour on the surface has one mixture only.
     PatchGoal goal(const Vector3 &srgb) const;
 
     /// The sRGB bytes, not rounded, whose patches come out in the colours wanted, by fixed-point
@@ -69,6 +70,7 @@ class PatchSolver {
     void for_each_mode(std::span<const DitheredBytes> bytes, PatchSimulation::Area area, F f) const;
 
     const Characterisation &panel_;
+    QuietMixtures quiet_;
     const PatchSimulation &simulation_;
     std::array<WeightedMode, 3> modes_;
     std::vector<Vector3> corner_bytes_;

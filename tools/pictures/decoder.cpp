@@ -351,7 +351,8 @@ ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
     ImageSize whole = own;
     Opening opening;
     if (picture.drawing)
-        opening.scale = drawing_scale(own, part.size, wanted.size, wanted.framing.fit);
+        opening = {drawing_scale(own, part.size, wanted.size, wanted.framing.fit), 0,
+                   wanted.framing.smooth_text};
     else
         opening.halvings = std::min(picture.most_halvings,
                                     spare_halvings(part.size, wanted.size, wanted.framing.fit));

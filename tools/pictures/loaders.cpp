@@ -1,15 +1,18 @@
 #include "pictures/loaders.h"
 
 #include "pictures/plain_pnm.h"
+#include "pictures/svg_text.h"
 #include "pictures/tiff_pyramid.h"
 #include "pictures/vips_modules.h"
 
 #include <algorithm>
+#include <array>
 #include <iterator>
 #include <stdexcept>
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace oxel::tools {
 
@@ -49,6 +52,20 @@ constexpr Loader loaders[] = {
     {"VipsForeignLoadSvgSource", 0, Halving::none, true},
     {"VipsForeignLoadPdfSource", 0, Halving::none, true, true},
 };
+
+/// The drawing in a file with text that is not smoothed.
+vips::VSource sharp_text_in(int file) {
+    std::string svg;
+    std::array<char, 65536> part;
+    for (ssize_t count = 0;
+         (count = pread(file, part.data(), part.size(), static_cast<off_t>(svg.size()))) > 0;)
+        svg.append(part.data(), static_cast<std::size_t>(count));
+    svg = with_sharp_text(std::move(svg));
+    VipsBlob *const blob = vips_blob_copy(svg.data(), svg.size());
+    const vips::VSource source = vips::VSource::new_from_blob(blob);
+    vips_area_unref(VIPS_AREA(blob));
+    return source;
+}
 
 /// Formats that are met, and not read.
 struct Format {
@@ -210,7 +227,9 @@ OpenPicture open_picture_file(int file, bool document, Opening opening,
         options->set("scale", opening.scale);
     if (opening.halvings > 0)
         halve(options, loader->halving, opening.halvings, pyramid);
-    const VImage image = VImage::new_from_source(source, "", options);
+    const bool sharp =
+        !opening.smooth_text && std::string_view(loader->name) == "VipsForeignLoadSvgSource";
+    const VImage image = VImage::new_from_source(sharp ? sharp_text_in(file) : source, "", options);
     if (!loader->drawing)
         check_costs(image, loader->bytes_a_pixel, limits);
     // Of the wavelets' lower frequencies each lies at the first of the pixels that it stands for,

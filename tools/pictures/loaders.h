@@ -24,6 +24,7 @@ struct OpenPicture {
 struct Opening {
     double scale = 1; // of a drawing
     int halvings = 0; // of another one's sides
+    bool smooth_text = true;
 };
 
 /// Opens the picture in a file, which stays open. A PDF is opened only if `document` says that one

@@ -22,8 +22,7 @@ struct Development {
     int shadows = 0;    // -100 to 100: above 0 lightens what is dark, without its surroundings
     int highlights = 0; // -100 to 100: below 0 darkens what is light
     WhiteBalance white_balance = WhiteBalance::none;
-    bool auto_levels =
-        false; // stretches the light so that 1 in 200 pixels are black, 1 in 200 white
+    bool auto_levels = false; // stretches the light: 1 in 200 pixels black, 1 in 200 white
     bool monochrome = false;
 
     bool operator==(const Development &) const = default;
