@@ -46,6 +46,17 @@ save_row() {
     save_rendering "$folder/row.v" "$name"
 }
 
+# A dashboard, where there is a browser.
+if command -v chromium >/dev/null; then
+    for panel in six-colour bench/panels/two.json; do
+        OXEL=$PWD/build/demo/oxel examples/dashboard/dashboard.sh "$folder/dashboard.bin" $panel 800x480 \
+            --preview "$folder/$(basename $panel .json).png"
+    done
+    vips join "$folder/six-colour.png" "$folder/two.png" "$folder/dashboards.v" vertical \
+        --shim 8 --background 255
+    save_rendering "$folder/dashboards.v" tool-dashboard
+fi
+
 # The tool's page: what its own commands make.
 cp examples/scene.svg tools/panels/six-colour.json "$folder"
 scripts/code-blocks.sh sh docs/tool.md >"$folder/commands.sh"

@@ -1,6 +1,7 @@
 """A photo frame: renders the next picture of a folder whenever the folder changes.
 
-    python3 photo_frame.py PICTURES FRAME [--panel FILE] [--poll SECONDS] [--frames COUNT]
+    python3 photo_frame.py PICTURES FRAME [--panel FILE] [--dither NAME] [--inks NAME]
+                           [--poll SECONDS] [--frames COUNT]
 
 New and changed pictures are rendered one after another, one each time that the folder is looked
 at. FRAME is replaced when the new one is whole, so that whatever sends it to the panel never reads
@@ -45,13 +46,13 @@ def changes(folder: Path, poll: float) -> Iterator[Path]:
             time.sleep(poll)
 
 
-def show(picture: Path, frame: Path, panel: oxel.Panel) -> None:
+def show(picture: Path, frame: Path, panel: oxel.Panel, dither: str, inks: str) -> None:
     """Renders a picture to the frame's file."""
     with Image.open(picture) as file:
         image = ImageOps.exif_transpose(file).convert("RGBA")  # which keeps what is transparent
     if panel.size:
         image = ImageOps.fit(image, panel.size)
-    codes = oxel.transfer(np.asarray(panel.render(image)), panel.layout)
+    codes = oxel.transfer(np.asarray(panel.render(image, dither, inks=inks)), panel.layout)
     part = frame.with_name(frame.name + ".part")
     codes[..., 0].tofile(part)
     os.replace(part, frame)
@@ -62,6 +63,10 @@ def main() -> int:
     parser.add_argument("pictures", type=Path)
     parser.add_argument("frame", type=Path)
     parser.add_argument("--panel", type=Path, help="LUT package or description")
+    parser.add_argument("--dither", default="floyd", choices=("floyd", "jjn", "stucki", "none"),
+                        help="none for drawings and screenshots (floyd)")
+    parser.add_argument("--inks", default="auto", choices=("auto", "measured", "nominal", "off"),
+                        help="which flat colours are inks (auto)")
     parser.add_argument("--poll", type=float, default=5.0, help="seconds between looks (5)")
     parser.add_argument("--frames", type=int, help="stop after so many pictures")
     options = parser.parse_args()
@@ -72,7 +77,7 @@ def main() -> int:
     panel = oxel.Panel.from_file(options.panel) if options.panel else oxel.Panel.builtin()
     for count, picture in enumerate(changes(options.pictures, options.poll), start=1):
         try:
-            show(picture, options.frame, panel)
+            show(picture, options.frame, panel, options.dither, options.inks)
             print(f"{picture}: shown", flush=True)
         except Exception as error:  # readers of broken files raise any
             print(f"{picture}: {error or type(error).__name__}", file=sys.stderr, flush=True)

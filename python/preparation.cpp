@@ -1,8 +1,9 @@
 // The preparation of pictures behind a C interface, for Python's ctypes.
 
-#include "preparation/preparation.h"
+#include "preparation/page.h"
 #include "Oxel_Morvel6_render.h"
 #include "panels/picture_needs.h"
+#include "panels/table_lookup.h"
 #include "preparation/light.h"
 
 #include <algorithm>
@@ -44,18 +45,46 @@ std::int32_t oxel_preroll_rows(std::int32_t width, std::int32_t height) {
     return preroll_rows({width, height});
 }
 
-/// `prepared` receives `preroll` rows more than the picture has.
+/// `prepared` receives `preroll` rows more than the picture has; so does `apart`, and `inks` a number
+/// a pixel, as in struct Page. `found` becomes 0 without inks, 1 if `inks` is filled, 2 if `apart`
+/// is too. `choice` is a value of enum Inks.
 std::int32_t oxel_prepare(const std::uint8_t *package, std::size_t package_size,
                           const std::uint8_t *picture, std::uint32_t byte_order, std::int32_t width,
-                          std::int32_t height, std::int32_t preroll, std::uint8_t *prepared) {
+                          std::int32_t height, std::int32_t preroll, std::int32_t choice,
+                          std::uint8_t *prepared, std::uint8_t *apart, std::int16_t *inks,
+                          std::int32_t *found) {
     const std::span<const std::uint8_t> tables(package, package_size);
-    return with_light(picture, byte_order, {width, height}, [&](const Light &light) {
-        PreparedPicture result =
-            prepare(light, {width, height}, grid_of(tables), exact_colours_of(tables), preroll);
-        if (byte_order == ORDER_BGR)
-            swap_channels(result.bytes);
-        std::copy(result.bytes.begin(), result.bytes.end(), prepared);
+    const ImageSize size{width, height};
+    return with_light(picture, byte_order, size, [&](const Light &light) {
+        const auto deliver = [&](PreparedPicture &from, std::uint8_t *to) {
+            if (byte_order == ORDER_BGR)
+                swap_channels(from.bytes);
+            std::copy(from.bytes.begin(), from.bytes.end(), to);
+        };
+        Page page =
+            prepare_page(light, size, grid_of(tables), exact_colours_of(tables),
+                         find_inks(light, size, ink_colours_of(tables, static_cast<Inks>(choice))),
+                         preroll);
+        deliver(page.picture, prepared);
+        if (page.apart)
+            deliver(*page.apart, apart);
+        std::copy(page.inks.begin(), page.inks.end(), inks);
+        *found = page.apart ? 2 : page.inks.empty() ? 0 : 1;
     });
+}
+
+/// See put_together.
+void oxel_put_together(const std::int16_t *inks, std::size_t pixels, const std::uint8_t *colours,
+                       const std::uint8_t *apart, std::uint8_t *rendering) {
+    put_together({inks, pixels}, {colours, 3 * 256}, {apart, 3 * pixels}, {rendering, 3 * pixels});
+}
+
+/// The palette index of each pixel by the package's tables alone.
+std::int32_t oxel_look_up(const std::uint8_t *package, std::size_t package_size,
+                          const std::uint8_t *picture, std::size_t pixels, std::uint8_t *indices) {
+    return look_up({package, package_size}, {picture, 3 * pixels}, {indices, pixels})
+               ? OXEL_SUCCESS
+               : OXEL_UNUSABLE_TABLES;
 }
 
 /// The amounts are those of struct Development, in its order.

@@ -1,5 +1,8 @@
 import { defineConfig } from "vitest/config";
 
 export default defineConfig({
-  test: { include: ["tests/*.test.ts"], testTimeout: 300_000, hookTimeout: 300_000, fileParallelism: false },
+  test: {
+    setupFiles: ["tests/setup.ts"], include: ["tests/*.test.ts"], fileParallelism: false,
+    testTimeout: 300_000, hookTimeout: 300_000,
+  },
 });

@@ -5,7 +5,7 @@ from __future__ import annotations
 import ctypes
 import enum
 import itertools
-from typing import TYPE_CHECKING, Any, Optional, Tuple
+from typing import TYPE_CHECKING, Any, Iterator, Optional, Tuple
 
 import numpy as np
 
@@ -16,8 +16,16 @@ from ._library import BadSelector, FrameError, NativeCodes, library
 if TYPE_CHECKING:
     from ._panel import Panel
 
-_FORMATS = {name.decode(): i for i, name in enumerate(
-    iter(map(library.oxel_frame_format, itertools.count()).__next__, None))}
+
+def _format_names() -> Iterator[str]:
+    for i in itertools.count():
+        name: Optional[bytes] = library.oxel_frame_format(i)
+        if name is None:
+            return
+        yield name.decode()
+
+
+_FORMATS = {name: i for i, name in enumerate(_format_names())}
 
 
 class Layout(enum.IntEnum):

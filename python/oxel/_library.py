@@ -126,12 +126,16 @@ _declare("oxel_render_all", POINTER(NativePackage), c_void_p, c_uint32, c_void_p
          c_void_p, c_int32, c_int32, c_uint32)
 _declare("oxel_render_guarded", POINTER(NativePackage), c_void_p, c_void_p, c_uint32, c_int32,
          c_int32, c_uint32, c_int32, c_double, POINTER(c_int32))
-_declare("oxel_prepare", c_char_p, c_size_t, c_void_p, c_uint32, c_int32, c_int32, c_int32, c_void_p)
+_declare("oxel_prepare", c_char_p, c_size_t, c_void_p, c_uint32, c_int32, c_int32, c_int32, c_int32,
+         c_void_p, c_void_p, c_void_p, POINTER(c_int32))
+_declare("oxel_look_up", c_char_p, c_size_t, c_void_p, c_size_t, c_void_p)
 _declare("oxel_develop", c_void_p, c_uint32, c_int32, c_int32, POINTER(c_int32), c_void_p)
 _declare("Oxel_image_adjustment", c_void_p, c_uint32, c_void_p, c_uint32, c_int32, c_int32,
          c_int32, c_int32, c_int32, c_int32, c_double)
 _declare("Oxel_TFT_format_transfer", c_void_p, POINTER(c_int32), POINTER(c_int32), c_int32)
 library.oxel_preroll_rows.argtypes = [c_int32, c_int32]
+library.oxel_put_together.argtypes = [c_void_p, c_size_t, c_void_p, c_void_p, c_void_p]
+library.oxel_put_together.restype = None
 library.Oxel_get_updateLog.restype = c_char_p
 library.oxel_panel_from_bytes.argtypes = [c_char_p, c_char_p, c_size_t, c_int32]
 library.oxel_panel_from_bytes.restype = POINTER(NativePanel)

@@ -10,21 +10,22 @@ import json
 import os
 import reprlib
 import struct
-from typing import Any, Callable, Mapping, NamedTuple, Optional, Tuple, Union
+from typing import Any, Callable, Dict, Iterable, Mapping, NamedTuple, Optional, Tuple, Union
 
 import numpy as np
 
 from ._arguments import choose, did_you_mean, int32, real
 from ._frames import Layout, layout_of
 from ._images import Picture, Pixels, like, order_of, output_like, pixels_of, size_of
-from ._library import (BadSelector, NativePackage, NativePanel, OxelError, PanelError,
-                       UnusableTables, library)
-from ._preparation import prepared
+from ._library import (BadSelector, NativePackage, NativePanel, NotSixColours, OxelError,
+                       PanelError, UnusableTables, library)
+from ._preparation import Page, prepared
 
 _DITHERS = {"floyd": 0, "jjn": 2, "stucki": 4}
 _ALL = -2  # even, like the orders that are not serpentine
 _TUNINGS = {"all": _ALL, **_DITHERS}
 _OUTPUTS = {"tcon": 1, "nominal": 2, "eo": 3}
+_PURE = ((0, 0, 0), (255, 255, 255), (255, 255, 0), (255, 0, 0), (0, 255, 0), (0, 0, 255))
 
 
 class Verdict(enum.IntEnum):
@@ -54,14 +55,14 @@ class Guarded(NamedTuple):
     verdict: Verdict
 
 
-def _dithering(dither: str, serpentine: bool) -> int:
-    """The library's dithering mode."""
+def _dithering(dither: str, serpentine: bool, **others: int) -> int:
+    """The library's dithering mode. `others` are names that are told beside the library's."""
     if not isinstance(serpentine, (bool, int, np.bool_)):
         raise TypeError(f"serpentine={reprlib.repr(serpentine)}: must be True or False")
     plain = str(dither).replace("-serpentine", "")
     if plain != dither and plain in _DITHERS:  # a name of the command's
         raise BadSelector(f"dither={dither!r}: is dither={plain!r}, serpentine=True here")
-    return choose("dither", dither, _DITHERS) + bool(serpentine)
+    return choose("dither", dither, {**_DITHERS, **others}) + bool(serpentine)
 
 
 class _Opened(NamedTuple):
@@ -309,7 +310,7 @@ class Panel:
 
     def render(self, image: Picture, dither: str = "floyd", serpentine: bool = True,
                output: str = "tcon", *, order: str = "rgb", prepare: bool = True,
-               out: Optional[Pixels] = None) -> Picture:
+               inks: str = "auto", out: Optional[Pixels] = None) -> Picture:
         """Renders an image to one form.
 
         Args:
@@ -317,7 +318,8 @@ class Panel:
                 Contiguous arrays are read in place, read-only ones too; others are copied first.
                 Transparent parts of Pillow images lie on white.
             dither: "floyd", "jjn" or "stucki", error diffusion after Floyd and Steinberg, Jarvis,
-                Judice and Ninke, or Stucki.
+                Judice and Ninke, or Stucki; "none", each pixel becomes what the package's tables
+                give it, for drawings and screenshots: nothing is prepared, and no ink is found.
             serpentine: scan every second row from right to left.
             output: "tcon", the timing controller's code three times a pixel; "nominal", pure
                 colours (six-colour panels only); "eo", the measured colours.
@@ -325,7 +327,11 @@ class Panel:
             prepare: dither the image to the 64 levels a channel that the package tells apart, so
                 that skies and skin show no bands, and render it from 128 mirrored rows above it, so
                 that the first rows are as good as the others. False gives the library the image as
-                it is, in place.
+                it is, in place, without inks.
+            inks: which flat areas, from 16 pixels on, are ink, and not diffused, with the smoothed
+                edges between them and thin strokes on them: those of a pure colour that the panel
+                has an ink for ("nominal"), of an ink's measured colour ("measured"), of either
+                ("auto"), or none ("off").
             out: array of the image's shape that receives the result; may be the image itself.
 
         Returns:
@@ -343,15 +349,47 @@ class Panel:
         byte_order = order_of(image, order)
         pixels = pixels_of(image)
         result = output_like(pixels, out)
-        dithering = _dithering(dither, serpentine)
-        tables = self._tables_for(dithering)
-        pixels, rows = _prepared(pixels, byte_order, tables, prepare)
-        frame = output_like(pixels) if rows else result
-        library.oxel_render(tables.native, pixels.ctypes.data, frame.ctypes.data, byte_order,
-                            *size_of(pixels), dithering, choose("output", output, _OUTPUTS))
-        if rows:
-            result[...] = frame[rows:]
+        form = choose("output", output, _OUTPUTS)
+        if dither == "none":
+            result[...] = self._colours(form, byte_order)[self._indices(pixels, byte_order)]
+            return like(image, result)
+        mode = _dithering(dither, serpentine, none=6)
+        tables = self._tables_for(mode)
+        page = _page(pixels, byte_order, tables, prepare, inks)
+
+        def rendered(picture: Pixels, frame: Pixels) -> Pixels:
+            library.oxel_render(tables.native, picture.ctypes.data, frame.ctypes.data, byte_order,
+                                *size_of(picture), mode, form)
+            return frame[page.rows:]
+
+        if page.rows:
+            result[...] = rendered(page.picture, output_like(page.picture))
+        else:
+            rendered(page.picture, result)
+        apart = None if page.apart is None else rendered(page.apart, page.apart)
+        page.put_together(self._colours(form, byte_order), apart, result)
         return like(image, result)
+
+    def _colours(self, form: int, byte_order: int) -> Pixels:
+        """What an output holds for each palette index: (256, 3) array."""
+        colours = np.zeros((256, 3), np.uint8)
+        if form == _OUTPUTS["tcon"]:
+            colours[:self.colours] = self.codes[:256, None]
+        elif form == _OUTPUTS["nominal"]:
+            if self.colours != 6:
+                raise NotSixColours(str(NotSixColours.__doc__))
+            colours[:6] = _PURE
+        else:
+            colours[:self.colours] = self.palette[:256]
+        return np.ascontiguousarray(colours[:, ::-1]) if byte_order else colours
+
+    def _indices(self, pixels: Pixels, byte_order: int) -> Pixels:
+        """The palette index of each pixel by the tables alone."""
+        rgb = np.ascontiguousarray(pixels[..., ::-1]) if byte_order else pixels
+        indices = np.empty(pixels.shape[:2], np.uint8)
+        library.oxel_look_up(self.package, len(self.package), rgb.ctypes.data, indices.size,
+                             indices.ctypes.data)
+        return indices
 
     def render_guarded(self, image: Picture, threshold: float, dither: str = "floyd",
                        serpentine: bool = True, output: str = "tcon", *, order: str = "rgb",
@@ -362,7 +400,7 @@ class Panel:
         change of each colour's share: 0 for an even image, 2 for each complete change of colour. A
         rendering passes if its measure is below `threshold`. If it does not, the image is rendered
         again one row lower, and if that does not either, the frame is the panel's first colour
-        everywhere. The image is prepared as for `render`, but without rows above it.
+        everywhere. The image is prepared as for `render`, but without rows above it and inks.
 
         Returns:
             The frame, as of `render`, and a `Verdict`: which of the three it is.
@@ -379,7 +417,7 @@ class Panel:
         frame = output_like(pixels, out)
         dithering = _dithering(dither, serpentine)
         tables = self._tables_for(dithering)
-        pixels, _ = _prepared(pixels, byte_order, tables, prepare, preroll=False)
+        pixels = _page(pixels, byte_order, tables, prepare, "off", preroll=False).picture
         verdict = ctypes.c_int32()
         library.oxel_render_guarded(tables.native, pixels.ctypes.data, frame.ctypes.data,
                                     byte_order, *size_of(pixels), dithering,
@@ -388,7 +426,7 @@ class Panel:
         return Guarded(like(image, frame), Verdict(verdict.value))
 
     def render_all(self, image: Picture, dither: str = "floyd", serpentine: bool = True, *,
-                   order: str = "rgb", prepare: bool = True) -> Renderings:
+                   order: str = "rgb", prepare: bool = True, inks: str = "auto") -> Renderings:
         """Renders an image to all three forms in the time of one.
 
         Returns:
@@ -405,23 +443,39 @@ array([[[33, 32, 37]]], dtype=uint8))
         """
         byte_order = order_of(image, order)
         pixels = pixels_of(image)
-        dithering = _dithering(dither, serpentine)
-        tables = self._tables_for(dithering)
-        pixels, rows = _prepared(pixels, byte_order, tables, prepare)
-        tcon, eo = output_like(pixels), output_like(pixels)
-        nominal = output_like(pixels) if self.colours == 6 else None
-        library.oxel_render_all(
-            tables.native, pixels.ctypes.data, byte_order, tcon.ctypes.data,
-            None if nominal is None else nominal.ctypes.data, eo.ctypes.data,
-            *size_of(pixels), dithering)
-        return Renderings(like(image, tcon[rows:]),
-                          None if nominal is None else like(image, nominal[rows:]),
-                          like(image, eo[rows:]))
+        forms = [form for form in _OUTPUTS.values()
+                 if form != _OUTPUTS["nominal"] or self.colours == 6]
+        if dither == "none":
+            indices = self._indices(pixels, byte_order)
+            frames = {form: self._colours(form, byte_order)[indices] for form in forms}
+        else:
+            mode = _dithering(dither, serpentine, none=6)
+            tables = self._tables_for(mode)
+            page = _page(pixels, byte_order, tables, prepare, inks)
+            frames = _render_forms(tables, page.picture, page.rows, byte_order, mode, forms)
+            apart = {} if page.apart is None else _render_forms(
+                tables, page.apart, page.rows, byte_order, mode, forms)
+            for form, frame in frames.items():
+                page.put_together(self._colours(form, byte_order), apart.get(form), frame)
+        return Renderings(*(None if frames.get(form) is None else like(image, frames[form])
+                            for form in _OUTPUTS.values()))
 
 
-def _prepared(pixels: Pixels, byte_order: int, tables: _Tables, wanted: bool,
-              preroll: bool = True) -> Tuple[Pixels, int]:
-    return prepared(pixels, byte_order, tables.package, preroll) if wanted else (pixels, 0)
+def _page(pixels: Pixels, byte_order: int, tables: _Tables, wanted: bool, inks: str,
+          preroll: bool = True) -> Page:
+    if not wanted:
+        return Page(pixels, 0)
+    return prepared(pixels, byte_order, tables.package, inks, preroll)
+
+
+def _render_forms(tables: _Tables, picture: Pixels, rows: int, byte_order: int, mode: int,
+                  forms: Iterable[int]) -> Dict[int, Pixels]:
+    frames = {form: output_like(picture) for form in forms}
+    library.oxel_render_all(
+        tables.native, picture.ctypes.data, byte_order,
+        *(frames[form].ctypes.data if form in frames else None for form in _OUTPUTS.values()),
+        *size_of(picture), mode)
+    return {form: frame[rows:] for form, frame in frames.items()}
 
 
 def _restored(packages: Mapping[int, bytes], description: Optional[Tuple[str, Tuple[Any, ...]]],

@@ -3,7 +3,7 @@
 from __future__ import annotations
 
 import ctypes
-from typing import Optional, Tuple
+from typing import Any, NamedTuple, Optional
 
 import numpy as np
 
@@ -11,19 +11,39 @@ from ._arguments import choose, int32
 from ._images import Picture, Pixels, like, order_of, output_like, pixels_of, size_of
 from ._library import library
 
+_INKS = {"auto": 0, "measured": 1, "nominal": 2, "off": 3}
 _WHITE_BALANCES = {"none": 0, "auto": 1, "grey": 2}
 
 
-def prepared(pixels: Pixels, byte_order: int, package: bytes,
-             preroll: bool) -> Tuple[Pixels, int]:
-    """What the library should render in the place of `pixels`, and how many of its first rows are
-    to be cut off."""
+class Page(NamedTuple):
+    """What the library should render in the place of a picture."""
+
+    picture: Pixels
+    rows: int  # of them, which are to be cut off
+    apart: Optional[Pixels] = None  # to be rendered too, for what is beside inks
+    inks: Optional[Any] = None  # what each pixel is, as put_together wants it
+
+    def put_together(self, colours: Pixels, apart: Optional[Pixels], frame: Pixels) -> None:
+        """Puts the inks into the picture's frame. `apart` is that of the other picture."""
+        if self.inks is not None:
+            library.oxel_put_together(
+                self.inks.ctypes.data, self.inks.size, colours.ctypes.data,
+                None if apart is None else apart.ctypes.data, frame.ctypes.data)
+
+
+def prepared(pixels: Pixels, byte_order: int, package: bytes, inks: str, preroll: bool) -> Page:
+    choice = choose("inks", inks, _INKS)
     rows = library.oxel_preroll_rows(*size_of(pixels)) if preroll else 0
     picture = np.empty((len(pixels) + rows, *pixels.shape[1:]), np.uint8)
-    if picture.size:
-        library.oxel_prepare(package, len(package), pixels.ctypes.data, byte_order,
-                             *size_of(pixels), rows, picture.ctypes.data)
-    return picture, rows
+    if not picture.size:
+        return Page(picture, rows)
+    apart = np.empty_like(picture)
+    plane = np.empty(pixels.shape[:2], np.int16)
+    found = ctypes.c_int32()
+    library.oxel_prepare(package, len(package), pixels.ctypes.data, byte_order, *size_of(pixels),
+                         rows, choice, picture.ctypes.data, apart.ctypes.data, plane.ctypes.data,
+                         ctypes.byref(found))
+    return Page(picture, rows, apart if found.value > 1 else None, plane if found.value else None)
 
 
 def _amount(what: str, value: int, least: int, most: int) -> int:

@@ -28,6 +28,7 @@ struct Avx2 {
     static constexpr int wavefront_registers = 4;
     static constexpr int least_pixels_a_step = 6; // measured: with fewer, narrower() is faster
     static constexpr int segment_registers = 2;
+    static constexpr int groups_adjusted = 1; // at once: measured
     static const Form &narrower() { return vector128_form; }
 
     static Words<Avx2> high_product(Words<Avx2> words, int factor) {

@@ -57,6 +57,7 @@ struct Avx512 {
     static constexpr int wavefront_registers = 4;
     static constexpr int least_pixels_a_step = 16; // measured: with fewer, narrower() is faster
     static constexpr int segment_registers = 2;
+    static constexpr int groups_adjusted = 8; // at once: measured
     static const Form &narrower() { return avx2_form; }
 
     static Words<Avx512> high_product(Words<Avx512> words, int factor) {
@@ -96,6 +97,20 @@ struct Avx512 {
 
     static bool any(LaneMask<Avx512> mask) { return _mm512_movepi64_mask((__m512i)mask) != 0; }
 
+    struct Unfinished { // as UnfinishedLanes
+        __mmask8 lanes = 0xFF;
+
+        bool any() const { return lanes != 0; }
+        DoubleLanes<Avx512> choose(DoubleLanes<Avx512> unfinished,
+                                   DoubleLanes<Avx512> others) const {
+            return _mm512_mask_mov_pd(others, lanes, unfinished);
+        }
+        void end_at_small(DoubleLanes<Avx512> x) {
+            lanes = _mm512_mask_cmp_pd_mask(lanes, _mm512_abs_pd(x), _mm512_set1_pd(tolerance),
+                                            _CMP_NLT_UQ);
+        }
+    };
+
     static DoubleLanes<Avx512> lesser(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b) {
         return _mm512_min_pd(a, b);
     }
@@ -110,9 +125,25 @@ struct Avx512 {
     }
 
     /// a * b + c, rounded once.
-    static DoubleLanes<Avx512> fused(DoubleLanes<Avx512> a, DoubleLanes<Avx512> b,
-                                     DoubleLanes<Avx512> c) {
-        return _mm512_fmadd_pd(a, b, c);
+    static DoubleLanes<Avx512> fused(DoubleLanes<Avx512> a, double b, DoubleLanes<Avx512> c) {
+        return _mm512_fmadd_pd(a, _mm512_set1_pd(b), c);
+    }
+
+    /// The first three numbers of rows of a table, each in a register of its own.
+    static void gather_fours(const double (*table)[4], const std::uint32_t *rows,
+                             DoubleLanes<Avx512> (&numbers)[3]) {
+        const auto two = [&](int first, int second) {
+            return _mm512_insertf64x4(_mm512_castpd256_pd512(_mm256_load_pd(table[rows[first]])),
+                                      _mm256_load_pd(table[rows[second]]), 1);
+        };
+        const __m512d even[] = {two(0, 2), two(4, 6)}, odd[] = {two(1, 3), two(5, 7)};
+        const __m512d outer[] = {_mm512_unpacklo_pd(even[0], odd[0]),
+                                 _mm512_unpacklo_pd(even[1], odd[1])};
+        const __m512d inner[] = {_mm512_unpackhi_pd(even[0], odd[0]),
+                                 _mm512_unpackhi_pd(even[1], odd[1])};
+        numbers[0] = _mm512_shuffle_f64x2(outer[0], outer[1], 0x88);
+        numbers[1] = _mm512_shuffle_f64x2(inner[0], inner[1], 0x88);
+        numbers[2] = _mm512_shuffle_f64x2(outer[0], outer[1], 0xDD);
     }
 
     static constexpr __mmask64 pixel_mask = (std::uint64_t{1} << 48) - 1;

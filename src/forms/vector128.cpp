@@ -26,6 +26,7 @@ struct Vector128 {
     static constexpr int wavefront_registers = 4;
     static constexpr int least_pixels_a_step = 2; // measured: with fewer, narrower() is faster
     static constexpr int segment_registers = 4;
+    static constexpr int groups_adjusted = 8; // at once: measured
     static const Form &narrower() { return portable_form; }
 
     static Words<Vector128> high_product(Words<Vector128> words, int factor) {

@@ -46,9 +46,10 @@ DoubleLanes<Target> clamp_lanes(DoubleLanes<Target> x) {
 }
 
 /// A turn of the hue circle in degrees: for each of a pixel's channels by what the slope between
-/// its levels is multiplied, or -1 where the channel is at the upper level.
+/// its levels is multiplied, or -1 where the channel is at the upper level. A degree is as long as
+/// a register of some instruction sets.
 struct HuePlaces {
-    double place[360][3];
+    alignas(64) double place[360][4];
 };
 inline constexpr HuePlaces hue_places = [] {
     constexpr double third = 0.333333, one_sixth = 1.0 / 6.0, two_thirds = 2.0 / 3.0;
@@ -135,9 +136,9 @@ struct Channels {
 };
 
 template <class Target, int... i>
-DoubleLanes<Target> places_of(IntLanes<Target> hue, int first, int channel,
+DoubleLanes<Target> places_of(const std::uint32_t *hues, int channel,
                               std::integer_sequence<int, i...>) {
-    return DoubleLanes<Target>{hue_places.place[hue[first + i]][channel]...};
+    return DoubleLanes<Target>{hue_places.place[hues[i]][channel]...};
 }
 
 template <class Target, int first, int... i>
@@ -161,23 +162,44 @@ IntLanes<Target> truncated(DoubleLanes<Target> low, DoubleLanes<Target> high,
     }
 }
 
+/// What the channels of some pixels come of.
 template <class Target>
-void adjust_group(IntLanes<Target> (&channels)[3], const Adjustment &adjustment) {
+struct Measured {
+    std::uint32_t hues[2 * Target::doubles];
+    FloatLanes<Target> delta, sum;
+};
+
+template <class Target>
+Measured<Target> measure_group(const IntLanes<Target> (&channels)[3], int shift) {
     using Floats = FloatLanes<Target>;
-    constexpr std::make_integer_sequence<int, Target::doubles> each;
     const auto r = __builtin_convertvector(channels[0], Floats);
     const auto g = __builtin_convertvector(channels[1], Floats);
     const auto b = __builtin_convertvector(channels[2], Floats);
     const Spread<Target> spread(r, g, b);
-    const Floats sum = spread.least + spread.greatest;
-    const IntLanes<Target> hue = hue_of<Target>(r, g, b, spread, adjustment.hue);
+    const IntLanes<Target> hue = hue_of<Target>(r, g, b, spread, shift);
+    Measured<Target> measured{{}, spread.delta, spread.least + spread.greatest};
+    std::memcpy(measured.hues, &hue, sizeof hue);
+    return measured;
+}
+
+template <class Target>
+void adjust_group(const Measured<Target> &measured, const Adjustment &adjustment,
+                  IntLanes<Target> (&channels)[3]) {
+    constexpr std::make_integer_sequence<int, Target::doubles> each;
     const auto half = [&](auto start) {
         constexpr int first = start;
-        const DoubleLanes<Target> place[3] = {places_of<Target>(hue, first, 0, each),
-                                              places_of<Target>(hue, first, 1, each),
-                                              places_of<Target>(hue, first, 2, each)};
-        return Channels<Target>(half_as_doubles<Target, first>(spread.delta, each),
-                                half_as_doubles<Target, first>(sum, each), place, adjustment);
+        const std::uint32_t *hues = measured.hues + first;
+        DoubleLanes<Target> place[3];
+        if constexpr (requires { Target::gather_fours(hue_places.place, hues, place); }) {
+            Target::gather_fours(hue_places.place, hues, place);
+        } else {
+            place[0] = places_of<Target>(hues, 0, each);
+            place[1] = places_of<Target>(hues, 1, each);
+            place[2] = places_of<Target>(hues, 2, each);
+        }
+        return Channels<Target>(half_as_doubles<Target, first>(measured.delta, each),
+                                half_as_doubles<Target, first>(measured.sum, each), place,
+                                adjustment);
     };
     const auto low = half(std::integral_constant<int, 0>());
     const auto high = half(std::integral_constant<int, Target::doubles>());
@@ -226,15 +248,26 @@ void adjust_in_lanes(const PixelRun &run, const Adjustment &adjustment) {
     constexpr std::size_t lanes = 2 * Target::doubles;
     const auto input_red = static_cast<int>(8 * run.input_red);
     const auto output_red = static_cast<int>(8 * run.output_red);
+    // One stage for some groups, then the other, so that the groups' chains overlap.
+    constexpr std::size_t groups = Target::groups_adjusted;
     std::size_t done = 0;
-    for (; done + lanes <= run.count; done += lanes) {
-        const IntLanes<Target> pixels = load_pixels<Target>(run.input + 3 * done);
-        IntLanes<Target> channels[3] = {pixels >> input_red & 255, pixels >> 8 & 255,
-                                        pixels >> (16 - input_red) & 255};
-        adjust_group<Target>(channels, adjustment);
-        store_pixels<Target>(channels[0] << output_red | channels[1] << 8 |
-                                 channels[2] << (16 - output_red),
-                             run.output + 3 * done);
+    while (done + lanes <= run.count) {
+        const std::size_t left = (run.count - done) / lanes;
+        const std::size_t count = groups > 1 && left < groups ? left : groups;
+        Measured<Target> measured[groups];
+        for (std::size_t i = 0; i < count; ++i) {
+            const IntLanes<Target> pixels = load_pixels<Target>(run.input + 3 * (done + i * lanes));
+            measured[i] = measure_group<Target>(
+                {pixels >> input_red & 255, pixels >> 8 & 255, pixels >> (16 - input_red) & 255},
+                adjustment.hue);
+        }
+        for (std::size_t i = 0; i < count; ++i, done += lanes) {
+            IntLanes<Target> channels[3];
+            adjust_group<Target>(measured[i], adjustment, channels);
+            store_pixels<Target>(channels[0] << output_red | channels[1] << 8 |
+                                     channels[2] << (16 - output_red),
+                                 run.output + 3 * done);
+        }
     }
     portable::adjust({run.input + 3 * done, run.input_red, run.output + 3 * done, run.output_red,
                       run.count - done},

@@ -43,10 +43,36 @@ void count_in_lanes(const std::uint8_t *indices, std::size_t count, int colours,
     portable::count_indices(indices, count, colours, counts);
 }
 
+/// The lanes whose series has not ended. Instruction sets with registers for masks have their own.
 template <class Target>
-LaneMask<Target> is_small(DoubleLanes<Target> x) {
-    return (x < 0.0 ? -x : x) < tolerance;
+struct UnfinishedLanes {
+    LaneMask<Target> lanes = ~LaneMask<Target>{};
+
+    bool any() const { return Target::any(lanes); }
+
+    DoubleLanes<Target> choose(DoubleLanes<Target> unfinished, DoubleLanes<Target> others) const {
+        return lanes ? unfinished : others;
+    }
+
+    /// Those where `x` is small end.
+    void end_at_small(DoubleLanes<Target> x) {
+        const auto magnitude = (DoubleLanes<Target>)((LaneMask<Target>)x & INT64_MAX);
+        lanes &= ~(magnitude < tolerance);
+    }
+};
+template <class Target>
+struct UnfinishedOf {
+    using Type = UnfinishedLanes<Target>;
+};
+template <class Target>
+requires requires {
+    typename Target::Unfinished;
 }
+struct UnfinishedOf<Target> {
+    using Type = typename Target::Unfinished;
+};
+template <class Target>
+using Unfinished = typename UnfinishedOf<Target>::Type;
 
 /// The inverses of small numbers, each in two parts. A quotient x / n lies 1 / (2 * n) of its last
 /// place or more from where rounding turns, and the parts' product with x is off by 2^-50 of that
@@ -66,21 +92,20 @@ inline constexpr SmallInverses small_inverses = [] {
 
 template <class Target>
 DoubleLanes<Target> divided(DoubleLanes<Target> x, int n) {
-    if constexpr (requires { Target::fused(x, x, x); })
-        return Target::fused(x, splat_double<Target>(small_inverses.high[n]),
-                             x * small_inverses.low[n]);
+    if constexpr (requires { Target::fused(x, 1.0, x); })
+        return Target::fused(x, small_inverses.high[n], x * small_inverses.low[n]);
     else
         return x / splat_double<Target>(n);
 }
 
 /// my_exp in lock step: a lane whose series has ended keeps its sum.
 template <class Target>
-DoubleLanes<Target> exp_in_lanes(DoubleLanes<Target> x, LaneMask<Target> wanted) {
+DoubleLanes<Target> exp_in_lanes(DoubleLanes<Target> x, Unfinished<Target> lanes) {
     DoubleLanes<Target> sum = splat_double<Target>(1.0), term = sum;
-    for (int n = 1; n < series_cap && Target::any(wanted); ++n) {
+    for (int n = 1; n < series_cap && lanes.any(); ++n) {
         term = term * divided<Target>(x, n);
-        sum = wanted ? sum + term : sum;
-        wanted &= ~is_small<Target>(term);
+        sum = lanes.choose(sum + term, sum);
+        lanes.end_at_small(term);
     }
     return sum;
 }
@@ -89,12 +114,12 @@ DoubleLanes<Target> exp_in_lanes(DoubleLanes<Target> x, LaneMask<Target> wanted)
 template <class Target>
 DoubleLanes<Target> ln_in_lanes(DoubleLanes<Target> x) {
     DoubleLanes<Target> y = x - 1.0;
-    LaneMask<Target> wanted = x == x;
-    for (int step = 0; step < newton_cap && Target::any(wanted); ++step) {
-        const DoubleLanes<Target> e = exp_in_lanes<Target>(y, wanted);
+    Unfinished<Target> lanes;
+    for (int step = 0; step < newton_cap && lanes.any(); ++step) {
+        const DoubleLanes<Target> e = exp_in_lanes<Target>(y, lanes);
         const DoubleLanes<Target> d = (e - x) / e;
-        y = wanted ? y - d : y;
-        wanted &= ~is_small<Target>(d);
+        y = lanes.choose(y - d, y);
+        lanes.end_at_small(d);
     }
     return y;
 }
@@ -109,7 +134,7 @@ void power_in_lanes(double *numbers, std::size_t count, double exponent) {
         for (int i = 0; i < taken; ++i)
             x[i] = numbers[places[i]];
         const DoubleLanes<Target> powers =
-            exp_in_lanes<Target>(ln_in_lanes<Target>(x) * exponent, x == x);
+            exp_in_lanes<Target>(ln_in_lanes<Target>(x) * exponent, {});
         for (int i = 0; i < taken; ++i)
             numbers[places[i]] = powers[i];
         taken = 0;

@@ -208,6 +208,13 @@ class Command(CommandCase):
         grey.save("grey.jpg", icc_profile=rgb)
         np.testing.assert_array_equal(self.poster("grey.jpg", ""), np.asarray(grey.convert("RGB")))
 
+    def test_formats_of_modules_are_read_in_the_sandbox(self):
+        pathlib.Path("red.jxl").write_bytes(bytes.fromhex(
+            "ff0a414024080201005c004b188b15c24902e6052200d8fffed00000000000000000"))
+        Image.fromarray(blocks([[3]])).save("red.pdf", resolution=72)
+        for path in ("red.jxl", "red.pdf"):
+            np.testing.assert_array_equal(self.poster(path, "--size 8x8"), blocks([[3]]), path)
+
     def test_ink_is_separated_and_what_is_clear_is_paper(self):
         Image.new("CMYK", (2, 2)).save("cmyk.tif")
         pathlib.Path("clear.svg").write_text('<svg xmlns="http://www.w3.org/2000/svg" width="2" height="1"/>')
@@ -263,7 +270,7 @@ class Command(CommandCase):
                 ("", 2), ("paint", 2), ("render photo.png", 2),
                 ("render photo.png --panel panel.lut", 2), ("package build p.json -o f --intent bright", 2),
                 *((f"render photo.png -o new --panel panel.lut {option}", 2) for option in (
-                    "--dither none", "--size 4", "--size 4x0", "--size 99999x99999"))):
+                    "--dither nothing", "--size 4", "--size 4x0", "--size 99999x99999"))):
             self.assertTrue(self.oxel(arguments, code=code), arguments)
         self.assertFalse(os.path.exists("new"))
         self.oxel("--help")

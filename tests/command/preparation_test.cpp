@@ -78,6 +78,24 @@ TEST(Light, GivesBytesBackAndRises) {
     }
 }
 
+TEST(Grid, TakesBytesAsItTakesTheirLight) {
+    constexpr ImageSize size{256, 64};
+    Bytes bytes = bytes_of(photograph(size));
+    for (std::size_t i = 0; i < bytes.size(); i += 51) // inks, pure colours, and close to them
+        for (std::size_t c = 0; c < 3; ++c)
+            bytes[i + c] = i % 2 ? palette[(i / 51 + c) % sizeof palette] : i % 3 ? 255 : 0;
+    for (std::size_t i = 0; i + 768 <= bytes.size(); i += 768 * 7)
+        for (std::size_t value = 0; value < 768; ++value)
+            bytes[i + value] = std::uint8_t(value / 3);
+    Light light(bytes.size());
+    light_of_bytes(bytes, light);
+    for (const Grid grid : {Grid::middles, Grid::ends}) {
+        Bytes from_bytes(bytes.size());
+        dither_to_grid(bytes, size, grid, ExactColours(palette), from_bytes);
+        EXPECT_EQ(from_bytes, on_grid(light, size, grid));
+    }
+}
+
 TEST(Grid, KeepsPureColoursAndInksFlat) {
     constexpr ImageSize size{64, 40};
     const auto expect_flat = [&](const std::array<std::uint16_t, 3> &colour,

@@ -80,7 +80,7 @@ class Images(unittest.TestCase):
             (oxel.BadArgument, "2.31", lambda: TWO.render(np.broadcast_to(clear.size[0] * frozen,
                                                                           (2**15, 2**15, 3)))),
             (ValueError, "order='bgr'", lambda: TWO.render(clear, order="bgr")),
-            (ValueError, "dither='none': must be .*'floyd', ", lambda: TWO.render(PICTURE, "none")),
+            (ValueError, "dither='all': must be .*'none'", lambda: TWO.render(PICTURE, "all")),
             (ValueError, "did you mean 'stucki'", lambda: TWO.render(PICTURE, "stuki")),
             (ValueError, "'jjn', serpentine=True", lambda: TWO.render(PICTURE, "jjn-serpentine")),
             (TypeError, "dither=4", lambda: TWO.render(PICTURE, 4)),

@@ -185,8 +185,8 @@ void draw_rendered(const ChartOptions &options, const std::string &name, Bytes (
     const Bytes picture = draw(charts.size());
     Light light(picture.size());
     light_of_bytes(picture, light);
-    Rendering rendering =
-        render(prepare(light, charts.size(), panel, true, false), panel, options.dithering_mode);
+    Rendering rendering = render(prepare_page(light, charts.size(), panel, true, Inks::automatic),
+                                 panel, options.dithering_mode);
     charts.add_picture(name, picture);
     charts.add_picture(name + "-preview", rendering.measured);
     charts.add_frame(name, std::move(rendering.tcon));

@@ -49,7 +49,8 @@ void run(const CompareOptions &options) {
     adopt_package(panel.source, panel.package);
     ImageSize size{};
     const Light picture = open_picture(options.photo, options.picture, panel, size);
-    const PreparedPicture prepared = prepare(picture, size, panel, !options.picture.bare, false);
+    const Page prepared =
+        prepare_page(picture, size, panel, !options.picture.bare, options.picture.inks);
     std::vector<Rendering> renderings;
     for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
         if (mode > 0 && mode % 2 == 0) { // the next kernel

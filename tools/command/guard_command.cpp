@@ -98,8 +98,8 @@ void run(const GuardOptions &options) {
     adopt_package(panel.source, panel.package);
     write_indices_for_codes();
     ImageSize size{};
-    const Bytes picture = prepare(open_picture(options.photo, options.picture, panel, size), size,
-                                  panel, !options.picture.bare, true)
+    const Bytes picture = prepare_guarded(open_picture(options.photo, options.picture, panel, size),
+                                          size, panel, !options.picture.bare)
                               .bytes;
     const Bytes shifted = moved_down(picture, size);
     const int colours = read_package_fields(panel.package)->colours;

@@ -10,7 +10,8 @@ namespace {
 
 const std::vector<std::string> fit_names = {"cover", "contain", "stretch", "attention"}; // enum Fit
 const std::vector<std::string> white_balance_names = {"none", "auto", "grey"}; // enum WhiteBalance
-const std::vector<std::string> rotation_names = {"auto", "0", "90", "180", "270"}; // enum Rotation
+const std::vector<std::string> inks_names = {"auto", "measured", "nominal", "off"}; // enum Inks
+const std::vector<std::string> rotation_names = {"auto", "0", "90", "180", "270"};  // enum Rotation
 
 ImageSize parse_size(const std::string &text) {
     ImageSize size{};
@@ -137,8 +138,14 @@ and keep the contrast of its detail, --clarity raises the contrast of what is so
 What the library gets is then prepared: dithered to the 64 levels a channel that a package tells
 apart, so that skies and skin show no bands, and rendered from 128 mirrored rows above it, which are
 cut off, so that its first rows are as good as the others (not with --guard, which measures what it
-renders). Pure colours and those of the panel's inks stay flat. With --no-prepare the library gets the
-picture's bytes as they are.
+renders). With --no-prepare the library gets the picture's bytes as they are.
+
+Flat areas, from 16 pixels on, that are exactly a pure colour that the panel has an ink for (--inks
+nominal), an ink's measured colour (measured), or either (auto), become that ink and give no error to
+what is beside them; so do smoothed edges between them and thin strokes on them, so that text has no
+coloured fringe. Areas that melt into what is around them, as the lights of photographs do, stay as they
+are, and so does what is not beside an ink. Text of SVGs is drawn without smoothing. With --no-prepare,
+--guard and --dither none there are no inks.
 
 The adjustments change the bytes of a picture at the panel's size: --hue adds degrees, --saturation and
 --brightness add hundredths, --contrast 50 doubles the contrast and -50 removes it, --gamma is the
@@ -201,6 +208,8 @@ void add_picture_options(CLI::App &command, PictureSettings &settings) {
     add_lengths(command, "--crop", framing.crop, "X,Y,W,H", "Take a part of the picture");
     add_lengths(command, "--focus", framing.focus, "X,Y", "Place that --fit cover keeps central");
     add_development_options(command, settings.development);
+    add_choice(command, "--inks", settings.inks, inks_names,
+               "Which flat colours are inks, and not diffused");
     command.add_flag("--no-prepare", settings.bare,
                      "Give the library the picture's bytes as they are");
     Adjustment &adjustment = settings.adjustment;

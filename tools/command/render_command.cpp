@@ -38,7 +38,8 @@ A photograph's files appear when all of them are whole, also when the program is
 a failure there are none.
 
 The default diffusion is floyd-serpentine: the others round small errors away, which turns the
-darkest tones black and the lightest white.
+darkest tones black and the lightest white. With none every pixel becomes what the package's tables
+give it, for drawings and screenshots.
 
 Examples:
   oxel render photo.jpg --panel six-colour -o frame.bin --preview preview.png
@@ -111,6 +112,8 @@ void run(RenderOptions options) {
         throw CLI::RequiredError("PHOTO or --list");
     const bool batch = is_batch(options);
     // What is wrong with the command line is told before any work.
+    if (settings.guard_threshold && settings.dithering_mode == undiffused)
+        throw CLI::ValidationError("--guard", "needs a diffusion");
     settings.frame = settle_frame_options(settings.frame, batch ? "" : options.frame);
     check_standard_output(options, batch);
     if (!options.list.empty())
@@ -120,8 +123,9 @@ void run(RenderOptions options) {
         check_outputs({options.frame == "-" ? "" : options.frame, options.preview, options.nominal},
                       {options.photos.front(), settings.picture.panel});
     }
-    Panel panel = open_panel(settings.picture.panel, tuning_for(settings.dithering_mode),
-                             settings.picture.intent);
+    const Tuning tuning =
+        settings.dithering_mode == undiffused ? Tuning::all : tuning_for(settings.dithering_mode);
+    Panel panel = open_panel(settings.picture.panel, tuning, settings.picture.intent);
     panel.layout = settings.frame.layout.value_or(panel.layout);
     adopt_package(panel.source, panel.package);
     if (settings.frame.content == FrameContent::index)
@@ -162,7 +166,9 @@ void add_render_command(CLI::App &app) {
         ->option_text("PNG")
         ->check(check_png_name);
     add_picture_options(*command, settings.picture);
-    add_choice(*command, "--dither", settings.dithering_mode, dither_names, "Error diffusion");
+    std::vector<std::string> dithers = dither_names;
+    dithers.emplace_back("none"); // undiffused
+    add_choice(*command, "--dither", settings.dithering_mode, dithers, "Error diffusion");
     command->add_option("--guard", settings.guard_threshold, "Reject renderings from this measure")
         ->option_text("THRESHOLD");
     add_frame_options(*command, settings.frame);

@@ -50,9 +50,9 @@ Bytes run(z_stream &state, std::span<const std::uint8_t> bytes, std::size_t limi
 
 Bytes deflate_bytes(std::span<const std::uint8_t> bytes, Wrapping wrapping, Effort effort) {
     z_stream state{};
-    const int level = effort == Effort::full ? Z_DEFAULT_COMPRESSION : Z_BEST_SPEED;
-    if (deflateInit2(&state, level, Z_DEFLATED, window_bits(wrapping), 8, Z_DEFAULT_STRATEGY) !=
-        Z_OK)
+    const bool full = effort == Effort::full;
+    if (deflateInit2(&state, full ? Z_DEFAULT_COMPRESSION : Z_BEST_SPEED, Z_DEFLATED,
+                     window_bits(wrapping), 8, full ? Z_DEFAULT_STRATEGY : Z_RLE) != Z_OK)
         throw std::bad_alloc();
     const std::unique_ptr<z_stream, int (*)(z_stream *)> end(&state, deflateEnd);
     return run(state, bytes, SIZE_MAX, [](z_stream *stream, bool last) {

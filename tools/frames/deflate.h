@@ -16,7 +16,8 @@ enum class Wrapping {
     gzip, // RFC 1952
 };
 
-/// Dithered pixels repeat little, so that a search for repetitions takes much and gives little.
+/// Dithered pixels repeat little, so that a search for repetitions takes much and gives little. Low
+/// effort finds only bytes that are the same as the one before.
 enum class Effort { full, low };
 
 Bytes deflate_bytes(std::span<const std::uint8_t> bytes, Wrapping wrapping,

@@ -14,11 +14,15 @@ std::size_t packed_row_bytes(int bits, std::int32_t width, std::size_t alignment
 /// Throws std::runtime_error if a code needs more than `bits`.
 Bytes pack(int bits, const FrameImage &frame, std::size_t alignment = 1);
 
+/// The same of one byte a pixel, each of which must fit.
+Bytes pack_indices(int bits, std::span<const std::uint8_t> indices, ImageSize size);
+
 /// Of at least as many bytes as pack gives.
 Bytes unpack(int bits, std::span<const std::uint8_t> packed, ImageSize size,
              std::size_t alignment = 1);
 
-/// The smallest number of bits that holds the codes and that packs: 1, 2, 4 or 8.
+/// The smallest number of bits that holds codes of so many bits, and that packs: 1, 2, 4 or 8.
+int packed_bits(int bits);
 int packed_bits_of(const Codes &codes);
 
 /// A bit plane a bit of the code, the lowest bit's first; each is packed with one bit.

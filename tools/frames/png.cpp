@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cstdlib>
 #include <stdexcept>
 #include <string_view>
@@ -102,26 +103,21 @@ Bytes undo_filters(const Bytes &scanlines, std::size_t row_bytes) {
     return rows;
 }
 
-Bytes encode(const FrameImage &frame, Effort effort) {
-    const int bits = packed_bits_of(frame.codes);
-    const Bytes rows = pack(bits, frame);
-    const std::size_t row_bytes = packed_row_bytes(bits, frame.size.width);
+using Colours = std::vector<std::array<std::uint8_t, 3>>;
+
+/// The rows are packed.
+Bytes encode(ImageSize size, int bits, const Bytes &rows, const Colours &colours, Effort effort) {
+    const std::size_t row_bytes = packed_row_bytes(bits, size.width);
     Bytes scanlines;
-    scanlines.reserve(rows.size() + static_cast<std::size_t>(frame.size.height));
+    scanlines.reserve(rows.size() + static_cast<std::size_t>(size.height));
     for (auto row = rows.begin(); row != rows.end();
          row += static_cast<std::ptrdiff_t>(row_bytes)) {
         scanlines.push_back(0); // no filter: neighbouring indices say nothing of each other
         scanlines.insert(scanlines.end(), row, row + static_cast<std::ptrdiff_t>(row_bytes));
     }
-    const auto colours = colour_table(frame.codes);
-    for (std::size_t i = 0; i < frame.pixels.size(); i += 3)
-        if (frame.pixels[i] >= colours.size())
-            throw std::runtime_error("its code " + std::to_string(frame.pixels[i]) +
-                                     " is none of the panel's");
-
     Bytes header;
-    append_u32(header, static_cast<std::size_t>(frame.size.width));
-    append_u32(header, static_cast<std::size_t>(frame.size.height));
+    append_u32(header, static_cast<std::size_t>(size.width));
+    append_u32(header, static_cast<std::size_t>(size.height));
     header.insert(header.end(), {static_cast<std::uint8_t>(bits), indexed, 0, 0, 0});
     Bytes palette;
     for (const auto &colour : colours)
@@ -134,27 +130,59 @@ Bytes encode(const FrameImage &frame, Effort effort) {
     return png;
 }
 
+/// Colours in the order in which they are met, up to 256.
+class Palette {
+  public:
+    Palette() { places_.fill(-1); }
+
+    /// -1 where there is no room for it.
+    int index_of(const std::uint8_t *rgb) {
+        const std::uint32_t colour =
+            std::uint32_t{rgb[0]} << 16 | std::uint32_t{rgb[1]} << 8 | rgb[2];
+        std::size_t place = colour * 0x9E3779B1U >> (32 - place_bits);
+        while (places_[place] >= 0 && keys_[static_cast<std::size_t>(places_[place])] != colour)
+            place = (place + 1) % places_.size();
+        if (places_[place] < 0 && colours_.size() < keys_.size()) {
+            places_[place] = static_cast<int>(colours_.size());
+            keys_[colours_.size()] = colour;
+            colours_.push_back({rgb[0], rgb[1], rgb[2]});
+        }
+        return places_[place];
+    }
+
+    const Colours &colours() const { return colours_; }
+
+  private:
+    static constexpr int place_bits = 10;
+    std::array<int, 1 << place_bits> places_;
+    std::array<std::uint32_t, 256> keys_;
+    Colours colours_;
+};
+
 } // namespace
 
 Bytes encode_png_frame(const FrameImage &frame) {
-    return encode(frame, Effort::full);
+    const Colours colours = colour_table(frame.codes);
+    for (std::size_t i = 0; i < frame.pixels.size(); i += 3)
+        if (frame.pixels[i] >= colours.size())
+            throw std::runtime_error("its code " + std::to_string(frame.pixels[i]) +
+                                     " is none of the panel's");
+    const int bits = packed_bits_of(frame.codes);
+    return encode(frame.size, bits, pack(bits, frame), colours, Effort::full);
 }
 
 std::optional<Bytes> encode_png_of_few_colours(const Bytes &rgb, ImageSize size) {
-    Codes palette;
-    Bytes indices(rgb.size());
-    for (std::size_t i = 0; i < rgb.size(); i += 3) {
-        const std::array<std::uint8_t, 3> colour = {rgb[i], rgb[i + 1], rgb[i + 2]};
-        std::size_t index = 0;
-        while (index < palette.size() && palette[index].colour != colour)
-            ++index;
-        if (index > 255)
+    Palette palette;
+    Bytes indices(size.pixels());
+    for (std::size_t i = 0; i < indices.size(); ++i) {
+        const int index = palette.index_of(&rgb[3 * i]);
+        if (index < 0)
             return std::nullopt;
-        if (index == palette.size())
-            palette.push_back({static_cast<std::uint8_t>(index), colour, ""});
-        std::fill_n(&indices[i], 3, static_cast<std::uint8_t>(index));
+        indices[i] = static_cast<std::uint8_t>(index);
     }
-    return encode({size, indices, palette, ""}, Effort::low);
+    const auto largest = static_cast<std::uint32_t>(palette.colours().size() - 1);
+    const int bits = packed_bits(std::max(1, static_cast<int>(std::bit_width(largest))));
+    return encode(size, bits, pack_indices(bits, indices, size), palette.colours(), Effort::low);
 }
 
 Bytes decode_png_frame(std::span<const std::uint8_t> file, const Codes &, ImageSize &size) {

@@ -3,6 +3,7 @@
 
 #include "preparation/exact_colours.h"
 #include "preparation/grid.h"
+#include "preparation/ink_colours.h"
 
 #include <cstdint>
 #include <span>
@@ -16,6 +17,9 @@ Grid grid_of(std::span<const std::uint8_t> package);
 
 /// What pictures for a package must keep flat.
 ExactColours exact_colours_of(std::span<const std::uint8_t> package);
+
+/// The colours that stand for its inks.
+InkColours ink_colours_of(std::span<const std::uint8_t> package, Inks inks);
 
 } // namespace oxel::tools
 

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <memory>
 #include <stdexcept>
 #include <string>
 #include <string_view>
@@ -122,6 +123,17 @@ std::string_view profile_of(const VImage &image) {
     }
 }
 
+/// A smaller version of a picture, which may have been stored without the profile of the whole.
+VImage with_profile_of(const VImage &whole, const VImage &smaller) {
+    if (whole.get_typeof(VIPS_META_ICC_NAME) == 0 || smaller.get_typeof(VIPS_META_ICC_NAME) != 0)
+        return smaller;
+    std::size_t size = 0;
+    const void *const profile = whole.get_blob(VIPS_META_ICC_NAME, &size);
+    const VImage image = smaller.copy();
+    vips_image_set_blob_copy(image.get_image(), VIPS_META_ICC_NAME, profile, size);
+    return image;
+}
+
 VImage through_profile(const VImage &image, int depth) {
     return image.icc_transform("srgb",
                                VImage::option()->set("embedded", true)->set("depth", depth));
@@ -227,21 +239,36 @@ void for_each_row(const VImage &picture, Take take) {
             (*static_cast<Take *>(taker))(y, VIPS_REGION_ADDR(region, 0, y));
         return 0;
     };
-    if (vips_sink_disc(picture.get_image(), take_rows, &take) != 0)
-        throw vips::VError();
+    if (vips_threads() > 1) {
+        if (vips_sink_disc(picture.get_image(), take_rows, &take) != 0)
+            throw vips::VError();
+        return;
+    }
+    // Without a second thread, which would only take turns with this one.
+    constexpr int rows = 16; // at once, two of a JPEG's rows of blocks
+    const std::unique_ptr<VipsRegion, decltype(&g_object_unref)> region(
+        vips_region_new(picture.get_image()), g_object_unref);
+    for (int top = 0; top < picture.height(); top += rows) {
+        VipsRect area = {0, top, picture.width(), std::min(rows, picture.height() - top)};
+        if (vips_region_prepare(region.get(), &area) != 0)
+            throw vips::VError();
+        take_rows(region.get(), &area, &take);
+    }
 }
 
 /// In linear light, so that fine patterns keep their brightness.
-void reduce(const VImage &srgb, Reduction reduction) {
-    const bool deep = srgb.format() == VIPS_FORMAT_USHORT;
-    Light row(3 * static_cast<std::size_t>(srgb.width()));
-    for_each_row(deep ? to_numbers(to_light(srgb)) : srgb, [&](int, const std::uint8_t *bytes) {
-        if (deep)
-            std::memcpy(row.data(), bytes, 2 * row.size());
-        else
-            light_of_bytes({bytes, row.size()}, row);
-        reduction.add(row);
-    });
+void reduce(const VImage &srgb, Reduction &reduction) {
+    const std::size_t samples = 3 * static_cast<std::size_t>(srgb.width());
+    if (srgb.format() == VIPS_FORMAT_USHORT) {
+        Light row(samples);
+        for_each_row(to_numbers(to_light(srgb)), [&](int, const std::uint8_t *bytes) {
+            std::memcpy(row.data(), bytes, sizeof row[0] * row.size());
+            reduction.add(row);
+        });
+    } else
+        for_each_row(srgb, [&](int, const std::uint8_t *bytes) {
+            reduction.add(std::span(bytes, samples));
+        });
 }
 
 VImage turn(const VImage &image, int orientation) {
@@ -279,11 +306,12 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
     Light rows;
     VImage image;
     if (!picture.drawing && scale.first <= 1 && scale.second <= 1) {
-        const ReducedSide across(source.width(), scale.first);
-        const ReducedSide down(source.height(), scale.second);
+        const ReducedSide across(source.width(), scale.first, picture.shift);
+        const ReducedSide down(source.height(), scale.second, picture.shift);
         const Box part = kept_part({across.to, down.to});
         rows.resize(3 * part.size.pixels());
-        reduce(source, {across, down, part.left, part.top, part.size, rows});
+        Reduction reduction(across, down, part.left, part.top, part.size, rows);
+        reduce(source, reduction);
         image = image_of_light(rows, part.size);
     } else {
         // What is cut off is not made in the first place, of a source that is small beside it.
@@ -323,12 +351,15 @@ ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
     ImageSize whole = own;
     Opening opening;
     if (picture.drawing)
-        opening.scale = drawing_scale(own, part.size, wanted.size, wanted.framing.fit);
+        opening = {drawing_scale(own, part.size, wanted.size, wanted.framing.fit), 0,
+                   wanted.framing.smooth_text};
     else
         opening.halvings = std::min(picture.most_halvings,
                                     spare_halvings(part.size, wanted.size, wanted.framing.fit));
     if (picture.drawing || opening.halvings > 0) {
+        const VImage first = picture.image;
         picture = open_picture_file(file, wanted.document, opening, limits);
+        picture.image = with_profile_of(first, picture.image);
         whole = upright(size_of(picture.image), orientation);
         part = scaled(part, own, whole);
     }

@@ -18,6 +18,7 @@
 #include <memory>
 #include <mutex>
 #include <poll.h>
+#include <span>
 #include <spawn.h>
 #include <string_view>
 #include <sys/mman.h>
@@ -70,7 +71,7 @@ class SharedMemory {
 
     std::size_t size() const { return size_; }
 
-    bool read(Bytes &bytes) const {
+    bool read(std::span<std::uint8_t> bytes) const {
         std::size_t done = 0;
         for (ssize_t count = 1; count > 0 && done < size_; done += static_cast<std::size_t>(count))
             count = std::max<ssize_t>(
@@ -104,10 +105,10 @@ class DecoderProcess {
     bool is_alive() const { return process_ > 0; }
     bool fits(const PictureLimits &limits) const { return limits == limits_; }
 
-    /// The pixels go to `rgb`, which has their size.
-    Answer ask(const DecoderRequest &request, int picture, Bytes &rgb) {
-        if (!memory_ || memory_->size() != rgb.size())
-            memory_.emplace(rgb.size());
+    /// The pixels go to `pixels`, which has their size.
+    Answer ask(const DecoderRequest &request, int picture, std::span<std::uint8_t> pixels) {
+        if (!memory_ || memory_->size() != pixels.size())
+            memory_.emplace(pixels.size());
         const bool fresh = !std::exchange(used_, true);
         const double start = processor_seconds();
         // For a process whose parent is gone; the parent is more exact.
@@ -119,7 +120,7 @@ class DecoderProcess {
             await_reply(start, answer.reply) &&
             receive_packet(socket_.get(), &answer.reply, sizeof answer.reply) &&
             (answer.reply.result != DecoderReply::done ||
-             receive_pixels(start, answer.reply, rgb))) {
+             receive_pixels(start, answer.reply, pixels))) {
             answer.reply.reason.back() = '\0';
             answer.worth_another = answer.reply.result == DecoderReply::out_of_memory && !fresh;
             return answer;
@@ -191,8 +192,7 @@ class DecoderProcess {
         for (;;) {
             const double left = start + limits_.seconds - processor_seconds();
             if (left <= 0)
-                return refuse(reply, "takes longer than the " + std::to_string(limits_.seconds) +
-                                         " s of one processor that --timeout allows");
+                return refuse(reply, time_refusal());
             if (Clock::now() > end)
                 return refuse(reply, "takes longer by the clock than " +
                                          std::to_string(clock_seconds_a_second) +
@@ -205,19 +205,24 @@ class DecoderProcess {
         }
     }
 
+    std::string time_refusal() const {
+        return "takes longer than the " + std::to_string(limits_.seconds) +
+               " s of one processor that --timeout allows";
+    }
+
     static bool refuse(DecoderReply &reply, const std::string &reason) {
         reply.result = DecoderReply::refused;
         std::strncpy(reply.reason.data(), reason.c_str(), reply.reason.size() - 1);
         return false;
     }
 
-    bool receive_pixels(double start, DecoderReply &reply, Bytes &rgb) {
+    bool receive_pixels(double start, DecoderReply &reply, std::span<std::uint8_t> pixels) {
         if (memory_->file() >= 0)
-            return memory_->read(rgb);
-        for (std::size_t done = 0; done < rgb.size(); done += pixel_packet)
+            return memory_->read(pixels);
+        for (std::size_t done = 0; done < pixels.size(); done += pixel_packet)
             if (!await_reply(start, reply) ||
-                !receive_packet(socket_.get(), rgb.data() + done,
-                                std::min(pixel_packet, rgb.size() - done)))
+                !receive_packet(socket_.get(), pixels.data() + done,
+                                std::min(pixel_packet, pixels.size() - done)))
                 return false;
         return true;
     }
@@ -230,6 +235,8 @@ class DecoderProcess {
             reply.result = DecoderReply::out_of_memory;
         } else if (end.si_code == CLD_EXITED) {
             refuse(reply, "its decoder ended with exit code " + std::to_string(end.si_status));
+        } else if (end.si_status == SIGXCPU) { // where this process had to wait for a processor
+            refuse(reply, time_refusal());
         } else if (end.si_status == SIGBUS) {
             refuse(reply, "was cut short while it was read");
         } else {
@@ -284,14 +291,14 @@ class DecoderPool {
 };
 
 DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int picture,
-                 Bytes &rgb) {
+                 std::span<std::uint8_t> pixels) {
     static DecoderPool pool;
     std::unique_ptr<DecoderProcess> process = pool.take(limits);
-    Answer answer = process->ask(request, picture, rgb);
+    Answer answer = process->ask(request, picture, pixels);
     if (answer.worth_another) {
         // Perhaps the pictures before this one are to blame.
         process = std::make_unique<DecoderProcess>(limits);
-        answer = process->ask(request, picture, rgb);
+        answer = process->ask(request, picture, pixels);
     }
     pool.give_back(std::move(process));
     return answer.reply;
@@ -302,16 +309,15 @@ DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int
 Light decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
                    ImageSize &size) {
     const Descriptor picture = open_regular(path);
-    Bytes bytes(bytes_a_pixel * wanted.size.pixels());
+    Light light(bytes_a_pixel * wanted.size.pixels() / sizeof(Light::value_type));
+    const std::span<std::uint8_t> bytes(reinterpret_cast<std::uint8_t *>(light.data()),
+                                        sizeof(Light::value_type) * light.size());
     const DecoderReply reply = ask({wanted}, limits, picture.get(), bytes);
     if (reply.result == DecoderReply::out_of_memory)
         throw Failure(path, memory_refusal(limits));
     if (reply.result == DecoderReply::refused)
         throw Failure(path, reply.reason.data());
     size = reply.size;
-    Light light(bytes.size() / sizeof(Light::value_type));
-    if (!bytes.empty())
-        std::memcpy(light.data(), bytes.data(), bytes.size());
     return light;
 }
 

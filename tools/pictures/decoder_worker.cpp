@@ -2,6 +2,7 @@
 #include "pictures/decoder_messages.h"
 #include "pictures/decoder_process.h"
 #include "pictures/sandbox.h"
+#include "pictures/vips_modules.h"
 #include "pictures/vips_session.h"
 
 #include <algorithm>
@@ -74,7 +75,7 @@ std::optional<int> run_decoder_process(int argc, char **argv) {
     if (!receive_packet(decoder_socket, &settings, sizeof settings))
         return 2; // started by somebody else
     limit_vips_threads(settings.threads);
-    start_vips(); // loads its modules while it may
+    start_vips_without_modules();
     enter_sandbox(settings.limits);
     DecoderRequest request{};
     for (;;) {

@@ -35,6 +35,8 @@ struct Framing {
     std::optional<std::array<PictureLength, 4>> crop = std::nullopt;
     /// What Fit::cover keeps as central as it can.
     std::optional<std::array<PictureLength, 2>> focus = std::nullopt;
+    /// Of drawings, at the size wanted.
+    bool smooth_text = true;
 };
 
 /// What decoding one picture may cost.

@@ -1,6 +1,9 @@
 #include "pictures/loaders.h"
 
 #include "pictures/plain_pnm.h"
+#include "pictures/svg_text.h"
+#include "pictures/tiff_pyramid.h"
+#include "pictures/vips_modules.h"
 
 #include <algorithm>
 #include <array>
@@ -9,6 +12,7 @@
 #include <string>
 #include <string_view>
 #include <unistd.h>
+#include <utility>
 
 namespace oxel::tools {
 
@@ -17,42 +21,51 @@ using vips::VOption;
 
 namespace {
 
+/// How a loader makes pictures of half, a quarter or an eighth of the size.
+enum class Halving {
+    none,    // what HEIF files hold beside may show something else; of JPEG XL libvips reads all
+    shrink,  // from the lower frequencies of a JPEG's blocks
+    scale,   // WebP: rows are reduced as they are decoded; unless it is lossless, as drawings are
+    pages,   // JPEG 2000: from the lower frequencies of its wavelets, which count as pages
+    pyramid, // TIFF: beside the picture
+};
+
 /// What a loader keeps of a picture at once: no bytes if it reads row after row.
 struct Loader {
     const char *name;
     double bytes_a_pixel = 0;
+    Halving halving = Halving::none;
     bool drawing = false;
     bool document = false;
-    VOption *(*halve)(VOption *options, int times) = nullptr;
 };
 
-// A JPEG's blocks and the wavelets of JPEG 2000 hold smaller pictures; the WebP decoder reduces
-// rows while it writes them. Previews in HEIF and TIFF files may show something else.
-VOption *halve_jpeg(VOption *options, int times) {
-    return options->set("shrink", 1 << times);
-}
-
-VOption *halve_webp(VOption *options, int times) {
-    return options->set("scale", 1.0 / (1 << times));
-}
-
-VOption *halve_jp2k(VOption *options, int times) {
-    return options->set("page", times);
-}
-
 constexpr Loader loaders[] = {
-    {"VipsForeignLoadJpegSource", 0, false, false, halve_jpeg},
+    {"VipsForeignLoadJpegSource", 0, Halving::shrink},
     {"VipsForeignLoadPngSource"},
     {"VipsForeignLoadPpmSource"},
-    {"VipsForeignLoadTiffSource"},
-    {"VipsForeignLoadWebpSource", 4, false, false, halve_webp},
+    {"VipsForeignLoadTiffSource", 0, Halving::pyramid},
+    {"VipsForeignLoadWebpSource", 4, Halving::scale},
     {"VipsForeignLoadNsgifSource", 8},
     {"VipsForeignLoadHeifSource", 3},
     {"VipsForeignLoadJxlSource", 4},
-    {"VipsForeignLoadJp2kSource", 0, false, false, halve_jp2k},
-    {"VipsForeignLoadSvgSource", 0, true},
-    {"VipsForeignLoadPdfSource", 0, true, true},
+    {"VipsForeignLoadJp2kSource", 0, Halving::pages},
+    {"VipsForeignLoadSvgSource", 0, Halving::none, true},
+    {"VipsForeignLoadPdfSource", 0, Halving::none, true, true},
 };
+
+/// The drawing in a file with text that is not smoothed.
+vips::VSource sharp_text_in(int file) {
+    std::string svg;
+    std::array<char, 65536> part;
+    for (ssize_t count = 0;
+         (count = pread(file, part.data(), part.size(), static_cast<off_t>(svg.size()))) > 0;)
+        svg.append(part.data(), static_cast<std::size_t>(count));
+    svg = with_sharp_text(std::move(svg));
+    VipsBlob *const blob = vips_blob_copy(svg.data(), svg.size());
+    const vips::VSource source = vips::VSource::new_from_blob(blob);
+    vips_area_unref(VIPS_AREA(blob));
+    return source;
+}
 
 /// Formats that are met, and not read.
 struct Format {
@@ -89,10 +102,36 @@ constexpr Format other_formats[] = {
     {"\x08\xF2\xA6\xB6", "libvips"},
 };
 
-std::string start_of(int file) {
-    std::array<char, 32> start;
-    const ssize_t count = pread(file, start.data(), start.size(), 0);
-    return {start.data(), count > 0 ? static_cast<std::size_t>(count) : 0};
+std::string bytes_at(int file, std::int64_t place, std::size_t most) {
+    std::string bytes(most, '\0');
+    const ssize_t count = pread(file, bytes.data(), most, static_cast<off_t>(place));
+    bytes.resize(count > 0 ? static_cast<std::size_t>(count) : 0);
+    return bytes;
+}
+
+/// Whether the first of the file's chunks that holds pixels holds them without loss.
+bool is_lossless_webp(int file) {
+    std::int64_t place = 12;
+    for (std::string chunk; (chunk = bytes_at(file, place, 8)).size() == 8;) {
+        if (chunk.starts_with("VP8L"))
+            return true;
+        if (chunk.starts_with("VP8 ") || chunk.starts_with("ANMF"))
+            return false;
+        std::uint32_t size = 0;
+        for (std::size_t i = 8; i-- > 4;)
+            size = size << 8 | static_cast<std::uint8_t>(chunk[i]);
+        place += 8 + std::int64_t{size} + size % 2;
+    }
+    return false;
+}
+
+/// The module that may be needed to read a file that starts so.
+const char *module_for(std::string_view start) {
+    const std::string_view mark = start.substr(std::min<std::size_t>(4, start.size()), 4);
+    return mark == "ftyp"                                    ? "heif"
+           : mark == "JXL " || start.starts_with("\xFF\x0A") ? "jxl"
+           : start.starts_with("%PDF")                       ? "poppler"
+                                                             : nullptr;
 }
 
 [[noreturn]] void refuse_format(std::string_view start) {
@@ -113,6 +152,41 @@ void check_costs(const VImage &image, double bytes_a_pixel, const PictureLimits 
         throw std::runtime_error(memory_refusal(limits));
 }
 
+void halve(VOption *options, Halving halving, int times, const TiffPyramid &pyramid) {
+    switch (halving) {
+    case Halving::none:
+        break;
+    case Halving::shrink:
+        options->set("shrink", 1 << times);
+        break;
+    case Halving::scale:
+        options->set("scale", 1.0 / (1 << times));
+        break;
+    case Halving::pages:
+        options->set("page", times);
+        break;
+    case Halving::pyramid:
+        options->set(pyramid.nested ? "subifd" : "page", pyramid.nested ? times - 1 : times);
+        break;
+    }
+}
+
+int most_halvings(int file, const VImage &image, Halving halving, const TiffPyramid &pyramid) {
+    switch (halving) {
+    case Halving::none:
+        return 0;
+    case Halving::shrink:
+        return 3;
+    case Halving::scale:
+        return is_lossless_webp(file) ? 0 : 3;
+    case Halving::pages:
+        return vips_image_get_n_pages(image.get_image()) - 1;
+    case Halving::pyramid:
+        return pyramid.halvings;
+    }
+    return 0;
+}
+
 } // namespace
 
 void block_other_loaders() {
@@ -124,9 +198,13 @@ void block_other_loaders() {
 
 OpenPicture open_picture_file(int file, bool document, Opening opening,
                               const PictureLimits &limits) {
-    const std::string start = start_of(file);
+    const std::string start = bytes_at(file, 0, 32);
     if (is_plain_pnm(start))
-        return {read_plain_pnm(file, start[1], limits), false, 0};
+        return {read_plain_pnm(file, start[1], limits), false, 0, 0};
+    if (const char *const module = module_for(start); module && load_vips_module(module))
+        block_other_loaders(); // of those, too, that it has brought
+    const bool may_be_tiff = start.starts_with("II") || start.starts_with("MM");
+    const TiffPyramid pyramid = may_be_tiff ? tiff_pyramid(file) : TiffPyramid{};
     lseek(file, 0, SEEK_SET); // where libvips expects it
     const vips::VSource source = vips::VSource::new_from_descriptor(file);
     const char *const found = vips_foreign_find_load_source(source.get_source());
@@ -148,15 +226,17 @@ OpenPicture open_picture_file(int file, bool document, Opening opening,
     if (loader->drawing)
         options->set("scale", opening.scale);
     if (opening.halvings > 0)
-        loader->halve(options, opening.halvings);
-    const VImage image = VImage::new_from_source(source, "", options);
+        halve(options, loader->halving, opening.halvings, pyramid);
+    const bool sharp =
+        !opening.smooth_text && std::string_view(loader->name) == "VipsForeignLoadSvgSource";
+    const VImage image = VImage::new_from_source(sharp ? sharp_text_in(file) : source, "", options);
     if (!loader->drawing)
         check_costs(image, loader->bytes_a_pixel, limits);
-    // The smaller pictures that a JPEG 2000 file holds are counted as pages.
-    const int smaller = loader->halve == halve_jp2k ? vips_image_get_n_pages(image.get_image()) - 1
-                        : loader->halve             ? 3
-                                                    : 0;
-    return {image, loader->drawing, smaller};
+    // Of the wavelets' lower frequencies each lies at the first of the pixels that it stands for,
+    // not in the middle of them.
+    const double shift =
+        loader->halving == Halving::pages ? 0.5 - 0.5 / (1 << opening.halvings) : 0;
+    return {image, loader->drawing, most_halvings(file, image, loader->halving, pyramid), shift};
 }
 
 void check_pixels(ImageSize size, const PictureLimits &limits) {

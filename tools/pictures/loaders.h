@@ -17,12 +17,14 @@ struct OpenPicture {
     vips::VImage image;
     bool drawing;      // without pixels of its own: opened again at another scale, it is sharper
     int most_halvings; // how small the decoder can make it
+    double shift;      // of its pixels' middles, in pixels to the left and up
 };
 
 /// In which size a picture is opened.
 struct Opening {
     double scale = 1; // of a drawing
     int halvings = 0; // of another one's sides
+    bool smooth_text = true;
 };
 
 /// Opens the picture in a file, which stays open. A PDF is opened only if `document` says that one

@@ -1,6 +1,9 @@
 #ifndef OXEL_TOOLS_EXACT_COLOURS_H
 #define OXEL_TOOLS_EXACT_COLOURS_H
 
+#include "preparation/light.h"
+
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -28,13 +31,28 @@ class ExactColours {
         return false;
     }
 
-  private:
+    /// Whether a pixel of 3 bytes is one of them.
+    bool hold(const std::uint8_t *bytes) const {
+        const std::array<std::uint16_t, 3> light{light_of_byte(bytes[0]), light_of_byte(bytes[1]),
+                                                 light_of_byte(bytes[2])};
+        return hold(light.data());
+    }
+
+    /// Whether one of them has this byte of green.
+    bool have_green(std::uint8_t byte) const {
+        const std::uint16_t light = light_of_byte(byte);
+        const auto has_it = [light](const auto &ink) { return near(light, ink[1]); };
+        return byte == 0 || byte == 255 || std::any_of(inks_.begin(), inks_.end(), has_it);
+    }
+
+    /// Whether two channels of light are the same, but for that rounding.
     static bool near(std::uint16_t channel, std::uint16_t other) {
         constexpr int rounding = 4; // a fifth of the smallest step of a byte
         const int apart = int{channel} - int{other};
         return apart <= rounding && apart >= -rounding;
     }
 
+  private:
     std::vector<std::array<std::uint16_t, 3>> inks_; // in light
 };
 

@@ -1,6 +1,9 @@
 #include "preparation/reduction.h"
 
+#include "preparation/light.h"
+
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 #include <numbers>
@@ -13,9 +16,14 @@ namespace {
 constexpr int lobes = 3;
 constexpr int phases = 64; // a pixel: finer places are not to be seen
 
-using Vector = float __attribute__((vector_size(16)));
-constexpr std::size_t lanes = 4;
-constexpr std::size_t block = 4 * lanes;
+template <std::size_t bytes>
+struct VectorOf {
+    using Type __attribute__((vector_size(bytes))) = float;
+};
+using Pixel = VectorOf<16>::Type; // three channels and one that is not used
+
+constexpr std::size_t registers = 4; // in flight, so that one sum need not wait for itself
+constexpr std::size_t block = registers * 16;
 
 double windowed_sinc(double x) {
     if (x == 0)
@@ -26,23 +34,99 @@ double windowed_sinc(double x) {
     return lobes * std::sin(angle) * std::sin(angle / lobes) / (angle * angle);
 }
 
-Vector load(const float *from) {
-    Vector vector;
-    std::memcpy(&vector, from, sizeof vector);
-    return vector;
+/// The sum of the rows, each by its weight.
+template <std::size_t bytes>
+[[gnu::always_inline]] inline void weigh_rows(std::span<const float *const> rows,
+                                              const float *weights, std::span<float> sum) {
+    using Vector = typename VectorOf<bytes>::Type;
+    constexpr std::size_t step = bytes / sizeof(float);
+    for (std::size_t i = 0; i < sum.size(); i += registers * step) {
+        Vector sums[registers] = {};
+        for (std::size_t row = 0; row < rows.size(); ++row)
+            for (std::size_t k = 0; k < registers; ++k) {
+                Vector values;
+                std::memcpy(&values, rows[row] + i + k * step, sizeof values);
+                sums[k] += weights[row] * values;
+            }
+        std::memcpy(&sum[i], sums, sizeof sums);
+    }
 }
 
-std::uint16_t to_light(float value) {
-    return static_cast<std::uint16_t>(std::clamp(value, 0.0F, 65535.0F) + 0.5F);
+/// Pixels of light, each of `count` others of a row by their weights.
+[[gnu::always_inline]] inline void weigh_columns(const float *row,
+                                                 std::span<const ReducedSide::Taps> pixels,
+                                                 int count, std::span<std::uint16_t> light) {
+    std::uint16_t *out = light.data();
+    for (const auto &[first, weights] : pixels) {
+        const float *from = row + 3 * first;
+        Pixel sum = {};
+        for (int tap = 0; tap < count; ++tap, from += 3) {
+            Pixel values;
+            std::memcpy(&values, from, sizeof values);
+            sum += weights[tap] * values;
+        }
+        for (std::size_t channel = 0; channel < 3; ++channel)
+            *out++ = static_cast<std::uint16_t>(std::clamp(sum[channel], 0.0F, 65535.0F) + 0.5F);
+    }
+}
+
+using RowsLoop = void(std::span<const float *const>, const float *, std::span<float>);
+using ColumnsLoop = void(const float *, std::span<const ReducedSide::Taps>, int,
+                         std::span<std::uint16_t>);
+
+/// The loops as a processor can run them: wider registers leave each sum's order, and its result.
+struct Loops {
+    RowsLoop *rows;
+    ColumnsLoop *columns;
+};
+
+void rows_of_any(std::span<const float *const> rows, const float *weights, std::span<float> sum) {
+    weigh_rows<16>(rows, weights, sum);
+}
+
+void columns_of_any(const float *row, std::span<const ReducedSide::Taps> pixels, int count,
+                    std::span<std::uint16_t> light) {
+    weigh_columns(row, pixels, count, light);
+}
+
+#ifdef __x86_64__
+[[gnu::target("avx2")]] void rows_of_avx2(std::span<const float *const> rows, const float *weights,
+                                          std::span<float> sum) {
+    weigh_rows<32>(rows, weights, sum);
+}
+
+[[gnu::target("avx2")]] void columns_of_avx2(const float *row,
+                                             std::span<const ReducedSide::Taps> pixels, int count,
+                                             std::span<std::uint16_t> light) {
+    weigh_columns(row, pixels, count, light);
+}
+
+[[gnu::target("avx512f")]] void rows_of_avx512(std::span<const float *const> rows,
+                                               const float *weights, std::span<float> sum) {
+    weigh_rows<64>(rows, weights, sum);
+}
+#endif
+
+const Loops &loops() {
+    static const Loops fastest = [] {
+#ifdef __x86_64__
+        if (__builtin_cpu_supports("avx512f"))
+            return Loops{rows_of_avx512, columns_of_avx2};
+        if (__builtin_cpu_supports("avx2"))
+            return Loops{rows_of_avx2, columns_of_avx2};
+#endif
+        return Loops{rows_of_any, columns_of_any};
+    }();
+    return fastest;
 }
 
 } // namespace
 
-ReducedSide::ReducedSide(int length, double scale)
+ReducedSide::ReducedSide(int length, double scale, double shift)
     : from(length), to(std::max(1, static_cast<int>(length * scale + 0.5))),
       box(std::max(1, static_cast<int>(double(length) / to / 2))), step_(1 / scale / box) {
     // What is too little or too much for whole pixels is so at both ends alike.
-    start_ = (step_ - 1) / 2 - (to * step_ - double(length) / box) / 2;
+    start_ = (step_ - 1) / 2 - (to * step_ - double(length) / box) / 2 + shift / box;
     const int reach = static_cast<int>(std::ceil(lobes * step_));
     count = step_ == 1 ? 1 : 2 * reach;
     for (int phase = 0; phase < phases; ++phase) {
@@ -70,12 +154,15 @@ ReducedSide::Taps ReducedSide::taps(int place) const {
 
 Reduction::Reduction(ReducedSide across, ReducedSide down, int left, int top, ImageSize size,
                      std::span<std::uint16_t> light)
-    : across_(std::move(across)), down_(std::move(down)), left_(left), top_(top), size_(size),
-      light_(light) {
+    : across_(std::move(across)), down_(std::move(down)), top_(top), size_(size), light_(light) {
+    for (int x = left; x < left + size.width; ++x)
+        columns_.push_back(across_.taps(x));
     const int last_boxed = (across_.from - 1) / across_.box;
-    const int first = std::clamp(across_.taps(left).first, 0, last_boxed);
-    const int last = across_.taps(left + size.width - 1).first + across_.count - 1;
+    const int first = std::clamp(columns_.front().first, 0, last_boxed);
+    const int last = columns_.back().first + across_.count - 1;
     first_column_ = first * across_.box;
+    for (ReducedSide::Taps &taps : columns_)
+        taps.first -= first;
     const int end = std::min(across_.from, (std::clamp(last, first, last_boxed) + 1) * across_.box);
     samples_ = 3 * static_cast<std::size_t>(end - first_column_);
     const std::size_t padded = (samples_ + block - 1) / block * block;
@@ -91,7 +178,22 @@ float *Reduction::kept(int place) {
 }
 
 void Reduction::add(std::span<const std::uint16_t> row) {
-    const std::uint16_t *const light = &row[3 * static_cast<std::size_t>(first_column_)];
+    add_values(row, [](std::uint16_t light) { return static_cast<float>(int{light}); });
+}
+
+void Reduction::add(std::span<const std::uint8_t> row) {
+    static const auto lights = [] {
+        std::array<float, 256> values;
+        for (std::size_t byte = 0; byte < values.size(); ++byte)
+            values[byte] = float(light_of_byte(static_cast<std::uint8_t>(byte)));
+        return values;
+    }();
+    add_values(row, [](std::uint8_t byte) { return lights[byte]; });
+}
+
+template <class Row, class Value>
+void Reduction::add_values(Row row, Value value) {
+    const auto *const values = &row[3 * static_cast<std::size_t>(first_column_)];
     // The last box may lack rows; its last one stands for them.
     const bool last = ++rows_ == down_.from;
     const int in_box = (rows_ - 1) % down_.box + 1;
@@ -99,10 +201,10 @@ void Reduction::add(std::span<const std::uint16_t> row) {
     float *const sums = down_.box == 1 ? kept(boxed_) : sums_.data();
     if (in_box == 1)
         for (std::size_t i = 0; i < samples_; ++i)
-            sums[i] = times * static_cast<float>(int{light[i]});
+            sums[i] = times * value(values[i]);
     else
         for (std::size_t i = 0; i < samples_; ++i)
-            sums[i] += times * static_cast<float>(int{light[i]});
+            sums[i] += times * value(values[i]);
     if (!last && in_box < down_.box)
         return;
     if (down_.box > 1) {
@@ -123,13 +225,7 @@ void Reduction::write(int place) {
         taken_[tap] = kept(std::clamp(first + static_cast<int>(tap), 0, boxed_ - 1));
     const auto margin = 3 * static_cast<std::size_t>(across_.count);
     float *const column = row_.data() + margin;
-    for (std::size_t i = 0; i < sums_.size(); i += block) {
-        Vector sums[block / lanes] = {};
-        for (std::size_t tap = 0; tap < taken_.size(); ++tap)
-            for (std::size_t k = 0; k < block / lanes; ++k)
-                sums[k] += weights[tap] * load(taken_[tap] + i + k * lanes);
-        std::memcpy(column + i, sums, sizeof sums);
-    }
+    loops().rows(taken_, weights, {column, sums_.size()});
     const auto box = static_cast<std::size_t>(across_.box);
     const std::size_t columns = samples_ / 3;
     const std::size_t boxed = (columns + box - 1) / box;
@@ -146,17 +242,9 @@ void Reduction::write(int place) {
         row_[i] = column[i % 3];
         column[3 * boxed + i] = column[3 * (boxed - 1) + i % 3];
     }
-    std::uint16_t *out =
-        &light_[3 * static_cast<std::size_t>(size_.width) * static_cast<std::size_t>(place)];
-    for (int x = 0; x < size_.width; ++x, out += 3) {
-        const auto [left, across] = across_.taps(left_ + x);
-        const float *from = column + 3 * (left - first_column_ / across_.box);
-        Vector sum = {}; // of three channels and one that is not used
-        for (int tap = 0; tap < across_.count; ++tap)
-            sum += across[tap] * load(from + 3 * tap);
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            out[channel] = to_light(sum[channel]);
-    }
+    const std::size_t row_samples = 3 * columns_.size();
+    loops().columns(column, columns_, across_.count,
+                    light_.subspan(row_samples * static_cast<std::size_t>(place), row_samples));
 }
 
 } // namespace oxel::tools

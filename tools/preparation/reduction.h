@@ -18,8 +18,8 @@ struct ReducedSide {
         const float *weights;
     };
 
-    /// `scale` is at most 1.
-    ReducedSide(int length, double scale);
+    /// `scale` is at most 1. The pixels' middles lie `shift` pixels before where they should.
+    ReducedSide(int length, double scale, double shift = 0);
 
     Taps taps(int place) const;
 
@@ -43,21 +43,26 @@ class Reduction {
     Reduction(ReducedSide across, ReducedSide down, int left, int top, ImageSize size,
               std::span<std::uint16_t> light);
 
-    /// A row, 3 channels a pixel.
+    Reduction(const Reduction &) = delete;
+    Reduction &operator=(const Reduction &) = delete;
+
+    /// A row, 3 channels a pixel, of light or of sRGB.
     void add(std::span<const std::uint16_t> row);
+    void add(std::span<const std::uint8_t> row);
 
   private:
     float *kept(int place);
-    void add_boxed();
+    template <class Row, class Value>
+    void add_values(Row row, Value value);
     void write(int place);
 
     ReducedSide across_;
     ReducedSide down_;
-    int left_;
     int top_;
     ImageSize size_;
     std::span<std::uint16_t> light_;
-    int first_column_; // of those that the part needs
+    std::vector<ReducedSide::Taps> columns_; // of the part, from the first column that it needs
+    int first_column_;
     std::size_t samples_;
     int rows_ = 0;  // that came in
     int boxed_ = 0; // rows made of them

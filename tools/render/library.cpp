@@ -51,6 +51,18 @@ void adopt_package(const std::string &panel, const Bytes &package) {
     check(panel, Oxel_Morvel6_render_init(package.data(), size));
 }
 
+Rendering renderings_of_colours(std::size_t count) {
+    constexpr std::array<std::uint8_t, 18> pure = {0,   0, 0, 255, 255, 255, 255, 255, 0,
+                                                   255, 0, 0, 0,   255, 0,   0,   0,   255};
+    Rendering rendering{Bytes(3 * count), Bytes(3 * count), Bytes(3 * count)};
+    for (std::size_t i = 0; i < count; ++i)
+        std::fill_n(&rendering.tcon[3 * i], 3, TCON_INDEX_TABLE[i]);
+    if (rendering.nominal.size() == pure.size()) // the library's panels of six colours
+        std::copy(pure.begin(), pure.end(), rendering.nominal.begin());
+    std::copy_n(EO_RGB_color, 3 * count, rendering.measured.begin());
+    return rendering;
+}
+
 Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode) {
     Rendering rendering{Bytes(rgb.size()), Bytes(rgb.size()), Bytes(rgb.size())};
     check(panel, Oxel_Morvel6_render_All(rgb.data(), ORDER_RGB, rendering.tcon.data(),

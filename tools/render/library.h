@@ -23,12 +23,18 @@ void adopt_package(const std::string &panel, const Bytes &package);
 /// The names of enum Oxel_dithering_mode, each at the place of its value.
 extern const std::vector<std::string> dither_names;
 
+/// What stands behind them in the place of a mode: nothing is diffused.
+constexpr int undiffused = 6;
+
 /// The three forms of a rendered picture, 3 bytes a pixel.
 struct Rendering {
     Bytes tcon;
     Bytes nominal; // filled only for panels of six colours
     Bytes measured;
 };
+
+/// The first colours of the adopted package, which must have so many, as renders show them.
+Rendering renderings_of_colours(std::size_t count);
 
 Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode);
 

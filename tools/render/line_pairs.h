@@ -1,7 +1,7 @@
 #ifndef OXEL_TOOLS_LINE_PAIRS_H
 #define OXEL_TOOLS_LINE_PAIRS_H
 
-#include "base/files.h"
+#include "base/bytes.h"
 #include "base/image_size.h"
 
 #include <vector>

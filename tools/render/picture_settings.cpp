@@ -17,7 +17,9 @@ Light open_file(const std::string &photo, const PictureSettings &settings, const
         size = panel.size ? *panel.size : picture_size(photo, settings.framing, settings.limits);
     if (!size.supported())
         throw Failure(photo, "too large to be rendered at its own size: " + size.text());
-    Light picture = load_picture(photo, size, settings.framing, settings.limits);
+    Framing framing = settings.framing;
+    framing.smooth_text = settings.bare || settings.inks == Inks::off;
+    Light picture = load_picture(photo, size, framing, settings.limits);
     develop(picture, size, settings.development, exact_colours_of(panel.package));
     if (settings.adjustment != Adjustment{}) {
         Bytes bytes = bytes_of(picture);

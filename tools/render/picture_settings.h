@@ -4,6 +4,7 @@
 #include "panels/panel.h"
 #include "pictures/picture.h"
 #include "preparation/development.h"
+#include "preparation/ink_colours.h"
 #include "render/library.h"
 
 #include <optional>
@@ -20,6 +21,7 @@ struct PictureSettings {
     PictureLimits limits;
     Adjustment adjustment;
     Development development;
+    Inks inks = Inks::automatic;
     bool bare = false; // the library gets its bytes as they are
 };
 

@@ -49,6 +49,7 @@ std::string describe(const RenderSettings &settings, const Panel &panel) {
          {development.clarity, development.sharpen, development.shadows, development.highlights,
           development.white_balance, development.auto_levels, development.monochrome}},
         {"bare", picture.bare},
+        {"inks", picture.inks},
         {"adjustment",
          {amounts.hue, amounts.saturation, amounts.brightness, amounts.contrast, amounts.gamma}},
         {"dither", settings.dithering_mode},

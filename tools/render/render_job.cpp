@@ -2,6 +2,7 @@
 
 #include "Oxel_Morvel6_render.h"
 #include "base/failure.h"
+#include "preparation/light.h"
 #include "render/panel_codes.h"
 #include "render/prepared_render.h"
 
@@ -47,12 +48,16 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
     Rendering rendering;
     ImageSize &size = result.picture_size;
     const bool guarded = settings.guard_threshold.has_value();
-    const PreparedPicture picture = prepare(open_picture(job.photo, settings.picture, panel, size),
-                                            size, panel, !settings.picture.bare, guarded);
+    const Light picture = open_picture(job.photo, settings.picture, panel, size);
+    const bool prepared = !settings.picture.bare;
     if (guarded)
-        result.verdict = render_guarded(picture.bytes, size, job, settings, panel, rendering);
+        result.verdict = render_guarded(prepare_guarded(picture, size, panel, prepared).bytes, size,
+                                        job, settings, panel, rendering);
+    else if (settings.dithering_mode == undiffused)
+        rendering = render_undiffused(bytes_of(picture), panel);
     else
-        rendering = render(picture, panel, settings.dithering_mode);
+        rendering = render(prepare_page(picture, size, panel, prepared, settings.picture.inks),
+                           panel, settings.dithering_mode);
 
     OutputFiles outputs;
     if (!job.preview.empty())

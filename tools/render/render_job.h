@@ -12,7 +12,7 @@ namespace oxel::tools {
 /// How all photographs of a run are rendered.
 struct RenderSettings {
     PictureSettings picture;
-    int dithering_mode = 1; // enum Oxel_dithering_mode
+    int dithering_mode = 1; // enum Oxel_dithering_mode, or undiffused
     std::optional<double> guard_threshold;
     FrameSettings frame;
 };

@@ -37,18 +37,20 @@ compile() { # MODULE FLAGS -- SOURCES
 mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \
     include/Oxel_Morvel6_render.h)
 
-# -Os suits the diffusions better than -O3, the preparation worse.
+# -Os makes the wide kernels' inner loop ten times as slow, and -O2 serpentine order by a fifth.
 render() { # MODULE FLAG ...
     local module=$1
     shift
-    mapfile -t sources < <(find src -name '*.cpp')
+    mapfile -t sources < <(find src -name '*.cpp' -not -name vector128.cpp)
     compile "$module" -Os "$@" -- "${sources[@]}"
-    compile "$module+" -O3 "$@" -- tools/preparation/*.cpp tools/panels/picture_needs.cpp \
-        tools/package_builder/{package_file,noted_options}.cpp \
-        web/native/{runtime,pixels,preparation}.cpp
-    "${clang[@]}" "${link[@]}" "$objects/$module"{,+}/*.o -o "$folder/$module.wasm" \
+    compile "$module-" -O3 "$@" -- src/forms/vector128.cpp
+    compile "$module+" -O2 "$@" -- tools/preparation/{grid,light}.cpp web/native/{pixels,display,preparation}.cpp
+    compile "$module++" -Os "$@" -- tools/preparation/{blur,development,exact_colours,preroll,preparation,page,ink_colours,inks}.cpp \
+        tools/panels/{picture_needs,table_lookup}.cpp tools/package_builder/{package_file,noted_options}.cpp \
+        tools/render/line_pairs.cpp web/native/{runtime,guard}.cpp
+    "${clang[@]}" "${link[@]}" "$objects/$module"{,-,+,++}/*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
-        -Wl,--export=oxel_{prepare,preroll_rows,rgb_from_rgba,rgba_from_rgb}
+        -Wl,--export=oxel_{prepare,put_together,render_undiffused,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
 }
 render oxel &
 render oxel-simd -msimd128 &

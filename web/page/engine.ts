@@ -8,16 +8,16 @@ export class Engine {
   readonly #waiting = new Map<number, { resolve(value: unknown): void; reject(error: Error): void }>();
   #calls = 0;
 
-  constructor(progress: (share: number | undefined) => void = () => {}) {
+  constructor(public progress: (share: number | undefined) => void = () => {}) {
     this.#worker.onmessage = ({ data }) => {
-      if ("progress" in data) return progress(data.progress);
+      if ("progress" in data) return this.progress(data.progress);
       const call = this.#waiting.get(data.id);
       this.#waiting.delete(data.id);
       if ("error" in data) call?.reject(new Error(data.error));
       else call?.resolve(data.result);
     };
     this.#worker.onerror = (event) => {
-      for (const call of this.#waiting.values()) call.reject(new Error(event.message));
+      for (const call of this.#waiting.values()) call.reject(new Error(event.message ?? "The worker does not start: this page must come from a server."));
       this.#waiting.clear();
     };
   }

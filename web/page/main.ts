@@ -1,10 +1,11 @@
-import { frameFormats, type PanelDescription } from "../dist/index.js";
+import { dithers, frameFormats, tuningFor, tunings, type Dither, type Image, type PanelDescription, type Tuning } from "../dist/index.js";
 import { Engine } from "./engine.js";
-import { draw, framing } from "./framing.js";
+import { draw, framing, type Size } from "./framing.js";
+import { Latest, pause } from "./latest.js";
 import { editPanel } from "./panel_dialog.js";
 import { watchPointers } from "./pointer.js";
-import { fromAddress, History, modes, neutral, sliders, toAddress, type Settings } from "./settings.js";
-import type { Mode, PanelInfo, PanelSource } from "./worker.js";
+import { fromAddress, History, neutral, sliders, toAddress, type Settings } from "./settings.js";
+import type { PanelInfo, PanelSource, Shown, ShownOptions } from "./worker.js";
 import { zip, type ZipEntry } from "./zip.js";
 
 const element = <T extends HTMLElement = HTMLElement>(id: string) => document.getElementById(id) as T;
@@ -13,7 +14,9 @@ const original = element<HTMLCanvasElement>("original");
 const rendered = element<HTMLCanvasElement>("rendered");
 const originalContext = original.getContext("2d", { willReadFrequently: true })!;
 /** The rendering, pixel by pixel; `rendered` shows it at the size that there is room for. */
+let truth: Image | undefined;
 const pixels = document.createElement("canvas");
+const drafting = new OffscreenCanvas(1, 1).getContext("2d", { willReadFrequently: true })!;
 
 const shared = new URLSearchParams(location.hash.slice(1)).get("panel");
 let settings = fromAddress(new URLSearchParams(location.hash.slice(1)));
@@ -25,6 +28,8 @@ let panel: PanelInfo | undefined;
 let source: PanelSource = { builtin: "six-colour" };
 let engine = newEngine();
 let view = "panel";
+
+let pointers = { refresh: () => {} }; // the loupe, once it is there
 
 function newEngine(): Engine {
   return new Engine((share) => showProgress(share));
@@ -50,7 +55,7 @@ function fail(error: unknown): void {
 
 // Settings.
 
-const diffusionNames: Record<Mode, string> = {
+const diffusionNames: Record<Dither, string> = {
   "floyd": "Floyd–Steinberg", "floyd-serpentine": "Floyd–Steinberg, serpentine",
   "jjn": "Jarvis–Judice–Ninke", "jjn-serpentine": "Jarvis–Judice–Ninke, serpentine",
   "stucki": "Stucki", "stucki-serpentine": "Stucki, serpentine", "none": "None",
@@ -59,33 +64,41 @@ const diffusionNames: Record<Mode, string> = {
 /** A package does not tell its panel's size. */
 const panelSize = () => panel?.size ?? { width: settings.width, height: settings.height };
 
-function renderOptions(of: Settings) {
-  const { shadows, highlights, clarity, sharpen, whiteBalance, autoLevels, monochrome } = of;
+function renderOptions(of: Settings, mode = of.dither): ShownOptions {
+  const { inks, shadows, highlights, clarity, sharpen, whiteBalance, autoLevels, monochrome } = of;
   const { hue, saturation, brightness, contrast, gamma } = of;
   return {
+    dither: mode, inks, rgba: true, output: of.nominal && panel!.colours.length === 6 ? "nominal" : "eo",
     development: { shadows, highlights, clarity, sharpen, whiteBalance, autoLevels, monochrome },
     adjustment: { hue, saturation, brightness, contrast, gamma },
   };
 }
 
-const threshold = (of: Settings) => (of.guard ? of.threshold : undefined);
+/** Without diffusion there is no guard. */
+const threshold = (of: Settings, mode = of.dither) => (of.guard && mode !== "none" ? of.threshold : undefined);
 
 function showSettings(): void {
   for (const { name } of sliders) {
     element<HTMLInputElement>(name).value = String(settings[name]);
     element(`${name}-value`).textContent = name === "gamma" ? settings.gamma.toFixed(2) : String(settings[name]);
   }
-  for (const name of ["dither", "whiteBalance", "format"] as const)
+  for (const name of ["dither", "inks", "whiteBalance", "format"] as const)
     element<HTMLSelectElement>(name).value = settings[name];
-  for (const name of ["autoLevels", "monochrome", "guard", "gzip"] as const)
+  for (const name of ["autoLevels", "monochrome", "nominal", "guard", "gzip"] as const)
     element<HTMLInputElement>(name).checked = settings[name];
   for (const name of ["threshold", "width", "height"] as const)
     element<HTMLInputElement>(name).value = String(settings[name]);
+  for (const canvas of element("grid").querySelectorAll("canvas"))
+    canvas.parentElement!.setAttribute("aria-pressed", String(canvas.dataset.mode === settings.dither));
   element("fit").setAttribute("aria-pressed", String(settings.whole));
   element<HTMLButtonElement>("undo").disabled = !history.canUndo;
   element<HTMLButtonElement>("redo").disabled = !history.canRedo;
-  element<HTMLButtonElement>("save-frame").disabled = !photo || settings.dither === "none";
+  element<HTMLButtonElement>("save-frame").disabled = !photo;
   element<HTMLButtonElement>("save-preview").disabled = !photo;
+  if (!moving) showAddress(); // browsers refuse to change it many times a second
+}
+
+function showAddress(): void {
   const address = toAddress(settings);
   if ("description" in source) address.set("panel", source.description);
   const hash = address.toString();
@@ -96,89 +109,147 @@ function showSettings(): void {
 /** Changes settings; `settled` when the user has let go, so that undo comes back here. */
 function change(changes: Partial<Settings>, settled = true): void {
   settings = { ...settings, ...changes };
+  moving = !settled;
   if (settled) history.add(settings);
   showSettings();
-  refresh();
+  void rendering.ask();
 }
 
-// Rendering: one at a time, and always the latest settings.
+// Rendering: what the eye sees first, then the panel's own pixels.
 
-let sent = "";
-let rendering = false;
-let wanted = false;
-
-const framingOf = (of: Settings) =>
-  JSON.stringify([current, panelSize(), of.rotate, of.whole, of.zoom, of.x, of.y]);
-
-async function sendPicture(): Promise<void> {
-  const key = framingOf(settings);
-  if (key === sent || !photo) return;
-  const { width, height } = panelSize();
-  if (original.width !== width || original.height !== height)
-    Object.assign(original, { width, height });
-  element("large").style.setProperty("--ratio", String(width / height));
-  draw(originalContext, photo, { width, height }, settings);
-  const { data } = originalContext.getImageData(0, 0, width, height);
-  await engine.call("picture", [data.buffer as ArrayBuffer, width, height], [data.buffer as ArrayBuffer]);
-  sent = key;
-}
-
-/** A canvas of its own size draws much better than the browser shrinks another one. */
-function showShrunk(canvas: HTMLCanvasElement, full: HTMLCanvasElement): void {
-  const room = Math.round(canvas.clientWidth * devicePixelRatio);
-  const width = room > 0 ? Math.min(room, full.width) : full.width;
-  const height = Math.round((width * full.height) / full.width);
-  Object.assign(canvas, { width, height });
-  const context = canvas.getContext("2d")!;
-  context.imageSmoothingQuality = "high";
-  context.drawImage(full, 0, 0, width, height);
-}
-
-async function renderTo(canvas: HTMLCanvasElement, full: HTMLCanvasElement, mode: Mode, of: Settings) {
-  const { data, verdict } = await engine.call("render", [mode, renderOptions(of), threshold(of)]);
-  const { width, height } = panelSize();
-  if (data.length !== 4 * width * height) return; // of a panel that has gone
-  Object.assign(full, { width, height });
-  full.getContext("2d")!.putImageData(
-    new ImageData(new Uint8ClampedArray(data.buffer), width, height), 0, 0);
-  canvas.style.setProperty("aspect-ratio", `${width} / ${height}`);
-  showShrunk(canvas, full);
-  const words = { passed: "Passes as it is.", shifted: "Passes moved down by a row.",
-                  blanked: "Refused: the frame is blank." };
-  if (mode === of.dither) element("verdict").textContent = verdict ? words[verdict] : "";
-}
-
-async function refresh(): Promise<void> {
-  wanted = true;
-  if (rendering || !photo || !panel) return;
-  rendering = true;
-  while (wanted) {
-    wanted = false;
-    const of = settings;
-    const by = engine;
-    try {
-      await sendPicture();
-      await renderTo(rendered, pixels, of.dither, of);
-      document.body.dataset.renders = String(Number(document.body.dataset.renders ?? 0) + 1);
-      if (view === "all")
-        for (const canvas of element("grid").querySelectorAll("canvas")) {
-          if (wanted) break;
-          await renderTo(canvas, document.createElement("canvas"), canvas.dataset.mode as Mode, of);
-        }
-    } catch (error) {
-      if (engine === by) fail(error);
-      else wanted = true; // another panel has been opened
-    }
+let moving = false; // the user drags something
+let sent = { picture: "", draft: "" }; // what the worker has
+const rendering = new Latest(async (stale) => {
+  if (!photo || !panel) return;
+  const by = engine;
+  try {
+    await (view === "all" ? renderAll(settings, stale) : renderLarge(settings, stale));
+  } catch (error) {
+    if (engine === by) fail(error);
+    else void rendering.ask(); // another panel has been opened
   }
-  rendering = false;
+});
+
+const framingOf = (of: Settings, size: Size) =>
+  JSON.stringify([current, size, of.rotate, of.whole, of.zoom, of.x, of.y]);
+
+function drawOriginal(of: Settings): void {
+  const size = panelSize();
+  if (original.width !== size.width || original.height !== size.height) Object.assign(original, size);
+  draw(originalContext, photo!, size, of);
+}
+
+/** Has the worker take the photograph, in this size. */
+async function send(call: "picture" | "draft", size: Size, of: Settings): Promise<void> {
+  const key = framingOf(of, size);
+  if (key === sent[call]) return;
+  const context = call === "picture" ? originalContext : drafting;
+  if (call === "picture") {
+    drawOriginal(of);
+  } else {
+    Object.assign(context.canvas, size);
+    draw(context, photo!, size, of);
+  }
+  const { data } = context.getImageData(0, 0, size.width, size.height);
+  await engine.call(call, [data.buffer as ArrayBuffer, size.width, size.height], [data.buffer as ArrayBuffer]);
+  sent[call] = key;
+}
+
+/** The size in which the screen shows the panel's pixels, or nothing if not reduced. */
+function roomOf(canvas: HTMLCanvasElement): Size | undefined {
+  const { width, height } = panelSize();
+  const room = Math.round(canvas.clientWidth * devicePixelRatio);
+  return room > 0 && room < width && view !== "pixels"
+    ? { width: room, height: Math.max(1, Math.round((room * height) / width)) } : undefined;
+}
+
+function paint(canvas: HTMLCanvasElement, { data, width, height }: Image): void {
+  if (canvas.width !== width || canvas.height !== height) Object.assign(canvas, { width, height });
+  canvas.getContext("2d")!.putImageData(
+    new ImageData(new Uint8ClampedArray(data.buffer), width, height), 0, 0);
+}
+
+function count(what: "renders" | "drafts"): void {
+  document.body.dataset[what] = String(Number(document.body.dataset[what] ?? 0) + 1);
+}
+
+/** Shows a rendering of as many pixels as the canvas has on the screen: not the panel's own. */
+async function renderDraft(canvas: HTMLCanvasElement, room: Size, mode: Dither, of: Settings): Promise<void> {
+  await send("draft", room, of);
+  paint(canvas, await engine.call("renderDraft", [renderOptions(of, mode)]));
+}
+
+/** Shows the panel's pixels, reduced if there is no room. */
+async function renderTruly(canvas: HTMLCanvasElement, mode: Dither, of: Settings) {
+  const size = panelSize();
+  await send("picture", size, of);
+  const room = roomOf(canvas);
+  const options = { ...renderOptions(of, mode), ...(room && { reduced: room }) };
+  const result = await engine.call("render", [options, threshold(of, mode)]);
+  paint(canvas, result.image.reduced ?? result.image);
+  return result;
+}
+
+async function renderLarge(of: Settings, stale: () => boolean): Promise<void> {
+  const { width, height } = panelSize();
+  element("large").style.setProperty("--ratio", String(width / height));
+  element("large").style.setProperty("--width", `${width / devicePixelRatio}px`);
+  if (!original.hidden) drawOriginal(of);
+  const room = roomOf(rendered);
+  if (room && room.width * room.height < 0.6 * width * height) {
+    await renderDraft(rendered, room, of.dither, of);
+    count("drafts");
+    if (moving) await pause(80, stale);
+    if (stale()) return;
+  }
+  const shown = await renderTruly(rendered, of.dither, of);
+  truth = shown.image;
+  count("renders");
+  element("verdict").textContent = verdictOf(shown);
+  pointers.refresh();
+}
+
+async function renderAll(of: Settings, stale: () => boolean): Promise<void> {
+  const canvases = [...element("grid").querySelectorAll("canvas")];
+  const { width, height } = panelSize();
+  for (const canvas of canvases) canvas.style.setProperty("aspect-ratio", `${width} / ${height}`);
+  for (const truly of [false, true])
+    for (const canvas of canvases) {
+      const mode = canvas.dataset.mode as Dither;
+      const room = roomOf(canvas);
+      if (truly) {
+        const { image } = await renderTruly(canvas, mode, of);
+        if (mode === of.dither) truth = image;
+      } else if (room) {
+        await renderDraft(canvas, room, mode, of);
+      }
+      if (stale()) return;
+    }
+  count("renders");
+}
+
+function verdictOf({ verdict, measure }: Shown): string {
+  if (!verdict || !measure) return "";
+  const [first, shifted] = [measure.first.toFixed(3), measure.shifted.toFixed(3)];
+  return { passed: `${first}: passes as it is.`,
+           shifted: `${first} as it is; passes moved down by a row, with ${shifted}.`,
+           blanked: `${first}, and ${shifted} moved down by a row: refused, the frame is blank.` }[verdict];
+}
+
+/** The rendering's pixels for those who draw or save them. */
+function truePixels(): HTMLCanvasElement {
+  if (truth) paint(pixels, truth);
+  truth = undefined;
+  return pixels;
 }
 
 function showView(): void {
   const large = view !== "all";
   element("large").hidden = !large;
   element("grid").hidden = large;
+  element("large").classList.toggle("pixels", view === "pixels");
   element("split-line").hidden = view !== "split";
-  original.hidden = view === "panel";
+  original.hidden = view !== "original" && view !== "split";
   const share = view === "split" ? Number(element<HTMLInputElement>("split").value) : 100;
   original.style.setProperty("clip-path", `inset(0 ${100 - share}% 0 0)`);
 }
@@ -205,25 +276,31 @@ async function decode(name: string, file: Blob): Promise<ImageBitmap> {
         /\.hei[cf]$/i.test(name) ? "; HEIC pictures can be saved as JPEG, or rendered by the command" : ""}`);
     const image = new Image();
     image.src = URL.createObjectURL(file);
-    await image.decode();
+    await image.decode().finally(() => URL.revokeObjectURL(image.src));
     return createImageBitmap(image);
   }
 }
 
+let showing = 0;
+
 async function show(place: number): Promise<void> {
   const { name, file } = photos[place]!;
+  const turn = ++showing;
   try {
     const bitmap = await decode(name, file);
+    if (turn !== showing) return bitmap.close(); // of two, the later one
     photo?.close();
     photo = bitmap;
     current = place;
-    sent = "";
-    element("empty").hidden = true;
+    sent = { picture: "", draft: "" };
+    truth = undefined;
     element("work").hidden = false;
+    if (element("empty").contains(document.activeElement)) element("large").focus();
+    element("empty").hidden = true;
     say(`${name}, ${bitmap.width} × ${bitmap.height}`);
     showStrip();
     showSettings();
-    await refresh();
+    await rendering.ask();
   } catch (error) {
     fail(error);
   }
@@ -237,8 +314,7 @@ function showStrip(): void {
   strip.replaceChildren(...photos.slice(0, 200).map(({ name }, place) => {
     const item = document.createElement("button");
     Object.assign(item, { type: "button", textContent: name, onclick: () => void show(place) });
-    item.setAttribute("role", "option");
-    item.setAttribute("aria-selected", String(place === current));
+    item.setAttribute("aria-current", String(place === current));
     return item;
   }));
 }
@@ -260,24 +336,33 @@ async function takeFiles(files: Iterable<File>): Promise<void> {
 // Panels.
 
 let opening: Engine | undefined;
+let builder: Engine | undefined;
 
-async function openPanel(next: PanelSource): Promise<void> {
+async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBuffer>; options: { name: string } } |
+                               { description: string }): Promise<void> {
   opening?.close(); // of two, the later one
+  builder?.close();
   const own = (opening = newEngine());
   try {
-    say("description" in next ? "Building the panel's package…" : "");
-    const info = await own.call("open", [next, settings.dither]);
+    if ("description" in next) say("Building the panel's package…");
+    const described = "description" in next
+      ? { ...next, described: await own.call("describe", [next.description]) } : next;
+    const opened = own.call("open", [described, settings.dither]);
+    opened.catch(() => {}); // it is awaited below, unless building fails
+    if ("description" in described) await buildPackages(own, described.description);
+    const info = await opened;
     engine.close();
-    [engine, opening, panel, source, sent] = [own, undefined, info, next, ""];
+    [engine, opening, panel, source, sent] = [own, undefined, info, described, { picture: "", draft: "" }];
     const option = document.querySelector<HTMLOptionElement>("#panel option[value=own]")!;
     option.hidden = "builtin" in next;
     option.textContent = info.name + (info.size ? `, ${info.size.width} × ${info.size.height}` : "");
     element<HTMLSelectElement>("panel").value = option.hidden ? info.name : "own";
     element("own-size").hidden = info.size !== undefined;
+    element("nominal-line").hidden = info.colours.length !== 6;
     showProgress(undefined);
-    say(photo ? "" : `${info.name}: ${info.colours.length} colours`);
+    if (!photo || "description" in next) say(`${info.name}: ${info.colours.length} colours`);
     showSettings();
-    await refresh();
+    await rendering.ask();
   } catch (error) {
     own.close();
     if (opening !== own) return;
@@ -285,6 +370,21 @@ async function openPanel(next: PanelSource): Promise<void> {
     if (!panel && !("builtin" in next)) await openPanel({ builtin: "six-colour" });
     fail(error);
   }
+}
+
+/** Builds the package for the diffusion that is shown; the others follow while the page is used. */
+async function buildPackages(to: Engine, description: string): Promise<void> {
+  const own = (builder = newEngine());
+  const build = async (tuning: Tuning) =>
+    to.call("adopt", [tuning, await own.call("build", [description, tuning])]);
+  const first = tuningFor(settings.dither);
+  await build(first);
+  own.progress = () => {};
+  void (async () => {
+    for (const tuning of [...tunings].reverse()) // the slowest, for none, last
+      if (tuning !== first) await build(tuning);
+    own.close();
+  })().catch(fail);
 }
 
 async function openPanelFile(file: File): Promise<void> {
@@ -316,9 +416,9 @@ const encoding = (name: string) => ({ format: settings.format, gzip: settings.gz
 
 async function saveFrame(): Promise<void> {
   const { name } = photos[current]!;
-  await sendPicture();
+  await send("picture", panelSize(), settings);
   const { bytes, suffix } = await engine.call(
-    "frame", [settings.dither as Exclude<Mode, "none">, renderOptions(settings), threshold(settings), encoding(name)]);
+    "frame", [renderOptions(settings), threshold(settings), encoding(name)]);
   save(stem(name) + suffix, new Blob([bytes]));
 }
 
@@ -326,7 +426,6 @@ let batch: Engine | undefined;
 
 /** With an engine of its own, so that the page stays usable and the work can be stopped. */
 async function saveAll(): Promise<void> {
-  if (settings.dither === "none") return say("Choose a diffusion first.", true);
   const [of, mode] = [settings, settings.dither];
   const own = (batch = new Engine());
   element("stop").hidden = false;
@@ -348,7 +447,7 @@ async function saveAll(): Promise<void> {
         bitmap.close();
         const { data } = context.getImageData(0, 0, size.width, size.height);
         await own.call("picture", [data.buffer as ArrayBuffer, size.width, size.height], [data.buffer as ArrayBuffer]);
-        const { bytes, suffix } = await own.call("frame", [mode, renderOptions(of), threshold(of), encoding(name)]);
+        const { bytes, suffix } = await own.call("frame", [renderOptions(of), threshold(of), encoding(name)]);
         let path = bare(name) + suffix;
         for (let i = 2; files.some((other) => other.name === path); ++i) path = `${bare(name)} ${i}${suffix}`;
         files.push({ name: path, bytes });
@@ -385,9 +484,9 @@ function buildControls(): void {
     label.append(title, input, value);
     element("sliders").append(label);
   }
-  element("dither").append(...modes.map((mode) => new Option(diffusionNames[mode], mode)));
+  element("dither").append(...dithers.map((mode) => new Option(diffusionNames[mode], mode)));
   element("format").append(...frameFormats.map((format) => new Option(format, format)));
-  element("grid").append(...modes.map((mode) => {
+  element("grid").append(...dithers.map((mode) => {
     const item = document.createElement("li");
     const choose = document.createElement("button");
     choose.type = "button";
@@ -403,10 +502,10 @@ function buildControls(): void {
     item.append(choose);
     return item;
   }));
-  for (const name of ["dither", "whiteBalance", "format"] as const)
+  for (const name of ["dither", "inks", "whiteBalance", "format"] as const)
     element<HTMLSelectElement>(name).onchange = (event) =>
       change({ [name]: (event.target as HTMLSelectElement).value });
-  for (const name of ["autoLevels", "monochrome", "guard", "gzip"] as const)
+  for (const name of ["autoLevels", "monochrome", "nominal", "guard", "gzip"] as const)
     element<HTMLInputElement>(name).onchange = (event) =>
       change({ [name]: (event.target as HTMLInputElement).checked });
   for (const name of ["threshold", "width", "height"] as const)
@@ -452,17 +551,17 @@ function wire(): void {
     if (value !== "own") void openPanel({ builtin: value });
   };
   button("rotate", () => change({ rotate: (settings.rotate + 1) % 4, x: 0.5, y: 0.5 }));
-  button("zoom-in", () => { zoom(1.25); history.add(settings); showSettings(); });
-  button("zoom-out", () => { zoom(0.8); history.add(settings); showSettings(); });
+  button("zoom-in", () => { zoom(1.25); change({}); });
+  button("zoom-out", () => { zoom(0.8); change({}); });
   button("fit", () => change({ whole: !settings.whole }));
   button("undo", () => change(history.move(-1), false));
   button("redo", () => change(history.move(1), false));
   button("reset", () => {
-    const { dither, format, gzip, guard, threshold, width, height } = settings;
-    change({ ...neutral, dither, format, gzip, guard, threshold, width, height });
+    const { dither, inks, format, gzip, guard, threshold, width, height } = settings;
+    change({ ...neutral, dither, inks, format, gzip, guard, threshold, width, height });
   });
   button("save-frame", () => void saveFrame().catch(fail));
-  button("save-preview", () => pixels.toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));
+  button("save-preview", () => truePixels().toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));
   button("save-package", async () => save(`${panel?.name || "panel"}.lut`, new Blob([await engine.call("package", [settings.dither])])));
   button("save-description", () => save(`${panel?.name || "panel"}.json`, new Blob([description()])));
   button("batch", () => void saveAll());
@@ -471,18 +570,18 @@ function wire(): void {
     await navigator.clipboard.writeText(location.href).then(() => say("Link copied."), () => say(location.href));
   });
   for (const input of document.querySelectorAll<HTMLInputElement>("[name=view]"))
-    input.onchange = () => { view = input.value; showView(); void refresh(); };
+    input.onchange = () => { view = input.value; showView(); void rendering.ask(); };
   for (const input of document.querySelectorAll<HTMLInputElement>("[name=tool]"))
     input.onchange = showCropping;
   element("split").oninput = showView;
   element<HTMLFormElement>("controls").onsubmit = (event) => event.preventDefault();
 
-  watchPointers(element("large"), () => (view === "original" ? original : pixels), {
+  pointers = watchPointers(element("large"), () => (view === "original" ? original : truePixels()), {
     move, zoom,
-    settle: () => { history.add(settings); showSettings(); },
+    settle: () => change({}),
     cropping: () => tool() === "crop",
   });
-  new ResizeObserver(() => pixels.width > 0 && photo && showShrunk(rendered, pixels)).observe(element("large"));
+  new ResizeObserver(() => void rendering.ask()).observe(element("large"));
   document.addEventListener("dragover", (event) => {
     event.preventDefault();
     document.body.classList.add("over");
@@ -508,7 +607,7 @@ function wire(): void {
     settings = fromAddress(new URLSearchParams(location.hash.slice(1)));
     history.add(settings);
     showSettings();
-    void refresh();
+    void rendering.ask();
   });
 }
 
@@ -516,4 +615,4 @@ buildControls();
 wire();
 showSettings();
 showView();
-void openPanel(shared ? { description: shared } : source);
+void openPanel(shared ? { description: shared } : { builtin: "six-colour" });

@@ -25,7 +25,7 @@ function showLoupe(stage: HTMLElement, source: HTMLCanvasElement, x: number, y: 
 }
 
 export function watchPointers(stage: HTMLElement, shown: () => HTMLCanvasElement,
-                              actions: PointerActions): void {
+                              actions: PointerActions): { refresh(): void } {
   const pointers = new Map<number, { x: number; y: number }>();
   let place = { x: 0.5, y: 0.5 };
   const spread = () => {
@@ -84,4 +84,5 @@ export function watchPointers(stage: HTMLElement, shown: () => HTMLCanvasElement
     event.preventDefault();
     if (!step || actions.cropping()) actions.settle();
   });
+  return { refresh: () => { if (!loupe.hidden) showLoupe(stage, shown(), place.x, place.y); } };
 }

@@ -1,5 +1,5 @@
 // What the user has chosen: kept in the address, so that it can be shared, and undone step by step.
-import { dithers, frameFormats } from "../dist/index.js";
+import { dithers, frameFormats, inkChoices } from "../dist/index.js";
 
 export const sliders = [
   { name: "shadows", title: "Shadows", least: -100, most: 100, step: 1, neutral: 0 },
@@ -14,14 +14,15 @@ export const sliders = [
 ] as const;
 export type SliderName = (typeof sliders)[number]["name"];
 
-export const modes = [...dithers, "none"] as const;
 export const whiteBalances = ["none", "auto", "grey"] as const;
 
 export type Settings = Record<SliderName, number> & {
-  dither: (typeof modes)[number];
+  dither: (typeof dithers)[number];
+  inks: (typeof inkChoices)[number];
   whiteBalance: (typeof whiteBalances)[number];
   autoLevels: boolean;
   monochrome: boolean;
+  nominal: boolean; // pure colours are shown in place of the measured ones
   guard: boolean;
   threshold: number;
   format: (typeof frameFormats)[number];
@@ -37,7 +38,7 @@ export type Settings = Record<SliderName, number> & {
 
 export const neutral: Readonly<Settings> = {
   ...(Object.fromEntries(sliders.map(({ name, neutral }) => [name, neutral])) as Record<SliderName, number>),
-  dither: "floyd-serpentine", whiteBalance: "none", autoLevels: false, monochrome: false,
+  dither: "floyd-serpentine", inks: "auto", whiteBalance: "none", autoLevels: false, monochrome: false, nominal: false,
   guard: false, threshold: 1, format: "bytes", gzip: false,
   width: 800, height: 480,
   rotate: 0, whole: false, zoom: 1, x: 0.5, y: 0.5,
@@ -48,7 +49,7 @@ const ranges: Partial<Record<keyof Settings, readonly [number, number]>> = {
   threshold: [0, 1e9], width: [1, 8192], height: [1, 8192], rotate: [0, 3], zoom: [1, 16], x: [0, 1], y: [0, 1],
 };
 const lists: Partial<Record<keyof Settings, readonly string[]>> = {
-  dither: modes, whiteBalance: whiteBalances, format: frameFormats,
+  dither: dithers, inks: inkChoices, whiteBalance: whiteBalances, format: frameFormats,
 };
 
 /** Only what differs from the neutral settings. */

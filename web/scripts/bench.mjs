@@ -1,47 +1,76 @@
-// Times what users wait for, in headless Chromium, and prints the medians of five runs: bench.mjs
-import { deflateSync } from "node:zlib";
-import { chromium } from "playwright-core";
-import { preview } from "vite";
+// Times what users wait for, in headless Chromium, and prints the medians of five runs; then the
+// diffusions in Node beside native code, in turns:
+//
+//   bench.mjs [FORM_TIMES PACKAGE]
+//
+// FORM_TIMES is bench/form_times of a native build, PACKAGE one of the six-colour panel. Behind each
+// time stands how often a fixed piece of work fits into it, which was timed just before it, as other
+// programs slow both.
+import { execFileSync } from "node:child_process";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
 import { fileURLToPath } from "node:url";
+import { brotliCompressSync, deflateSync, gzipSync } from "node:zlib";
+import { preview } from "vite";
+import { startChromium } from "./chromium.mjs";
 
 const root = fileURLToPath(new URL("..", import.meta.url));
+const median = (values) => [...values].sort((a, b) => a - b)[values.length >> 1];
+const kilobytes = (bytes) => `${(bytes / 1000).toFixed(0)} KB`;
+
+for (const name of ["oxel-simd", "oxel", "builder", "frames"])
+  console.log(`${name}.wasm, gzipped: ${kilobytes(gzipSync(readFileSync(join(root, `dist/${name}.wasm`)), { level: 9 }).length)}`);
+
 const server = await preview({ root: `${root}page`, configFile: `${root}vite.config.ts`, preview: { port: 0 } });
 const [address] = server.resolvedUrls.local;
-const browser = await chromium.launch({ executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", args: ["--no-sandbox"] });
+const browser = await startChromium();
 const page = await browser.newPage({ viewport: { width: 1280, height: 800 } });
-let transferred = 0;
+const sizes = new Map();
 page.on("response", async (response) => {
   const bytes = await response.body().catch(() => Buffer.alloc(0));
-  transferred += deflateSync(bytes).length;
+  sizes.set(response.url(), [deflateSync(bytes).length, brotliCompressSync(bytes).length]);
 });
 await page.goto(address);
-const settled = () => page.waitForSelector("#status:not(:empty)");
-await settled();
+await page.waitForSelector("#status:not(:empty)");
 await page.waitForTimeout(500);
-console.log(`first load, deflated, with the built-in package: ${Math.round(transferred / 1000)} KB`);
+const isPackage = ([url]) => url.includes(".packed");
+const total = (entries, place) => kilobytes(entries.reduce((sum, [, both]) => sum + both[place], 0));
+for (const [what, entries] of [["first load without packages", [...sizes].filter((entry) => !isPackage(entry))],
+                               ["the built-in package", [...sizes].filter(isPackage)]])
+  console.log(`${what}: ${total(entries, 0)} deflated, ${total(entries, 1)} in brotli`);
 
-const median = (times) => times.sort((a, b) => a - b)[times.length >> 1].toFixed(0);
-/** Milliseconds from an action in the page to the next painted rendering. */
-const time = (action) => page.evaluate(async ({ action, argument }) => {
-  const renders = () => document.body.dataset.renders;
+/** What a user does, and how long until something new, or what is true, has been painted. */
+const time = (action, argument, until) => page.evaluate(async ({ action, argument, until }) => {
+  const yardstick = window.yardstick();
+  const done = () => until.map((name) => document.body.dataset[name]).join();
   const painted = () => new Promise((resolve) => requestAnimationFrame(() => resolve()));
-  const before = renders();
+  const before = done();
   const start = performance.now();
   if (action === "slide") {
     const slider = document.getElementById("saturation");
     slider.value = argument;
     slider.dispatchEvent(new Event("input"));
+  } else if (action === "crop") {
+    document.getElementById("large").dispatchEvent(new KeyboardEvent("keydown", { key: "ArrowRight" }));
   } else {
     const transfer = new DataTransfer();
     transfer.items.add(new File([window.photo], "photo.jpg", { type: "image/jpeg" }));
-    window.start = performance.now();
     document.dispatchEvent(new DragEvent("drop", { dataTransfer: transfer, bubbles: true }));
   }
-  while (renders() === before) await painted();
-  return performance.now() - (action === "slide" ? start : window.start);
-}, action);
+  while (done() === before) await painted();
+  return { time: performance.now() - start, yardstick };
+}, { action, argument, until });
 
 await page.evaluate(async () => {
+  const bytes = new Uint8Array(1 << 20);
+  window.yardstick = () => {
+    const start = performance.now();
+    for (let round = 0; round < 8; ++round)
+      for (let i = 0; i < bytes.length; ++i) bytes[i] = bytes[i] * 31 + i;
+    return performance.now() - start;
+  };
+  for (let i = 0; i < 5; ++i) window.yardstick(); // until it is compiled
   const canvas = new OffscreenCanvas(4000, 3000);
   const context = canvas.getContext("2d");
   for (let i = 0; i < 4000; ++i) {
@@ -50,26 +79,76 @@ await page.evaluate(async () => {
   }
   window.photo = await canvas.convertToBlob({ type: "image/jpeg" });
 });
-const runs = async (action) => {
-  const times = [];
-  for (let run = 0; run < 6; ++run)
-    times.push(await time({ action, argument: String(run + 1) }));
-  return median(times.slice(1)); // the first compiles
-};
-console.log(`drop of a 12-megapixel JPEG to its first preview: ${await runs("drop")} ms`);
-console.log(`slider to painted, 1600 x 1200: ${await runs("slide")} ms`);
-const build = async () => {
+let value = 0;
+async function report(what, action, until) {
+  const runs = [];
+  for (let run = 0; run < 6; ++run) {
+    runs.push(await time(action, String(++value % 60 + 1), until));
+    await page.waitForTimeout(600); // what is still under way
+  }
+  const five = runs.slice(1); // the first compiles
+  console.log(`${what}: ${median(five.map((run) => run.time)).toFixed(0)} ms, ` +
+              `${median(five.map((run) => run.time / run.yardstick)).toFixed(1)} times the yardstick`);
+}
+const shown = ["drafts", "renders"];
+await report("drop of a 12-megapixel JPEG to its first preview", "drop", shown);
+await report("slider to painted, 1600 x 1200", "slide", shown);
+await report("slider to true pixels, 1600 x 1200", "slide", ["renders"]);
+await page.check("[name=tool][value=crop]", { force: true });
+await report("crop moved to painted, 1600 x 1200", "crop", shown);
+const builds = [];
+for (let run = 0; run < 5; ++run) {
   await page.click("#edit-panel");
   await page.fill("#panel-width", "800");
   await page.fill("#panel-height", "480");
-  const before = await page.getAttribute("body", "data-renders");
+  const [name, before] = [`panel ${run}`, await page.getAttribute("body", "data-renders")];
+  await page.fill("#panel-name", name);
   const start = performance.now();
   await page.click("#build");
-  while (await page.getAttribute("body", "data-renders") === before) await page.waitForTimeout(20);
-  return performance.now() - start;
-};
-console.log(`typed colours to new preview: ${median([await build(), await build(), await build()])} ms`);
-console.log(`slider to painted, 800 x 480: ${await runs("slide")} ms`);
+  while (await page.getAttribute("body", "data-renders") === before) await page.waitForTimeout(10);
+  builds.push(performance.now() - start);
+}
+console.log(`typed colours to new preview: ${median(builds).toFixed(0)} ms`);
+await page.waitForTimeout(5000); // the other diffusions' packages
+await report("slider to painted, 800 x 480", "slide", shown);
 await browser.close();
 server.httpServer.close();
+
+const [program, tables] = process.argv.slice(2);
+if (program) await compareWithNative(program, tables);
 process.exit();
+
+/** In processor time, the least of three renders, as form_times has it. */
+async function compareWithNative(program, tables) {
+  const { Panel, dithers: all } = await import("../dist/index.js");
+  const dithers = all.filter((dither) => dither !== "none");
+  const [width, height] = [1600, 1200];
+  const data = Uint8Array.from({ length: 3 * width * height }, (_, i) =>
+    128 + 100 * Math.sin(i / 3000) + (i * 7919) % 31);
+  const folder = mkdtempSync(join(tmpdir(), "oxel-bench-"));
+  const picture = join(folder, "picture.ppm");
+  writeFileSync(picture, Buffer.concat([Buffer.from(`P6 ${width} ${height} 255\n`), data]));
+  const panel = await Panel.fromPackage(readFileSync(tables));
+  const milliseconds = () => process.cpuUsage().user / 1000;
+  const least = (work) => Math.min(...[0, 0, 0].map(() => {
+    const start = milliseconds();
+    work();
+    return milliseconds() - start;
+  }));
+  const bare = (dither) => () => panel.render({ data, width, height }, { dither, bare: true });
+  for (const dither of dithers) for (let i = 0; i < 5; ++i) bare(dither)(); // until it is compiled
+  // Without the copies, which a native host need not make.
+  const copies = () => panel.prepare({ data, width, height }, { bare: true });
+  const rounds = Array.from({ length: 5 }, () => {
+    const native = execFileSync(program, [tables, picture, "128-bit vectors"], { encoding: "utf8" }).trim().split("\n").map(Number);
+    const copying = least(copies);
+    return dithers.map((dither, i) => ({ native: native[i], web: least(bare(dither)) - copying }));
+  });
+  rmSync(folder, { recursive: true });
+  for (const [i, dither] of dithers.entries()) {
+    const speeds = rounds.map((round) => round[i].native / round[i].web);
+    const pixels = width * height / 1000 / median(rounds.map((round) => round[i].web));
+    console.log(`${dither}, ${width} x ${height}, in Node: ${pixels.toFixed(0)} Mpixel/s, ` +
+                `${median(speeds).toFixed(2)} of native 128-bit code`);
+  }
+}

@@ -21,5 +21,6 @@ scripts/build.sh
 npx tsc -p page
 npx tsc -p tests
 npx vite build --logLevel error
+node scripts/single.mjs
 node scripts/api.mjs --check
 npx vitest run

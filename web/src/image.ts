@@ -14,6 +14,8 @@ export interface Picture {
 export interface Image extends Picture {
   readonly data: Uint8Array<ArrayBuffer>;
   readonly channels: 3 | 4;
+  /** If a size was asked for: the same reduced to it, 4 bytes a pixel. */
+  readonly reduced?: Image;
 }
 
 /** 3 or 4. */

@@ -6,18 +6,19 @@ import { encode, type Encoded, type EncodeOptions } from "./frames.js";
 import { channelsOf, type Image, type Picture } from "./image.js";
 import { instantiate, renderingModule, type Instance } from "./module.js";
 
-/** The names of the diffusions. */
+/** The names of the diffusions; with `"none"` each pixel becomes what the package's tables give it. */
 export const dithers = [
-  "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine",
+  "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine", "none",
 ] as const;
 export type Dither = (typeof dithers)[number];
 
 /** The tuning of the package that the command renders this diffusion with. */
 export function tuningFor(dither: Dither): Tuning {
-  return tunings[(choose("dither", dither, dithers) >> 1) + 1]!;
+  return dither === "none" ? "all" : tunings[(choose("dither", dither, dithers) >> 1) + 1]!;
 }
 
 const outputs = ["", "tcon", "nominal", "eo"] as const;
+const pure = [0, 0, 0, 255, 255, 255, 255, 255, 0, 255, 0, 0, 0, 255, 0, 0, 0, 255];
 /**
  * What an output's pixels say: the controller's code three times, pure colours (panels of six), or
  * the measured ones.
@@ -28,6 +29,10 @@ export type Output = "tcon" | "nominal" | "eo";
 export type Verdict = "passed" | "shifted" | "blanked";
 const verdicts: readonly Verdict[] = ["passed", "shifted", "blanked"];
 
+/** The names of the choices of inks. */
+export const inkChoices = ["auto", "measured", "nominal", "off"] as const;
+export type Inks = (typeof inkChoices)[number];
+
 /** How a picture is rendered. */
 export interface RenderOptions {
   /** `"floyd-serpentine"` if nothing is said. */
@@ -35,11 +40,22 @@ export interface RenderOptions {
   /** Four bytes a pixel in what is returned, for a canvas. */
   rgba?: boolean;
   /**
+   * Also gives what is returned at this size, at most its own, as an eye sees it from afar: each
+   * pixel the mean light of those that it covers.
+   */
+  reduced?: { width: number; height: number };
+  /**
    * Without it (`true`), pictures are prepared: dithered onto the grid of the package's tables,
    * which shows no bands, and given rows above that are cut off again, so that the first ones are
    * not too light or dark. Bare, the library gets the bytes as they are.
    */
   bare?: boolean;
+  /**
+   * Which flat areas, from 16 pixels on, are ink, and not diffused, with the smoothed edges between
+   * them: those of a pure colour that the panel has an ink for, of an ink's measured colour, of
+   * either (`"auto"`, if nothing is said), or none. Bare and guarded renders have no inks.
+   */
+  inks?: Inks;
   /** What happens to the picture first, as with the command; not if it is `bare`. */
   development?: Development;
   adjustment?: Adjustment;
@@ -78,6 +94,12 @@ export interface Development {
   monochrome?: boolean;
 }
 
+/** Pixels that have their ink already, and the picture to be rendered for those beside them. */
+interface Page {
+  inks: number;
+  apart: number; // 0 if there are none
+}
+
 type Allocate = Parameters<Parameters<Instance["scoped"]>[0]>[0];
 
 /** The picture's bytes in the module's memory, 3 a pixel. */
@@ -89,17 +111,29 @@ function place(instance: Instance, allocate: Allocate, picture: Picture): number
   return address;
 }
 
+function reduce(instance: Instance, allocate: Allocate, address: number, picture: Picture,
+                size: { width: number; height: number }): Image {
+  const { width, height } = size;
+  for (const [own, most] of [[width, picture.width], [height, picture.height]] as const)
+    if (!Number.isInteger(own) || own < 1 || own > most)
+      throw new OxelError(15, `${picture.width} x ${picture.height} pixels reduced to ${width} x ${height}`);
+  const start = allocate(4 * width * height);
+  instance.call("oxel_reduce", address, picture.width, picture.height, width, height, start);
+  return { data: instance.bytes.slice(start, start + 4 * width * height), width, height, channels: 4 };
+}
+
 function take(instance: Instance, allocate: Allocate, address: number, picture: Picture,
-              rgba: boolean | undefined): Image {
+              options: Pick<RenderOptions, "rgba" | "reduced"> = {}): Image {
   const { width, height } = picture;
   const pixels = width * height;
+  const reduced = options.reduced && { reduced: reduce(instance, allocate, address, picture, options.reduced) };
   let start = address;
-  if (rgba) {
+  if (options.rgba) {
     start = allocate(4 * pixels);
     instance.call("oxel_rgba_from_rgb", address, start, pixels);
   }
-  const channels = rgba ? 4 : 3;
-  return { data: instance.bytes.slice(start, start + channels * pixels), width, height, channels };
+  const channels = options.rgba ? 4 : 3;
+  return { data: instance.bytes.slice(start, start + channels * pixels), width, height, channels, ...reduced };
 }
 
 /**
@@ -192,35 +226,57 @@ export class Panel {
   /** What the library gets to see of a picture: developed, adjusted, and dithered onto the grid. */
   prepare(picture: Picture, options: RenderOptions = {}): Image {
     return this.#prepared(picture, options, false, (instance, allocate, input) =>
-      take(instance, allocate, input, picture, options.rgba));
+      take(instance, allocate, input, picture, options));
   }
 
   /** Renders to one form: `"tcon"`, the controller's codes, if nothing is said. */
   render(picture: Picture, options: RenderOptions & { output?: Output } = {}): Image {
     const output = choose("output", options.output ?? "tcon", outputs);
-    return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode) => {
+    if (options.dither === "none") return this.#renderUndiffused(picture, options, output);
+    return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode, page) => {
       const { width, height } = picture;
-      check(instance.call("Oxel_Morvel6_render", input, 0, input, 0, width, height + rows, mode,
-                          output));
-      return take(instance, allocate, input + 3 * width * rows, picture, options.rgba);
+      const draw = (from: number) =>
+        check(instance.call("Oxel_Morvel6_render", from, 0, from, 0, width, height + rows, mode,
+                            output));
+      draw(input);
+      if (page?.apart) draw(page.apart);
+      this.#putTogether(instance, allocate, page, picture, rows, output, page?.apart ?? 0, input);
+      return take(instance, allocate, input + 3 * width * rows, picture, options);
     });
   }
 
   /** Renders to all three forms in the time of one; `nominal` is null unless there are six colours. */
   renderAll(picture: Picture, options: RenderOptions = {}):
       { tcon: Image; nominal: Image | null; eo: Image } {
-    return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode) => {
+    if (options.dither === "none") {
+      const draw = (output: Output, how: RenderOptions) =>
+        this.#renderUndiffused(picture, how, outputs.indexOf(output));
+      const { rgba: _, reduced: __, ...codes } = options;
+      return { tcon: draw("tcon", codes), nominal: this.codes.length === 6 ? draw("nominal", options) : null,
+               eo: draw("eo", options) };
+    }
+    return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode, page) => {
       const { width, height } = picture;
       const size = 3 * width * (height + rows);
-      const [tcon, nominal] = [allocate(size), allocate(size)];
-      check(instance.call("Oxel_Morvel6_render_All", input, 0, tcon, nominal, input, 0, width,
-                          height + rows, mode));
-      const cut = (address: number, rgba?: boolean) =>
-        take(instance, allocate, address + 3 * width * rows, picture, rgba);
+      const draw = (from: number) => {
+        const forms = [allocate(size), allocate(size), from] as const;
+        check(instance.call("Oxel_Morvel6_render_All", from, 0, ...forms, 0, width, height + rows,
+                            mode));
+        return forms;
+      };
+      const apart = page?.apart ? draw(page.apart) : [0, 0, 0];
+      const forms = draw(input);
+      forms.forEach((form, i) => {
+        if (i !== 1 || this.codes.length === 6)
+          this.#putTogether(instance, allocate, page, picture, rows, i + 1, apart[i]!, form);
+      });
+      const [tcon, nominal] = forms;
+      const cut = (address: number, how?: RenderOptions) =>
+        take(instance, allocate, address + 3 * width * rows, picture, how);
       return {
         tcon: cut(tcon),
-        nominal: this.codes.length === 6 ? cut(nominal, options.rgba) : null,
-        eo: cut(input, options.rgba),
+        nominal: this.codes.length === 6 ? cut(nominal, options) : null,
+        eo: cut(input, options),
       };
     });
   }
@@ -237,7 +293,21 @@ export class Panel {
       check(instance.call("Oxel_Morvel6_render_with_powerGuard", input, 0, input, 0, picture.width,
                           picture.height, mode, output, threshold, result));
       const verdict = verdicts[instance.number(result)]!;
-      return { image: take(instance, allocate, input, picture, options.rgba), verdict };
+      return { image: take(instance, allocate, input, picture, options), verdict };
+    });
+  }
+
+  /**
+   * What a guarded render compares with its threshold, as `oxel guard` tells it: of the picture as it
+   * is, and moved down by a row.
+   */
+  measure(picture: Picture, options: RenderOptions = {}): { first: number; shifted: number } {
+    return this.#prepared(picture, options, false, (instance, allocate, input, _rows, mode) => {
+      const { width, height } = picture;
+      const measures = allocate(16);
+      check(instance.call("oxel_measure", input, width, height, mode, this.codes.length, measures));
+      const [first, shifted] = new Float64Array(instance.bytes.slice(measures, measures + 16).buffer);
+      return { first: first!, shifted: shifted! };
     });
   }
 
@@ -257,23 +327,66 @@ export class Panel {
     this.#instance = undefined;
   }
 
+  /** What an output's pixels are of each palette index, 3 bytes each. */
+  #coloursOf(output: number): Uint8Array {
+    const colours = new Uint8Array(3 * 256);
+    if (outputs[output] === "eo") colours.set(this.palette.subarray(0, colours.length));
+    else if (outputs[output] === "nominal") colours.set(pure);
+    else this.codes.subarray(0, 256).forEach((code, i) => colours.fill(code, 3 * i, 3 * i + 3));
+    return colours;
+  }
+
+  #renderUndiffused(picture: Picture, options: RenderOptions, output: number): Image {
+    if (outputs[output] === "nominal" && this.codes.length !== 6) throw new OxelError(14);
+    const { development = {}, adjustment = {} } = options.bare ? {} : options;
+    return this.#running().scoped((allocate) => {
+      const instance = this.#running();
+      const data = place(instance, allocate, picture);
+      check(instance.call("oxel_render_undiffused", this.#address, this.packageBytes.length, data, picture.width,
+                          picture.height, allocate(allAmounts(development, adjustment)), adjustment.gamma ?? 1,
+                          allocate(this.#coloursOf(output)), data));
+      return take(instance, allocate, data, picture, options);
+    });
+  }
+
+  #running(): Instance {
+    if (!this.#instance) throw new OxelError(6);
+    return this.#instance;
+  }
+
+  /** Puts inks, and what is beside them, into a rendering to this output. */
+  #putTogether(instance: Instance, allocate: Allocate, page: Page | undefined, picture: Picture,
+               rows: number, output: number, apart: number, rendering: number): void {
+    if (!page) return;
+    const skipped = 3 * picture.width * rows;
+    instance.call("oxel_put_together", page.inks, picture.width * picture.height,
+                  allocate(this.#coloursOf(output)), apart && apart + skipped, rendering + skipped);
+  }
+
   #prepared<T>(
     picture: Picture, options: RenderOptions, preroll: boolean,
-    render: (instance: Instance, allocate: Allocate, input: number, rows: number, mode: number) => T,
+    render: (instance: Instance, allocate: Allocate, input: number, rows: number, mode: number,
+             page?: Page) => T,
   ): T {
     const mode = choose("dither", options.dither ?? "floyd-serpentine", dithers);
-    const instance = this.#instance;
-    if (!instance) throw new OxelError(6);
+    const instance = this.#running();
     return instance.scoped((allocate) => {
       const input = place(instance, allocate, picture);
       if (options.bare) return render(instance, allocate, input, 0, mode);
       const { width, height } = picture;
       const rows = preroll ? instance.call("oxel_preroll_rows", width, height) : 0;
-      const prepared = allocate(3 * width * (height + rows));
+      const size = 3 * width * (height + rows);
+      const prepared = allocate(size);
       const amounts = allocate(allAmounts(options.development ?? {}, options.adjustment ?? {}));
-      check(instance.call("oxel_prepare", this.#address, this.packageBytes.length, input, width,
-                          height, amounts, options.adjustment?.gamma ?? 1, rows, prepared));
-      return render(instance, allocate, prepared, rows, mode);
+      const choice = choose("inks", preroll ? options.inks ?? "auto" : "off", inkChoices);
+      const sought = inkChoices[choice] !== "off";
+      const [apart, inks] = sought ? [allocate(size), allocate(2 * width * height)] : [0, 0];
+      const found = allocate(4);
+      check(instance.call("oxel_prepare", this.#address, this.packageBytes.length, input, width, height, amounts,
+                          options.adjustment?.gamma ?? 1, rows, choice, prepared, apart, inks, found));
+      const areas = instance.number(found);
+      return render(instance, allocate, prepared, rows, mode,
+                    areas ? { inks, apart: areas > 1 ? apart : 0 } : undefined);
     });
   }
 }
@@ -317,7 +430,7 @@ export async function adjust(picture: Picture, amounts: Adjustment,
     const input = place(instance, allocate, picture);
     check(instance.call("Oxel_image_adjustment", input, 0, input, 0, picture.width, picture.height,
                         ...adjustmentAmounts(amounts), amounts.gamma ?? 1));
-    return take(instance, allocate, input, picture, options.rgba);
+    return take(instance, allocate, input, picture, options);
   });
 }
 
@@ -330,6 +443,6 @@ export async function transfer(picture: Picture, layout: number): Promise<Image>
     check(instance.call("Oxel_TFT_format_transfer", data, size, size + 4, integer("layout", layout)));
     const rearranged = { data: picture.data, width: instance.number(size),
                          height: instance.number(size + 4) };
-    return take(instance, allocate, data, rearranged, false);
+    return take(instance, allocate, data, rearranged);
   });
 }

@@ -4,7 +4,7 @@ import { fileURLToPath } from "node:url";
 import { gunzipSync, inflateSync } from "node:zlib";
 import { describe as group, expect, test } from "vitest";
 import * as oxelPackage from "../dist/index.js";
-import { adjust, buildPackage, describe, dithers, frameFormats, Panel, transfer, tuningFor } from
+import { adjust, buildPackage, describe, dithers, frameFormats, inkChoices, Panel, transfer, tuningFor } from
   "../dist/index.js";
 import { bytesOf, folder, oxel, picture, ppm, run } from "./command.js";
 
@@ -38,6 +38,10 @@ group.each([true, false])("renders with SIMD %s", (simd) => {
         expect(panel.render(photo, { dither, output }).data).toEqual(all[output]!.data);
     }
     const panel = await Panel.builtin("six-colour", { simd, tuning: "floyd" });
+    for (const inks of inkChoices) {
+      render("inks.rgb", "--frame", "rgb", "--inks", inks);
+      expect(bytesOf("inks.rgb").equals(panel.render(photo, { inks }).data), inks).toBe(true);
+    }
     render("bare.rgb", "--frame", "rgb", "--no-prepare");
     expect(bytesOf("bare.rgb").equals(panel.render(photo, { bare: true }).data)).toBe(true);
   });
@@ -60,6 +64,8 @@ group.each([true, false])("renders with SIMD %s", (simd) => {
       adjustment: { contrast: 10 },
     });
     expect(bytesOf("developed.rgb").equals(developed.data)).toBe(true);
+    const [line] = run(oxel, "guard", file, "--panel", "six-colour", "--size", "320x201", "--json").split("\n");
+    expect({ dither: "floyd", ...panel.measure(photo, { dither: "floyd" }) }).toEqual(JSON.parse(line!));
     expect(guarded.verdict).not.toBe(panel.renderGuarded(photo, 1e9).verdict);
   });
 });
@@ -72,6 +78,21 @@ test("pictures of four bytes lie over white and come back with alpha", async () 
   const expected = panel.render(rgb, { output: "eo" }).data;
   for (let i = 0; i < 3; ++i)
     expect([...data.subarray(4 * i, 4 * i + 4)]).toEqual([...expected.subarray(3 * i, 3 * i + 3), 255]);
+});
+
+test("reduced, a rendering keeps its light", async () => {
+  const panel = await Panel.builtin("six-colour", { tuning: "floyd" });
+  const flat = { ...photo, data: new Uint8Array(photo.data.length).fill(120) };
+  const light = (bytes: Uint8Array, channels: number) => {
+    const values = [...bytes].filter((_, i) => i % channels === 1).map((byte) => ((byte / 255 + 0.055) / 1.055) ** 2.4);
+    return values.reduce((sum, value) => sum + value) / values.length;
+  };
+  const { data, reduced } = panel.render(flat, { output: "eo", reduced: { width: 97, height: 60 } });
+  expect([reduced!.width, reduced!.height, reduced!.data.length]).toEqual([97, 60, 4 * 97 * 60]);
+  expect(light(reduced!.data, 4) / light(data, 3)).toBeCloseTo(1, 2);
+  const same = panel.render(photo, { output: "eo", rgba: true, reduced: { width: 320, height: 201 } });
+  expect(same.reduced!.data).toEqual(same.data);
+  expect(() => panel.render(photo, { reduced: { width: 321, height: 9 } })).toThrow(/321/);
 });
 
 test("frames in every format, compressed too", async () => {

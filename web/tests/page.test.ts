@@ -1,9 +1,10 @@
 import { readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { fileURLToPath } from "node:url";
-import { chromium, type Browser, type Download, type Page } from "playwright-core";
+import { type Browser, type BrowserContext, type Download, type Page } from "playwright-core";
 import { afterAll, beforeAll, describe as group, expect, test } from "vitest";
 import { preview, type PreviewServer } from "vite";
+import { startChromium } from "../scripts/chromium.mjs";
 import { bytesOf, folder, oxel, ppm, run } from "./command.js";
 
 const root = fileURLToPath(new URL("..", import.meta.url));
@@ -17,16 +18,17 @@ let address: string;
 beforeAll(async () => {
   server = await preview({ root: join(root, "page"), configFile: join(root, "vite.config.ts"), preview: { port: 0 } });
   address = server.resolvedUrls!.local[0]!;
-  browser = await chromium.launch({ executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", args: ["--no-sandbox"] });
+  browser = await startChromium();
 });
 afterAll(async () => {
   await browser?.close();
   server?.httpServer.close();
 });
 
-async function open(hash = ""): Promise<void> {
+async function open(hash = "", context: Pick<Browser, "newPage"> | BrowserContext = browser, before = () => {}): Promise<void> {
   [strangers, complaints] = [[], []];
-  page = await browser.newPage({ viewport: { width: 1280, height: 800 }, acceptDownloads: true });
+  page = await (context as Browser).newPage(context === browser ? { viewport: { width: 1280, height: 800 } } : undefined);
+  await page.addInitScript(before);
   page.on("request", (request) => {
     if (!request.url().startsWith(address) && !request.url().startsWith("blob:")) strangers.push(request.url());
   });
@@ -39,6 +41,12 @@ async function close(): Promise<void> {
   expect(strangers).toEqual([]);
   expect(complaints).toEqual([]);
   await page.close();
+}
+
+/** Where the middle of the large picture is on the screen. */
+async function middle() {
+  const box = (await page.locator("#large").boundingBox())!;
+  return { x: box.x + box.width / 2, y: box.y + box.height / 2 };
 }
 
 const renders = async () => Number(await page.getAttribute("body", "data-renders"));
@@ -197,6 +205,90 @@ test("settings are undone, kept in the address, and work with keys and the point
   await page.fill("#threshold", "0");
   await rendering(() => page.keyboard.press("Tab"));
   await expect.poll(() => page.textContent("#verdict"), { timeout: 30_000 }).toMatch(/blank/);
+  await rendering(() => page.uncheck("#guard"));
+  await rendering(() => page.check("#nominal"));
+  const preview = readFileSync(await (await saved("#save-preview")).path()).toString("base64");
+  const pure = await page.evaluate(async (png) => {
+    const bitmap = await createImageBitmap(new Blob([Uint8Array.from(atob(png), (byte) => byte.charCodeAt(0))]));
+    const context = new OffscreenCanvas(bitmap.width, bitmap.height).getContext("2d")!;
+    context.drawImage(bitmap, 0, 0);
+    return context.getImageData(0, 0, bitmap.width, bitmap.height).data.every((byte) => byte === 0 || byte === 255);
+  }, preview);
+  expect(pure).toBe(true);
+  await close();
+}, 300_000);
+
+test("photographs are dropped and pasted, and cropped by two fingers", async () => {
+  const context = await browser.newContext({ viewport: { width: 390, height: 844 }, hasTouch: true,
+                                             permissions: ["clipboard-read", "clipboard-write"] });
+  await open("", context);
+  const devtools = await context.newCDPSession(page);
+  const file = join(folder, "dropped.png");
+  writeFileSync(file, await drawn("image/png", "srgb"));
+  await rendering(async () => {
+    for (const type of ["dragEnter", "dragOver", "drop"] as const)
+      await devtools.send("Input.dispatchDragEvent",
+                          { type, x: 200, y: 400, data: { items: [], files: [file], dragOperationsMask: 1 } });
+  });
+  expect(await page.textContent("#status")).toBe("dropped.png, 320 × 240");
+
+  await page.evaluate(async () => {
+    const canvas = new OffscreenCanvas(64, 48);
+    canvas.getContext("2d")!.fillRect(0, 0, 32, 48);
+    await navigator.clipboard.write([new ClipboardItem({ "image/png": await canvas.convertToBlob() })]);
+  });
+  await rendering(() => page.keyboard.press("Control+v"));
+  expect(await page.textContent("#status")).toMatch(/64 × 48/);
+
+  await page.getByLabel("Crop", { exact: true }).check();
+  const { x, y } = await middle();
+  const fingers = (type: "touchStart" | "touchMove" | "touchEnd", apart?: number) =>
+    devtools.send("Input.dispatchTouchEvent", { type, touchPoints: apart === undefined ? [] : [
+      { x: x - apart / 2, y, id: 1 }, { x: x + apart / 2, y, id: 2 }] });
+  await rendering(async () => {
+    await fingers("touchStart", 60);
+    for (const apart of [80, 100, 120]) await fingers("touchMove", apart);
+    await fingers("touchEnd");
+  });
+  expect(Number(new URLSearchParams(new URL(page.url()).hash.slice(1)).get("zoom"))).toBeCloseTo(2, 1);
+  await close();
+  await context.close();
+}, 300_000);
+
+test("however slow the page is, one rendering is under way, and the last setting is shown", async () => {
+  await open("", undefined, () => {
+    Object.assign(window, { most: 0, Worker: class extends Worker {
+      waiting = 0;
+      constructor(...values: ConstructorParameters<typeof Worker>) {
+        super(...values);
+        this.addEventListener("message", ({ data }) => { if ("id" in data) --this.waiting; });
+      }
+      override postMessage(...values: unknown[]) {
+        const counted = window as unknown as { most: number };
+        counted.most = Math.max(counted.most, ++this.waiting);
+        (super.postMessage as (...values: unknown[]) => void)(...values);
+      }
+    } });
+  });
+  await give("photo.png", await drawn("image/png", "srgb"), "image/png");
+  await rendering(() => page.locator("#saturation").fill("35"));
+  const shown = () => page.evaluate(() => (document.getElementById("rendered") as HTMLCanvasElement).toDataURL());
+  const right = await shown();
+  await (await page.context().newCDPSession(page)).send("Emulation.setCPUThrottlingRate", { rate: 8 });
+  const before = await renders();
+  await page.evaluate(() => {
+    Object.assign(window, { most: 0 });
+    const slider = document.getElementById("saturation") as HTMLInputElement;
+    for (let i = 0; i < 500; ++i) {
+      slider.value = String(i % 100 - 100);
+      slider.dispatchEvent(new Event("input"));
+    }
+  });
+  await rendering(() => page.locator("#saturation").fill("35"));
+  await expect.poll(shown).toBe(right);
+  expect(await page.evaluate(() => (window as unknown as { most: number }).most)).toBe(1);
+  expect(await renders() - before).toBeLessThan(8);
+  expect(Number(await page.getAttribute("body", "data-drafts"))).toBeLessThan(50);
   await close();
 }, 300_000);
 
@@ -220,6 +312,47 @@ test("typed colours are built", async () => {
   await expect.poll(() => page.textContent("#status"), { timeout: 120_000 }).toMatch(/mine: 5 colours/);
   await close();
 }, 300_000);
+
+test("as one file it works without a server", async () => {
+  await open();
+  await page.goto(new URL("../site/oxel.html", import.meta.url).href);
+  await rendering(() => page.click("#example"));
+  await page.selectOption("#format", "packed4");
+  const frame = readFileSync(await (await saved("#save-frame")).path());
+  const photo = ppm("page.ppm", await original());
+  run(oxel, "render", photo, "--panel", "six-colour", "--frame", "packed4", "-o", "single.bin");
+  expect(frame.equals(bytesOf("single.bin"))).toBe(true);
+  await page.setInputFiles("#panel-file", panelFile);
+  await expect.poll(() => page.textContent("#status"), { timeout: 120_000 }).toMatch(/test panel: 3 colours/);
+  expect(strangers.filter((url) => !url.startsWith("file:") && !url.startsWith("data:"))).toEqual([]);
+  strangers = [];
+  await close();
+}, 120_000);
+
+test("what has the focus has a name and a role, in the order of the page", async () => {
+  await open();
+  await rendering(() => page.evaluate(() => document.getElementById("example")!.click())); // the focus stays
+
+  const devtools = await page.context().newCDPSession(page);
+  const { nodes } = await devtools.send("Accessibility.getFullAXTree");
+  const focusable = nodes.filter(({ ignored, properties, role }) => !ignored && role?.value !== "RootWebArea" &&
+    properties?.some(({ name, value }) => name === "focusable" && value.value));
+  expect(focusable.length).toBeGreaterThan(35);
+  expect(focusable.filter(({ name, role }) => !name?.value || role?.value === "generic")).toEqual([]);
+  const named = (role: string) => nodes.filter((node) => node.role?.value === role).map(({ name }) => name?.value);
+  expect(named("main").length).toBe(1);
+  expect(named("status").length).toBeGreaterThan(0);
+  expect(named("group")).toEqual(expect.arrayContaining(["Show", "Pointer", "Diffusion", "Adjustments", "Power guard", "Take it along"]));
+  const order: string[] = [];
+  for (let i = 0; i < 24; ++i) {
+    await page.keyboard.press("Tab");
+    order.push(await page.evaluate(() => document.activeElement!.id || (document.activeElement as HTMLInputElement).name || document.activeElement!.textContent!));
+  }
+  expect(order).toEqual(["To the controls", "panel", "edit-panel", "open-panel", "view", "tool", "rotate", "zoom-out", "zoom-in", "fit",
+    "large", "dither", "inks", "nominal", "shadows", "highlights", "clarity", "sharpen", "brightness", "contrast", "saturation", "hue", "gamma",
+    "whiteBalance"]);
+  await close();
+}, 120_000);
 
 group("everywhere", () => {
   test.each([[1280, 800, "light"], [390, 844, "dark"]] as const)("fits %i x %i, %s", async (width, height, colorScheme) => {

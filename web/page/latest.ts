@@ -1,0 +1,26 @@
+// One piece of work at a time, and always for the latest wish: what is wished for meanwhile waits, and
+// of several wishes only the last one is fulfilled. So nothing queues up, however slow the work is.
+export class Latest {
+  #running = false;
+  #wanted = false;
+
+  /** `work` may end early as soon as `stale()`. It must not throw. */
+  constructor(private readonly work: (stale: () => boolean) => Promise<void>) {}
+
+  async ask(): Promise<void> {
+    this.#wanted = true;
+    if (this.#running) return;
+    this.#running = true;
+    while (this.#wanted) {
+      this.#wanted = false;
+      await this.work(() => this.#wanted);
+    }
+    this.#running = false;
+  }
+}
+
+/** Waits so long, or until there is something newer to do. */
+export async function pause(milliseconds: number, stale: () => boolean): Promise<void> {
+  const end = performance.now() + milliseconds;
+  while (!stale() && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 8));
+}
