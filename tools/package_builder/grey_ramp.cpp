@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 
 namespace oxel::tools {
@@ -13,7 +12,7 @@ namespace {
 /// What is shown is judged here between two cells.
 constexpr std::array<double, 2> places = {0.125, 0.625};
 
-static const int joint_rounds = getenv("JR") ? atoi(getenv("JR")) : 6;
+constexpr int joint_rounds = 6;
 constexpr double joint_step = 0.8;
 constexpr int descents = 4;
 constexpr Vector3 moves[] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}; // either way
