@@ -173,10 +173,13 @@ function count(what: "renders" | "drafts"): void {
   document.body.dataset[what] = String(Number(document.body.dataset[what] ?? 0) + 1);
 }
 
-/** Shows a rendering of as many pixels as the canvas has on the screen: not the panel's own. */
+/**
+ * Shows a rendering of as many pixels as the canvas has on the screen: not the panel's own. Inks are not
+ * looked for, which would take as long as all the rest.
+ */
 async function renderDraft(canvas: HTMLCanvasElement, room: Size, mode: Dither, of: Settings): Promise<void> {
   await send("draft", room, of);
-  paint(canvas, await engine.call("renderDraft", [renderOptions(of, mode)]));
+  paint(canvas, await engine.call("renderDraft", [{ ...renderOptions(of, mode), inks: "off" }]));
 }
 
 /** Shows the panel's pixels, reduced if there is no room. */
