@@ -1,10 +1,10 @@
 // The preparation of pictures behind a C interface, for Python's ctypes.
 
-#include "preparation/page.h"
 #include "Oxel_Morvel6_render.h"
 #include "panels/picture_needs.h"
 #include "panels/table_lookup.h"
 #include "preparation/light.h"
+#include "preparation/page.h"
 
 #include <algorithm>
 #include <new>
@@ -45,9 +45,9 @@ std::int32_t oxel_preroll_rows(std::int32_t width, std::int32_t height) {
     return preroll_rows({width, height});
 }
 
-/// `prepared` receives `preroll` rows more than the picture has; so does `apart`, and `inks` a number
-/// a pixel, as in struct Page. `found` becomes 0 without inks, 1 if `inks` is filled, 2 if `apart`
-/// is too. `choice` is a value of enum Inks.
+/// `prepared` receives `preroll` rows more than the picture has; so does `apart`, and `inks` a
+/// number a pixel, as in struct Page. `found` becomes 0 without inks, 1 if `inks` is filled, 2 if
+/// `apart` is too. `choice` is a value of enum Inks.
 std::int32_t oxel_prepare(const std::uint8_t *package, std::size_t package_size,
                           const std::uint8_t *picture, std::uint32_t byte_order, std::int32_t width,
                           std::int32_t height, std::int32_t preroll, std::int32_t choice,
@@ -61,10 +61,9 @@ std::int32_t oxel_prepare(const std::uint8_t *package, std::size_t package_size,
                 swap_channels(from.bytes);
             std::copy(from.bytes.begin(), from.bytes.end(), to);
         };
-        Page page =
-            prepare_page(light, size, grid_of(tables), exact_colours_of(tables),
-                         find_inks(light, size, ink_colours_of(tables, static_cast<Inks>(choice))),
-                         preroll);
+        Page page = prepare_page(
+            light, size, grid_of(tables), exact_colours_of(tables),
+            find_inks(light, size, ink_colours_of(tables, static_cast<Inks>(choice))), preroll);
         deliver(page.picture, prepared);
         if (page.apart)
             deliver(*page.apart, apart);

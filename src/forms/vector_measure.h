@@ -65,9 +65,7 @@ struct UnfinishedOf {
     using Type = UnfinishedLanes<Target>;
 };
 template <class Target>
-requires requires {
-    typename Target::Unfinished;
-}
+    requires requires { typename Target::Unfinished; }
 struct UnfinishedOf<Target> {
     using Type = typename Target::Unfinished;
 };

@@ -79,9 +79,12 @@ void Characterisation::find_facets() {
 void Characterisation::find_corners() {
     for (std::size_t i = 0; i < lights_.size(); ++i) {
         const bool on_hull =
-            dimension_ < 3 || std::any_of(facets_.begin(), facets_.end(), [&](const HullFacet &f) {
-                return std::find(f.corners.begin(), f.corners.end(), i) != f.corners.end();
-            });
+            dimension_ < 3 ||
+            std::any_of(
+                facets_.begin(), facets_.end(),
+                [&](const HullFacet &f) {
+                    return std::find(f.corners.begin(), f.corners.end(), i) != f.corners.end();
+                });
         if (!on_hull || std::find(palette_.begin(), palette_.begin() + std::ptrdiff_t(i),
                                   palette_[i]) != palette_.begin() + std::ptrdiff_t(i))
             continue;

@@ -46,8 +46,8 @@ const std::vector<std::string> &intent_names() {
 }
 
 GamutMapping::GamutMapping(const Characterisation &panel, Intent intent)
-    : panel_(panel), rule_(rules[static_cast<std::size_t>(intent)]),
-      grid_(grid_of(intent)), white_{1, 1, 1} {
+    : panel_(panel), rule_(rules[static_cast<std::size_t>(intent)]), grid_(grid_of(intent)),
+      white_{1, 1, 1} {
     // A white as dark as this is none to be relative to.
     const Vector3 paper = panel.lights()[panel.white()];
     if (rule_.relative_to_paper && *std::min_element(paper.begin(), paper.end()) > 0.01)

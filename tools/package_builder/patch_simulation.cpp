@@ -126,8 +126,7 @@ class Diffusion {
     void hand_out(Words error, std::size_t place) {
         [&]<int... i>(std::integer_sequence<int, i...>) {
             (hand_out_by<i + 1>(error, place), ...);
-        }
-        (std::make_integer_sequence<int, most_weight>());
+        }(std::make_integer_sequence<int, most_weight>());
     }
 
     template <int weight>
@@ -141,8 +140,7 @@ class Diffusion {
     Words shares(std::size_t place) const {
         return [&]<int... column>(std::integer_sequence<int, column...>) {
             return (share_of<direction, row, column>(place) + ...);
-        }
-        (std::make_integer_sequence<int, DiffusionKernel::columns>());
+        }(std::make_integer_sequence<int, DiffusionKernel::columns>());
     }
 
     template <int direction, int row, int column>

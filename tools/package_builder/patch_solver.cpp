@@ -30,10 +30,10 @@ Vector3 add_rounding_loss(const Vector3 &srgb) {
 
 PatchSolver::PatchSolver(const Characterisation &panel, const PatchSimulation &simulation,
                          const DiffusionWeights &weights)
-    : panel_(panel), quiet_(panel),
-      simulation_(simulation), modes_{{{DITHER_FLOYD, weights.floyd},
-                                       {DITHER_JJN, weights.jjn},
-                                       {DITHER_STUCKI, weights.stucki}}} {
+    : panel_(panel), quiet_(panel), simulation_(simulation),
+      modes_{{{DITHER_FLOYD, weights.floyd},
+              {DITHER_JJN, weights.jjn},
+              {DITHER_STUCKI, weights.stucki}}} {
     for (std::size_t corner = 0; corner < panel.corner_lights().size(); ++corner)
         corner_bytes_.push_back(to_vector(panel.palette()[panel.corner_index(corner)]));
 }
