@@ -5,6 +5,7 @@
 #
 # The options are those of oxel render. OXEL and CHROMIUM name other programs than oxel and chromium,
 # PAGE another page than the one beside this script.
+# shellcheck disable=SC2046 # no word is wanted where there is nothing to say
 set -eu
 frame=$1 panel=$2 size=$3
 shift 3
