@@ -25,8 +25,10 @@ constexpr std::uint64_t power_of_x(int exponent) {
 
 template <int distance>
 [[gnu::always_inline]] inline __m128i fold(__m128i bits, __m128i onto) {
-    const __m128i powers = _mm_set_epi64x(static_cast<long long>(power_of_x(distance - 32)),
-                                          static_cast<long long>(power_of_x(distance + 32)));
+    // As constants: Clang would work them out anew for each block.
+    constexpr auto high_power = static_cast<long long>(power_of_x(distance - 32));
+    constexpr auto low_power = static_cast<long long>(power_of_x(distance + 32));
+    const __m128i powers = _mm_set_epi64x(high_power, low_power);
     const __m128i low = _mm_clmulepi64_si128(bits, powers, 0x00);
     const __m128i high = _mm_clmulepi64_si128(bits, powers, 0x11);
     return _mm_xor_si128(_mm_xor_si128(low, high), onto);
