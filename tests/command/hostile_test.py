@@ -75,7 +75,7 @@ HOSTILE = [
     ("few.ppm", b"P3 64 48 255 1 2 3", "too early"),
     ("words.ppm", b"P3 2 1 255 abc def hij", "numbers"),
     ("empty.pgm", b"P5 0 0 255\n", "no pixels"),
-    ("large.webp", bytes.fromhex("524946461a000000574542505650384c0e0000002ffebfff0f071011fd0f4444ff03"), MEMORY),
+    ("large.webp", bytes.fromhex("524946461a000000574542505650384c0e0000002ffebfff0f071011fd0f4444ff03"), MEMORY + "|" + PIXELS),
     ("large.gif", gif(15000, 15000), MEMORY),
     ("huge.gif", gif(50000, 20000), PIXELS),
     ("interlaced.png", png(15000, 15000, 1), MEMORY),
