@@ -8,7 +8,7 @@ namespace oxel::tools {
 namespace {
 
 constexpr std::size_t most_corners = 16;
-constexpr double tolerance = 1e-9;
+constexpr double share_tolerance = 1e-9;
 
 double luminance(const Vector3 &light) {
     return dot({0.2126, 0.7152, 0.0722}, light);
@@ -28,7 +28,7 @@ QuietMixtures::QuietMixtures(const Characterisation &panel) {
         const Vector3 ab = lights[b] - lights[a], ac = lights[c] - lights[a],
                       ad = lights[d] - lights[a];
         const double volume = dot(cross(ab, ac), ad);
-        if (std::abs(volume) < tolerance)
+        if (std::abs(volume) < share_tolerance)
             return;
         Tetrahedron tetrahedron{corners, lights[a], {}};
         tetrahedron.weights = {1 / volume * cross(ac, ad), 1 / volume * cross(ad, ab),
@@ -37,7 +37,7 @@ QuietMixtures::QuietMixtures(const Characterisation &panel) {
             const Vector3 w = tetrahedron.weights * (lights[i] - lights[a]);
             const double plane = (1 - w[0] - w[1] - w[2]) * lift(a) + w[0] * lift(b) +
                                  w[1] * lift(c) + w[2] * lift(d);
-            if (lift(i) < plane - tolerance)
+            if (lift(i) < plane - share_tolerance)
                 return;
         }
         tetrahedra_.push_back(tetrahedron);
@@ -54,7 +54,7 @@ std::optional<Mixture> QuietMixtures::at(const Vector3 &light) const {
     for (const Tetrahedron &tetrahedron : tetrahedra_) {
         const Vector3 w = tetrahedron.weights * (light - tetrahedron.origin);
         const double first = 1 - w[0] - w[1] - w[2];
-        if (std::min({first, w[0], w[1], w[2]}) >= -tolerance)
+        if (std::min({first, w[0], w[1], w[2]}) >= -share_tolerance)
             return Mixture{tetrahedron.corners, {first, w[0], w[1], w[2]}, 4};
     }
     return std::nullopt;
