@@ -46,7 +46,9 @@ Patch show_patch(const Renderer &renderer, const RgbBytes &request) {
     for (int y = border; y < size.height - border; ++y)
         for (int x = border; x < size.width - border; ++x)
             patch.grain +=
-                ciede2000(lab_from_light(blurred.at(std::size_t(y * size.width + x))), mean) /
+                ciede2000(lab_from_light(blurred.at(std::size_t(y) * std::size_t(size.width) +
+                                                    std::size_t(x))),
+                          mean) /
                 double(middle.size.pixels());
     return patch;
 }
