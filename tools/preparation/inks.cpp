@@ -343,8 +343,8 @@ class Finder {
             }
         if (ink == nullptr)
             return diffused;
-        int most = mixture.share;        // of the ink, beside the pixel
-        int most_around = mixture.share; // and two pixels about it
+        int most = mixture.share; // of the ink, beside the pixel
+        int most_around = most;   // and two pixels about it
         for (int y = -2; y <= 2; ++y)
             for (int x = -2; x <= 2; ++x)
                 if (const Place place = moved(pixel, {x, y})) {
