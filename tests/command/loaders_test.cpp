@@ -49,9 +49,9 @@ Descriptor saved(const VImage &image, const char *suffix) {
     return file_of(bytes.data(), bytes.size());
 }
 
-Light decoded(const Descriptor &file, ImageSize wanted) {
+Light decoded(const Descriptor &file, ImageSize wanted, Fit fit = Fit::stretch) {
     Light light(3 * wanted.pixels());
-    decode_picture(file.get(), {wanted, {.fit = Fit::stretch}, false}, {},
+    decode_picture(file.get(), {wanted, {.fit = fit}, false}, {},
                    {reinterpret_cast<std::uint8_t *>(light.data()), 2 * light.size()});
     return light;
 }
@@ -109,6 +109,16 @@ TEST(Loaders, DecodeSmallerPicturesThatLookAlike) {
                 sum += std::abs(light[i] - expected[i]);
             EXPECT_LT(sum / double(light.size()), 320) << suffix << ' ' << wanted.text();
         }
+    }
+}
+
+TEST(Loaders, KeepAllOfANarrowPicture) {
+    const VImage narrow = photograph().extract_area(0, 150, size.width, 7);
+    const Light expected = decoded(saved(narrow, ".png"), {32, 16}, Fit::contain);
+    for (const char *const suffix : {".jpg[Q=99]", ".webp[Q=99]", ".jp2[Q=99]"}) {
+        const Light light = decoded(saved(narrow, suffix), {32, 16}, Fit::contain);
+        for (std::size_t i = 0; i < light.size(); ++i)
+            ASSERT_NEAR(light[i], expected[i], 2000) << suffix << ' ' << i;
     }
 }
 

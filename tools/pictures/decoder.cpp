@@ -202,19 +202,24 @@ std::pair<double, double> scales(ImageSize picture, ImageSize wanted, Fit fit) {
 }
 
 /// Drawings are drawn at the size wanted, which is sharper than enlarging them, unless most of that
-/// were cut off.
+/// were cut off, or nothing were left of a narrow one.
 double drawing_scale(ImageSize drawing, ImageSize part, ImageSize wanted, Fit fit) {
     constexpr double most_pixels = 32e6;
     const auto [across, down] = scales(part, wanted, fit);
-    return std::min(std::max(across, down), std::sqrt(most_pixels / double(drawing.pixels())));
+    const double scale =
+        std::min(std::max(across, down), std::sqrt(most_pixels / double(drawing.pixels())));
+    return std::max(scale, 1.0 / std::min(drawing.width, drawing.height));
 }
 
 /// How often the decoder may halve a picture's sides. It reduces bytes, not light: where two pixels
-/// a side are left for one of the result, the eye does not see which of them it was.
+/// a side are left for one of the result, the eye does not see which of them it was. Decoders leave
+/// out pixels that fill no block, which counts in a narrow picture, and of the narrowest is all.
 int spare_halvings(ImageSize part, ImageSize wanted, Fit fit) {
+    constexpr int narrow = 32;
     const auto [across, down] = scales(part, wanted, fit);
     int halvings = 0;
-    for (double left = 1 / std::max(across, down); left >= 4; left /= 2)
+    for (double left = 1 / std::max(across, down);
+         left >= 4 && std::min(part.width, part.height) >> (halvings + 1) >= narrow; left /= 2)
         ++halvings;
     return halvings;
 }
@@ -318,14 +323,18 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
         image = to_light(source);
         if (!picture.drawing)
             image = image.copy_memory();
-        image =
-            to_numbers(image.resize(scale.first, VImage::option()->set("vscale", scale.second)));
+        const double across = std::max(scale.first, 1.0 / image.width());
+        const double down = std::max(scale.second, 1.0 / image.height());
+        image = to_numbers(image.resize(across, VImage::option()->set("vscale", down)));
         const Box part = kept_part(size_of(image));
         image = image.extract_area(part.left, part.top, part.size.width, part.size.height);
     }
     image = turn(image, orientation);
-    if (framing.fit == Fit::attention)
+    if (framing.fit == Fit::attention) {
+        if (std::max(image.width(), image.height()) > VIPS_MAX_COORD)
+            throw std::runtime_error("is too narrow for its most interesting part to be found");
         image = most_interesting(image, size);
+    }
     const VImage framed = image.gravity(VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
                                         VImage::option()
                                             ->set("extend", VIPS_EXTEND_BACKGROUND)
