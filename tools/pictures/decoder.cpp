@@ -294,11 +294,16 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
     std::vector<double> background_light;
     for (const std::uint8_t byte : framing.background)
         background_light.push_back(light_of_byte(byte));
-    auto scale = scales(upright(size_of(picture.image), orientation), size, framing.fit);
+    const ImageSize own = upright(size_of(picture.image), orientation);
+    auto scale = scales(own, size, framing.fit);
     if (swaps_sides(orientation))
         std::swap(scale.first, scale.second);
+    // Looked for among 32 pixels a side: in a narrower picture the part is less than one of them.
+    const bool sought = framing.fit == Fit::attention &&
+                        std::int64_t{own.width} * size.height <= 32LL * own.height * size.width &&
+                        std::int64_t{own.height} * size.width <= 32LL * own.width * size.height;
     const auto kept_part = [&](ImageSize stored) {
-        if (framing.fit == Fit::attention)
+        if (sought)
             return Box{0, 0, stored};
         const ImageSize resized = upright(stored, orientation);
         const ImageSize kept = {std::min(size.width, resized.width),
@@ -330,11 +335,8 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
         image = image.extract_area(part.left, part.top, part.size.width, part.size.height);
     }
     image = turn(image, orientation);
-    if (framing.fit == Fit::attention) {
-        if (std::max(image.width(), image.height()) > VIPS_MAX_COORD)
-            throw std::runtime_error("is too narrow for its most interesting part to be found");
+    if (sought)
         image = most_interesting(image, size);
-    }
     const VImage framed = image.gravity(VIPS_COMPASS_DIRECTION_CENTRE, size.width, size.height,
                                         VImage::option()
                                             ->set("extend", VIPS_EXTEND_BACKGROUND)
