@@ -14,8 +14,8 @@ using vips::VImage;
 namespace {
 
 const std::string compare_explanation = std::string(picture_explanation) + R"(
-SHEET shows the picture as it goes into the renderer and its renderings with the six diffusions in
-the panel's measured colours, each under its name and pixel by pixel: look at it without scaling.
+SHEET shows the picture as it goes into the renderer and its renderings with all diffusions in the
+panel's measured colours, each under its name and pixel by pixel: look at it without scaling.
 
 Examples:
   oxel compare photo.jpg --panel six-colour --size 400x300 -o sheet.png
