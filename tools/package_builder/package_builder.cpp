@@ -6,6 +6,7 @@
 #include "package_builder/quantisation.h"
 
 #include <cstddef>
+#include <iterator>
 
 namespace oxel::tools {
 
@@ -15,6 +16,9 @@ namespace {
 /// the eye first.
 constexpr DiffusionWeights colours_of_all = {0.62, 0.38};
 constexpr DiffusionWeights greys_of_all = {0.8, 0.2};
+
+constexpr const char *names[] = {"all", "floyd", "jjn", "stucki"};
+static_assert(std::size(names) == tunings);
 
 DiffusionWeights weights_for(Tuning tuning, const DiffusionWeights &of_all) {
     if (tuning == Tuning::all)
@@ -27,8 +31,8 @@ DiffusionWeights weights_for(Tuning tuning, const DiffusionWeights &of_all) {
 } // namespace
 
 const std::vector<std::string> &tuning_names() {
-    static const std::vector<std::string> names = {"all", "floyd", "jjn", "stucki"};
-    return names;
+    static const std::vector<std::string> strings(std::begin(names), std::end(names));
+    return strings;
 }
 
 std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours) {
