@@ -29,7 +29,7 @@ int main(int argc, char **argv) {
         fail(std::string(argv[3]) + ": no form that runs here");
     oxel::force_form(*form);
     Bytes output(scene.pixels.size());
-    for (std::uint32_t mode = DITHER_FLOYD; mode <= DITHER_STUCKI_SERPENTINE; ++mode) {
+    for (std::uint32_t mode = 0; mode < oxel::dithering_modes; ++mode) {
         double least = 0;
         for (int round = 0; round < 3; ++round) {
             const std::clock_t start = std::clock();

@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 #include <limits>
 
 namespace bench {
@@ -17,6 +18,7 @@ namespace {
 
 constexpr const char *modes[] = {"floyd",          "floyd-serpentine", "jjn",
                                  "jjn-serpentine", "stucki",           "stucki-serpentine"};
+static_assert(std::size(modes) == oxel::dithering_modes);
 constexpr const char *plain_render = "render floyd";
 
 /// A result that is no picture.
@@ -27,7 +29,7 @@ void keep(Bytes &out, double number) {
 void add_renders(std::vector<Job> &jobs, const PackageFile &package, const Scene &scene) {
     const std::uint8_t *in = scene.pixels.data();
     const int w = scene.width, h = scene.height;
-    for (int mode = 0; mode < 6; ++mode)
+    for (int mode = 0; mode < int(oxel::dithering_modes); ++mode)
         jobs.push_back({std::string("render ") + modes[mode],
                         [=](Bytes &out) {
                             Oxel_Morvel6_render(in, ORDER_RGB, out.data(), ORDER_RGB, w, h,
@@ -73,13 +75,10 @@ void add_guarded_renders(std::vector<Job> &jobs, const Scene &scene) {
 /// Gamut mapping is what these leave of a render.
 void add_stages(std::vector<Job> &jobs, const PackageFile &package, const Scene &scene) {
     const int w = scene.width, h = scene.height;
-    constexpr oxel::DitheringRoutine *routines[] = {oxel::Oxel_dithering_Floyd,
-                                                    oxel::Oxel_dithering_Jarvis_Judice_Ninkle,
-                                                    oxel::Oxel_dithering_Stucki};
-    for (int mode = 0; mode < 6; ++mode)
+    for (int mode = 0; mode < int(oxel::dithering_modes); ++mode)
         jobs.push_back(
             {std::string("diffuse ") + modes[mode],
-             [=, &scene, routine = routines[mode / 2]](Bytes &out) {
+             [=, &scene, routine = oxel::dithering_routines[mode / 2]](Bytes &out) {
                  routine(scene.mapped.data(), ORDER_RGB, out.data(), static_cast<std::uint32_t>(w),
                          h, static_cast<std::uint8_t>(mode % 2));
              },

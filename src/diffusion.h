@@ -20,7 +20,9 @@ struct PixelRows {
     const std::uint8_t *gamut; // table to map the pixels through; null if they are mapped already
 };
 
+/// In the order of enum Oxel_dithering_mode, which has two of each: plain and serpentine.
 enum class Kernel { floyd_steinberg, jarvis_judice_ninke, stucki };
+constexpr std::uint32_t dithering_modes = 2 * (static_cast<std::uint32_t>(Kernel::stucki) + 1);
 
 struct DiffusionJob {
     PixelRows picture;

@@ -10,6 +10,7 @@ namespace [[gnu::visibility("hidden")]] oxel {
 struct DiffusionKernel {
     static constexpr int columns = 5; // x - 2 to x + 2
     static constexpr int centre = 2;
+    static constexpr int heaviest = 8; // weight that forms are made for
 
     int rows;    // the pixel's own row and the rows below that receive error
     int reach;   // columns that error travels to either side
@@ -55,9 +56,10 @@ template <class F>
         return f.template operator()<floyd_steinberg>();
     case Kernel::jarvis_judice_ninke:
         return f.template operator()<jarvis_judice_ninke>();
-    default:
-        return f.template operator()<stucki>();
+    case Kernel::stucki:
+        break;
     }
+    return f.template operator()<stucki>();
 }
 
 /// Processors multiply words much faster than they divide. A share is the upper half of the product
@@ -91,8 +93,19 @@ template <class F>
     }
     return true;
 }
-static_assert(factors_are_exact(floyd_steinberg) && factors_are_exact(jarvis_judice_ninke) &&
-              factors_are_exact(stucki));
+
+/// Whether all forms can diffuse by a kernel: it reaches a row and a column far, or two of each.
+[[gnu::always_inline]] constexpr bool suits_all_forms(const DiffusionKernel &kernel) {
+    if (kernel.reach != kernel.rows - 1)
+        return false;
+    for (const auto &row : kernel.weights)
+        for (const int weight : row)
+            if (weight > DiffusionKernel::heaviest)
+                return false;
+    return factors_are_exact(kernel);
+}
+static_assert(suits_all_forms(floyd_steinberg) && suits_all_forms(jarvis_judice_ninke) &&
+              suits_all_forms(stucki));
 
 } // namespace oxel
 

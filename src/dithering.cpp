@@ -11,10 +11,8 @@ namespace [[gnu::visibility("hidden")]] oxel {
 
 std::int32_t diffuse_picture(const PixelRows &picture, std::uint32_t dithering_mode,
                              const Destination &destination) {
-    constexpr Kernel kernels[] = {Kernel::floyd_steinberg, Kernel::jarvis_judice_ninke,
-                                  Kernel::stucki};
     const DiffusionJob job{.picture = picture,
-                           .kernel = kernels[dithering_mode / 2],
+                           .kernel = static_cast<Kernel>(dithering_mode / 2),
                            .serpentine = dithering_mode % 2 != 0,
                            .cells = QLUT,
                            .palette = EO_RGB_color,

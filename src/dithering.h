@@ -5,12 +5,13 @@
 #include "diffusion.h"
 
 #include <cstdint>
+#include <iterator>
 
 namespace [[gnu::visibility("hidden")]] oxel {
 
 /// Diffuses a picture to palette indices, through the adopted tables, in the way that
-/// `dithering_mode` (0 to 5) names and in the form that suits the processor. Returns OXEL_SUCCESS,
-/// or OXEL_OUT_OF_MEMORY with the destination untouched. Re-entrant.
+/// `dithering_mode`, below `dithering_modes`, names and in the form that suits the processor.
+/// Returns OXEL_SUCCESS, or OXEL_OUT_OF_MEMORY with the destination untouched. Re-entrant.
 std::int32_t diffuse_picture(const PixelRows &picture, std::uint32_t dithering_mode,
                              const Destination &destination);
 
@@ -30,6 +31,11 @@ using DitheringRoutine = std::int32_t(const std::uint8_t *working_copy, std::uin
 DitheringRoutine Oxel_dithering_Floyd;
 DitheringRoutine Oxel_dithering_Jarvis_Judice_Ninkle;
 DitheringRoutine Oxel_dithering_Stucki;
+
+/// Each at the place of its Kernel.
+inline constexpr DitheringRoutine *dithering_routines[] = {
+    Oxel_dithering_Floyd, Oxel_dithering_Jarvis_Judice_Ninkle, Oxel_dithering_Stucki};
+static_assert(2 * std::size(dithering_routines) == dithering_modes);
 
 } // namespace oxel
 

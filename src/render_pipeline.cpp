@@ -18,8 +18,6 @@ constexpr std::uint8_t NOMINAL_BGR_color[18] = {0, 0, 0,   255, 255, 255, 0,   2
                                                 0, 0, 255, 0,   255, 0,   255, 0,   0};
 constexpr int nominal_colours = 6;
 
-constexpr std::uint32_t dithering_modes = 6;
-
 void set_colour(std::uint8_t (&pixel)[4], std::size_t index, const Output &output) {
     const bool rgb = output.byte_order == ORDER_RGB;
     const std::uint8_t *colour = EO_RGB_color + 3 * index;

@@ -246,8 +246,8 @@ class Panel:
     def builtins() -> Tuple[str, ...]:
         """The names of the panels that come with the package.
 
-        >>> oxel.Panel.builtins()
-        ('six-colour',)
+        >>> "six-colour" in oxel.Panel.builtins()
+        True
         """
         names = map(library.oxel_panel_built_in_name, itertools.count())
         return tuple(name.decode() for name in itertools.takewhile(bool, names))

@@ -110,7 +110,7 @@ template <class Target, const DiffusionKernel &kernel>
 class Shares {
   public:
     OXEL_INLINE explicit Shares(Words<Target> error)
-        : Shares(error, std::make_integer_sequence<int, 8>()) {}
+        : Shares(error, std::make_integer_sequence<int, kernel.heaviest>()) {}
 
     /// At a place of the kernel's weights, counted from the pixel itself.
     template <int row, int column>
@@ -143,7 +143,7 @@ class Shares {
         return kernel.floors ? product : product - (error >> 15);
     }
 
-    Words<Target> of_weight_[8];
+    Words<Target> of_weight_[kernel.heaviest];
 };
 
 /// The error on its way to the next pixels of the row being scanned.

@@ -24,7 +24,7 @@ class ShareHistory {
 
     /// Keeps the shares of register `r` at `step`.
     OXEL_INLINE void keep(const Given &shares, int step, int r) {
-        keep_each(shares, step, r, std::make_integer_sequence<int, heaviest>());
+        keep_each(shares, step, r, std::make_integer_sequence<int, kernel.heaviest>());
     }
 
     /// What goes ahead to the pixel after that of the shares.
@@ -43,7 +43,6 @@ class ShareHistory {
 
   private:
     static_assert(kernel.reach == 2 && 2 * kernel.reach < steps_kept);
-    static constexpr int heaviest = 8;
 
     /// How many weights of the kernel are below `weight`.
     static constexpr int place_of(int weight) {
@@ -67,11 +66,14 @@ class ShareHistory {
     /// The share for a place of the kernel's weights that was kept some steps `ago`.
     template <int row, int column>
     OXEL_INLINE Words<Target> past(int step, int r, int ago) const {
-        constexpr int place = place_of(kernel.weights[row][kernel.centre + column]);
-        return shares_[kept_at(step - ago)][place][r];
+        constexpr int weight = kernel.weights[row][kernel.centre + column];
+        if constexpr (weight == 0)
+            return Words<Target>{};
+        else
+            return shares_[kept_at(step - ago)][place_of(weight)][r];
     }
 
-    Words<Target> shares_[steps_kept][place_of(heaviest + 1)][registers];
+    Words<Target> shares_[steps_kept][place_of(kernel.heaviest + 1)][registers];
 };
 
 /// Sums on their way to the row after the next: they wait some steps, then go on by way of the next

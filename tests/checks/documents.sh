@@ -20,7 +20,7 @@ crc=$("$1" package info "$folder/panel.lut" | sed -n 's/^CRC-32 *\(.*\), compute
 grep -q "CRC-32 0x$crc" docs/package-format.md
 
 # The page's table of formats is the command's.
-"$1" help render | sed -n 's/^  \(bytes\|rgb\|packed.\|planes.\|png\|bmp\|c\)  */\1 /p' >"$folder/formats"
+"$1" help render | sed -n '/--frame says how/,/^$/ s/^  \([a-z0-9]*\)  */\1 /p' >"$folder/formats"
 # shellcheck disable=SC2016 # backticks of Markdown
 sed -n 's/^| `\([a-z0-9]*\)` | [^|]* | \(.*\) |$/\1 \2/p' docs/tool.md | diff "$folder/formats" -
 

@@ -15,6 +15,7 @@ COMMAND = os.environ["OXEL_COMMAND"]
 INKS = [(20, 20, 20), (230, 230, 230), (200, 30, 30), (30, 60, 180)]
 PANEL = oxel.Panel(oxel.build_package({"name": "four", "colours": [
     {"name": str(i), "rgb": rgb, "tcon": 3 - i} for i, rgb in enumerate(INKS)]}))
+KERNELS = ("floyd", "jjn", "stucki")
 PHOTO = np.random.default_rng(3).integers(0, 256, (16, 24, 3), np.uint8)
 
 

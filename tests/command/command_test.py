@@ -14,10 +14,10 @@ import zlib
 
 import numpy as np
 import oxel
-from command_case import COMMAND, PANEL, PHOTO, CommandCase, colours_of
+from command_case import COMMAND, KERNELS, PANEL, PHOTO, CommandCase, colours_of
 from PIL import Image, ImageCms, ImageOps
 
-DITHERS = [k + s for k, s in itertools.product(("floyd", "jjn", "stucki"), ("", "-serpentine"))]
+DITHERS = [k + s for k, s in itertools.product(KERNELS, ("", "-serpentine"))]
 NOMINAL = [(0, 0, 0), (255, 255, 255), (255, 255, 0), (255, 0, 0), (0, 255, 0), (0, 0, 255)]
 
 
@@ -67,7 +67,8 @@ class Command(CommandCase):
         Image.fromarray(stripes).save("photo.png")
         guard = lambda option: self.oxel("guard photo.png --panel panel.lut", option).splitlines()
         table = [list(json.loads(line).values()) for line in guard("--json")]
-        for (dither, *exact), row in zip(table, guard("-o plot.png")[1:7]):
+        self.assertEqual([dither for dither, *_ in table], DITHERS)
+        for (dither, *exact), row in zip(table, guard("-o plot.png")[1:]):
             for measure, shown in zip(exact, row.split()[1:]):
                 self.assertTrue(0 <= float(shown) - measure < 0.001, row)
         for dither, first, shifted in table:

@@ -358,7 +358,7 @@ TEST(PackageBuilder, NotesWhatAPackageIsForAndReadsItsOwnNotesOnly) {
     EXPECT_EQ(options->tuning, Tuning::stucki);
     for (std::size_t i = 0; i < tables.producer.size() - 1; ++i) {
         auto other = package;
-        other[i] = 4;
+        other[i] = tunings; // the first number that names none
         EXPECT_FALSE(noted_options(other)) << "byte " << i;
     }
     EXPECT_FALSE(noted_options({}));

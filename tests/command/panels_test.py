@@ -14,7 +14,7 @@ from unittest import mock
 
 import numpy as np
 import oxel
-from command_case import COMMAND, INKS, PANEL, PHOTO, CommandCase, colours_of
+from command_case import COMMAND, INKS, KERNELS, PANEL, PHOTO, CommandCase, colours_of
 from PIL import Image
 
 K = {"name": "k", "rgb": [0, 0, 0], "tcon": 7}
@@ -170,14 +170,14 @@ class Panels(CommandCase):
         with mock.patch.dict(os.environ, XDG_CACHE_HOME=str(cache)):
             panel = oxel.Panel.from_file("p.json")
             frames = {}
-            for dither, serpentine in itertools.product(("floyd", "jjn", "stucki"), (False, True)):
+            for dither, serpentine in itertools.product(KERNELS, (False, True)):
                 name = dither + "-serpentine" * serpentine
                 self.oxel(f"render photo.png --panel p.json --dither {name} -o frame")
                 frames[name] = panel.render(PHOTO, dither, serpentine)[..., 0].tobytes()
                 self.assertEqual(pathlib.Path("frame").read_bytes(), frames[name], name)
             copy = pickle.loads(pickle.dumps(panel))
             self.assertEqual(copy.render(PHOTO, "jjn", False)[..., 0].tobytes(), frames["jjn"])
-            self.assertEqual(len(list((cache / "oxel").iterdir())), 3, "a package for each kernel")
+            self.assertEqual(len(list((cache / "oxel").iterdir())), len(KERNELS), "a package for each kernel")
             for tune in ("all", "stucki"):
                 self.oxel(f"package build p.json -o p.lut --tune {tune}")
                 package = pathlib.Path("p.lut").read_bytes()

@@ -7,6 +7,7 @@
 // EXPECTED is a file of what the program prints without arguments. Inputs and outputs end at
 // unreadable pages, those that a thread makes begin at them.
 #include "Oxel_Morvel6_render.h"
+#include "diffusion.h"
 #include "forms/forms.h"
 #include "support.h"
 
@@ -100,7 +101,7 @@ struct Calls {
                 height,
                 selector(2),
                 selector(2),
-                selector(6),
+                selector(oxel::dithering_modes),
                 in_place ? nullptr : input,
                 GuardedBytes(in_place ? Bytes(input, input + bytes) : Bytes(bytes, 0xEE))};
     }

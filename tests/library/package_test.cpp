@@ -1,4 +1,5 @@
 #include "Oxel_Morvel6_render.h"
+#include "diffusion.h"
 #include "reference.h"
 
 #include <gtest/gtest.h>
@@ -61,7 +62,7 @@ TEST(Package, IsReadWhereItsHeaderSays) {
         const Tables tables =
             usable ? Tables{table(0), table(1), table(2), table(3)} : Tables{{}, {}, {}, {}};
         usable_packages += usable;
-        c.mode = static_cast<std::uint32_t>(i) % 6;
+        c.mode = static_cast<std::uint32_t>(i) % oxel::dithering_modes;
 
         const auto expect_renders = [&] {
             const Bytes indices = usable ? reference_indices(tables, c) : Bytes();

@@ -1,6 +1,7 @@
 #include "Oxel_Morvel6_render.h"
 
 #include "counted_heap.h"
+#include "diffusion.h"
 #include "reference.h"
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
+#include <iterator>
 #include <limits>
 
 namespace {
@@ -111,13 +113,15 @@ TEST(Render, EveryEntryAgreesWithTheReference) {
                                           : random_tables(random, colours);
         std::shuffle(order.begin(), order.end(), random);
         adopt(tables.package(order, random() % 50));
-        for (int i = 0; i < 42 && !testing::Test::HasFailure(); ++i) {
-            const auto &[widest, highest] = sizes[i / 6];
+        for (std::uint32_t i = 0; i < std::size(sizes) * oxel::dithering_modes; ++i) {
+            if (testing::Test::HasFailure())
+                break;
+            const auto &[widest, highest] = sizes[i / oxel::dithering_modes];
+            const std::uint32_t mode = i % oxel::dithering_modes;
             const int width = 1 + random_below(random, widest);
             const int height = 1 + random_below(random, highest);
             const Bytes input = random_bytes(random, 3U * static_cast<unsigned>(width * height));
             const std::uint32_t output_order = random() % 2 ? 1 : 0;
-            const auto mode = static_cast<std::uint32_t>(i % 6);
             const Expectation e(tables, {input, random() % 2 ? 1U : 0U, width, height, mode});
             SCOPED_TRACE(testing::Message() << colours << " colours, " << width << " x " << height
                                             << ", mode " << mode);

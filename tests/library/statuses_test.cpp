@@ -1,5 +1,6 @@
 #include "Oxel_Morvel6_render.h"
 #include "counted_heap.h"
+#include "diffusion.h"
 #include "library_state.h"
 #include "support.h"
 
@@ -60,7 +61,8 @@ struct Situation {
 
     explicit Situation(Combination &combination)
         : initialised(combination.pick()), memory(combination.pick()), no_input(combination.pick()),
-          mode(combination.pick({0U, 5U, 6U, 0xFFFFFFFFU})),
+          mode(combination.pick(
+              {0U, oxel::dithering_modes - 1, oxel::dithering_modes, 0xFFFFFFFFU})),
           rgb_order(combination.pick({0U, 1U, 2U})),
           size(combination.pick<std::pair<int, int>>({{2, 4},
                                                       {0, 4},
@@ -76,7 +78,7 @@ struct Situation {
     /// The status, unless something is wrong with an output that need not be written.
     std::int32_t status(bool lacks_output, bool tables_usable) const {
         return first_of({{!initialised, OXEL_NOT_INITIALISED},
-                         {mode > 5, OXEL_BAD_SELECTOR},
+                         {mode >= oxel::dithering_modes, OXEL_BAD_SELECTOR},
                          {empty, OXEL_SUCCESS},
                          {rgb_order > 1, OXEL_BAD_SELECTOR},
                          {!supported || no_input || lacks_output, OXEL_BAD_ARGUMENT},

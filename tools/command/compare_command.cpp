@@ -14,8 +14,8 @@ using vips::VImage;
 namespace {
 
 const std::string compare_explanation = std::string(picture_explanation) + R"(
-SHEET shows the picture as it goes into the renderer and its renderings with the six diffusions in
-the panel's measured colours, each under its name and pixel by pixel: look at it without scaling.
+SHEET shows the picture as it goes into the renderer and its renderings with all diffusions in the
+panel's measured colours, each under its name and pixel by pixel: look at it without scaling.
 
 Examples:
   oxel compare photo.jpg --panel six-colour --size 400x300 -o sheet.png
@@ -65,17 +65,18 @@ void run(const CompareOptions &options) {
         const auto tile = [&](std::size_t mode) {
             return labelled(dither_names[mode], renderings[mode].measured, size);
         };
-        // Plain order above serpentine order.
-        std::vector<VImage> tiles = {labelled("original", original, size),
-                                     tile(0),
-                                     tile(2),
-                                     tile(4),
-                                     white(size.width, 1),
-                                     tile(1),
-                                     tile(3),
-                                     tile(5)};
-        return to_png(VImage::arrayjoin(
-            tiles, VImage::option()->set("across", 4)->set("shim", 8)->set("background", 255)));
+        std::vector<VImage> tiles;
+        for (const std::size_t order : {0U, 1U}) { // plain above serpentine
+            tiles.push_back(order == 0 ? labelled("original", original, size)
+                                       : white(size.width, 1));
+            for (std::size_t mode = order; mode < dither_names.size(); mode += 2)
+                tiles.push_back(tile(mode));
+        }
+        return to_png(
+            VImage::arrayjoin(tiles, VImage::option()
+                                         ->set("across", static_cast<int>(tiles.size() / 2))
+                                         ->set("shim", 8)
+                                         ->set("background", 255)));
     });
     OutputFiles outputs;
     outputs.write(options.sheet, sheet);

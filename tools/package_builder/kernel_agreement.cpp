@@ -44,7 +44,7 @@ class Judge {
     Judge(const Characterisation &panel, const std::vector<std::uint8_t> &table, Random &random)
         : panel_(panel) {
         const PatchSimulation simulation(panel, table);
-        const PatchSolver solver(panel, simulation, {.floyd = 1, .jjn = 0, .stucki = 0});
+        const PatchSolver solver(panel, simulation, DiffusionWeights{1});
         while (requests_.size() < sample_size) {
             std::vector<PatchGoal> goals;
             for (int tries = 0; goals.size() < PatchSimulation::lanes; ++tries) {

@@ -6,30 +6,33 @@
 #include "package_builder/quantisation.h"
 
 #include <cstddef>
+#include <iterator>
 
 namespace oxel::tools {
 
 namespace {
 
-struct TuningWeights {
-    DiffusionWeights colours;
-    DiffusionWeights greys;
-};
+/// Of all, a rendering's default diffusion counts most, and more yet for greys, whose casts strike
+/// the eye first.
+constexpr DiffusionWeights colours_of_all = {0.62, 0.38};
+constexpr DiffusionWeights greys_of_all = {0.8, 0.2};
 
-/// Each at the place of its Tuning. Of all, a rendering's default diffusion counts most, and more
-/// yet for greys, whose casts strike the eye first.
-constexpr TuningWeights tuning_weights[] = {
-    {{0.62, 0.38, 0}, {0.8, 0.2, 0}},
-    {{1, 0, 0}, {1, 0, 0}},
-    {{0, 1, 0}, {0, 1, 0}},
-    {{0, 0, 1}, {0, 0, 1}},
-};
+constexpr const char *names[] = {"all", "floyd", "jjn", "stucki"};
+static_assert(std::size(names) == tunings);
+
+DiffusionWeights weights_for(Tuning tuning, const DiffusionWeights &of_all) {
+    if (tuning == Tuning::all)
+        return of_all;
+    DiffusionWeights weights{};
+    weights[static_cast<std::size_t>(tuning) - 1] = 1;
+    return weights;
+}
 
 } // namespace
 
 const std::vector<std::string> &tuning_names() {
-    static const std::vector<std::string> names = {"all", "floyd", "jjn", "stucki"};
-    return names;
+    static const std::vector<std::string> strings(std::begin(names), std::end(names));
+    return strings;
 }
 
 std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours) {
@@ -40,7 +43,6 @@ std::vector<RgbBytes> palette_of(const std::vector<PanelColour> &colours) {
 }
 
 BuiltTables build_tables(const Characterisation &panel, const BuildOptions &options) {
-    const TuningWeights &weights = tuning_weights[static_cast<std::size_t>(options.tuning)];
     BuiltTables tables;
     tables.producer = {'O',
                        'X',
@@ -59,7 +61,8 @@ BuiltTables build_tables(const Characterisation &panel, const BuildOptions &opti
     options.progress(0.5);
     tables.quantisation = quantiser.table(sites);
     tables.gamut = compensate(panel, tables.targets, PatchSimulation(panel, tables.quantisation),
-                              weights.colours, weights.greys,
+                              weights_for(options.tuning, colours_of_all),
+                              weights_for(options.tuning, greys_of_all),
                               [&](double share) { options.progress(0.5 + 0.5 * share); });
     return tables;
 }

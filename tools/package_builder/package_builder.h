@@ -4,6 +4,7 @@
 #include "package_builder/characterisation.h"
 #include "package_builder/gamut_mapping.h"
 #include "package_builder/package_file.h"
+#include "package_builder/patch_simulation.h"
 
 #include <cstdint>
 #include <functional>
@@ -32,7 +33,7 @@ enum class Tuning {
     stucki,
 };
 
-constexpr std::size_t tunings = 4;
+constexpr std::size_t tunings = 1 + kernels;
 
 /// Each at the place of its value.
 const std::vector<std::string> &tuning_names();

@@ -8,8 +8,6 @@
 
 namespace oxel::tools {
 
-constexpr std::size_t dithering_modes = 6;
-
 /// A flat patch of a picture: what was asked for, what should be seen, and what each dithering mode
 /// makes of it after the dither onto the package's grid.
 struct ShownPatch {

@@ -19,6 +19,8 @@ typedef std::int16_t SignedWords __attribute__((vector_size(16)));
 /// The same, a patch a number, with red in the lowest bits.
 typedef std::uint64_t Quads __attribute__((vector_size(16)));
 
+static_assert(dithering_modes == oxel::dithering_modes);
+
 constexpr std::size_t patches_a_pair = 2;
 
 std::uint64_t quad(const RgbBytes &rgb) {
@@ -93,7 +95,7 @@ class Diffusion {
           width_(std::size_t(width)) {
         for (std::vector<Words> &received : received_)
             received.resize(width_ * pairs_);
-        for (int weight = 1; weight <= most_weight; ++weight)
+        for (int weight = 1; weight <= kernel.heaviest; ++weight)
             if (kernel.has_weight(weight))
                 shares_[weight].resize((width_ + 2 * kernel.reach) * pairs_);
     }
@@ -121,12 +123,10 @@ class Diffusion {
     }
 
   private:
-    static constexpr int most_weight = 8;
-
     void hand_out(Words error, std::size_t place) {
         [&]<int... i>(std::integer_sequence<int, i...>) {
             (hand_out_by<i + 1>(error, place), ...);
-        }(std::make_integer_sequence<int, most_weight>());
+        }(std::make_integer_sequence<int, kernel.heaviest>());
     }
 
     template <int weight>
@@ -157,8 +157,8 @@ class Diffusion {
     const std::vector<Quads> &pixels_;
     std::size_t pairs_;
     std::size_t width_;
-    std::vector<Words> received_[2];             // by the next row to be scanned and the one below
-    std::vector<Words> shares_[most_weight + 1]; // of the last row, by weight; 0 at its sides
+    std::vector<Words> received_[2]; // by the next row to be scanned and the one below
+    std::vector<Words> shares_[kernel.heaviest + 1]; // of the last row, by weight; 0 at its sides
 };
 
 /// By patch, block and palette index.
@@ -244,11 +244,11 @@ PatchSimulation::block_lights(int dithering_mode, std::span<const DitheredBytes>
         for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
             pixels[threshold * pairs + i / patches_a_pair][i % patches_a_pair] =
                 quad(colours[i].at(threshold));
-    constexpr auto simulations =
-        std::array{simulate<floyd_steinberg>, simulate<jarvis_judice_ninke>, simulate<stucki>};
-    const Counts counts = simulations[std::size_t(dithering_mode / 2)](
-        {quantisation_.data(), palette_.data()}, pixels, dithering_mode % 2 != 0, area,
-        lights_.size());
+    const auto simulated = [&]<const DiffusionKernel & kernel>() {
+        return simulate<kernel>({quantisation_.data(), palette_.data()}, pixels,
+                                dithering_mode % 2 != 0, area, lights_.size());
+    };
+    const Counts counts = with_kernel(static_cast<Kernel>(dithering_mode / 2), simulated);
     const std::size_t blocks = std::size_t(area.blocks) * std::size_t(area.blocks);
     const double block_side = double(area.size - 2 * area.border) / area.blocks;
     std::vector<std::vector<Vector3>> patches(colours.size(), std::vector<Vector3>(blocks));

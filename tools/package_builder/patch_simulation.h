@@ -12,6 +12,11 @@
 
 namespace oxel::tools {
 
+/// The library's, and how many values enum Oxel_dithering_mode has: plain and serpentine order of
+/// each.
+constexpr std::size_t kernels = 3;
+constexpr std::size_t dithering_modes = 2 * kernels;
+
 Vector3 mean(std::span<const Vector3> vectors);
 
 /// The bytes that a diffusion is given for a flat colour. A picture is dithered onto the grid of

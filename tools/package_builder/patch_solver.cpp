@@ -1,7 +1,5 @@
 #include "package_builder/patch_solver.h"
 
-#include "Oxel_Morvel6_render.h"
-
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -30,10 +28,7 @@ Vector3 add_rounding_loss(const Vector3 &srgb) {
 
 PatchSolver::PatchSolver(const Characterisation &panel, const PatchSimulation &simulation,
                          const DiffusionWeights &weights)
-    : panel_(panel), quiet_(panel), simulation_(simulation),
-      modes_{{{DITHER_FLOYD, weights.floyd},
-              {DITHER_JJN, weights.jjn},
-              {DITHER_STUCKI, weights.stucki}}} {
+    : panel_(panel), quiet_(panel), simulation_(simulation), weights_(weights) {
     for (std::size_t corner = 0; corner < panel.corner_lights().size(); ++corner)
         corner_bytes_.push_back(to_vector(panel.palette()[panel.corner_index(corner)]));
 }
@@ -52,12 +47,12 @@ PatchGoal PatchSolver::goal(const Vector3 &srgb) const {
 template <class F>
 void PatchSolver::for_each_mode(std::span<const DitheredBytes> bytes, PatchSimulation::Area area,
                                 F f) const {
-    for (const auto &[mode, weight] : modes_) {
-        if (weight == 0)
+    for (std::size_t kernel = 0; kernel < kernels; ++kernel) {
+        if (weights_[kernel] == 0)
             continue;
-        const std::vector<Vector3> lights = simulation_.mean_light(mode, bytes, area);
+        const std::vector<Vector3> lights = simulation_.mean_light(int(2 * kernel), bytes, area);
         for (std::size_t i = 0; i < lights.size(); ++i)
-            f(i, lights[i], weight);
+            f(i, lights[i], weights_[kernel]);
     }
 }
 

@@ -9,13 +9,9 @@
 
 namespace oxel::tools {
 
-/// How much each diffusion counts; the sum is 1. Plain and serpentine order make the same flat
-/// patches.
-struct DiffusionWeights {
-    double floyd;
-    double jjn;
-    double stucki;
-};
+/// How much each kernel's diffusion counts; the sum is 1. Plain and serpentine order make the same
+/// flat patches.
+using DiffusionWeights = std::array<double, kernels>;
 
 /// A colour to be shown, and a guess at what has to be given for it, both in sRGB bytes.
 struct PatchGoal {
@@ -60,11 +56,6 @@ class PatchSolver {
     Vector3 confine(const Vector3 &given) const;
 
   private:
-    struct WeightedMode {
-        int mode;
-        double weight;
-    };
-
     /// Calls `f` with the place of each patch, its light in a mode, and the weight of the mode.
     template <class F>
     void for_each_mode(std::span<const DitheredBytes> bytes, PatchSimulation::Area area, F f) const;
@@ -72,7 +63,7 @@ class PatchSolver {
     const Characterisation &panel_;
     QuietMixtures quiet_;
     const PatchSimulation &simulation_;
-    std::array<WeightedMode, 3> modes_;
+    DiffusionWeights weights_;
     std::vector<Vector3> corner_bytes_;
 };
 

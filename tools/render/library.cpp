@@ -2,11 +2,13 @@
 
 #include "Oxel_Morvel6_render.h"
 #include "base/failure.h"
+#include "package_builder/package_builder.h"
 
 #include <algorithm>
 #include <array>
 #include <new>
 #include <numeric>
+#include <span>
 
 namespace oxel::tools {
 
@@ -29,10 +31,16 @@ void check(const std::string &panel, std::int32_t status) {
     }
 }
 
+std::vector<std::string> both_orders(std::span<const std::string> diffusions) {
+    std::vector<std::string> names;
+    for (const std::string &diffusion : diffusions)
+        names.insert(names.end(), {diffusion, diffusion + "-serpentine"});
+    return names;
+}
+
 } // namespace
 
-const std::vector<std::string> dither_names = {
-    "floyd", "floyd-serpentine", "jjn", "jjn-serpentine", "stucki", "stucki-serpentine"};
+const std::vector<std::string> dither_names = both_orders(std::span(tuning_names()).subspan(1));
 
 std::string library_log() {
     std::string log = Oxel_get_updateLog();

@@ -3,6 +3,7 @@
 
 #include "base/files.h"
 #include "base/image_size.h"
+#include "package_builder/patch_simulation.h"
 
 #include <string>
 #include <vector>
@@ -24,7 +25,7 @@ void adopt_package(const std::string &panel, const Bytes &package);
 extern const std::vector<std::string> dither_names;
 
 /// What stands behind them in the place of a mode: nothing is diffused.
-constexpr int undiffused = 6;
+constexpr int undiffused = dithering_modes;
 
 /// The three forms of a rendered picture, 3 bytes a pixel.
 struct Rendering {
