@@ -44,13 +44,13 @@ render() { # MODULE FLAG ...
     mapfile -t sources < <(find src -name '*.cpp' -not -name vector128.cpp)
     compile "$module" -Os "$@" -- "${sources[@]}"
     compile "$module-" -O3 "$@" -- src/forms/vector128.cpp
-    compile "$module+" -O2 "$@" -- tools/preparation/{grid,light}.cpp web/native/{pixels,display,preparation}.cpp
-    compile "$module++" -Os "$@" -- tools/preparation/{blur,development,exact_colours,preroll,preparation,page,ink_colours,inks}.cpp \
+    compile "$module+" -O2 "$@" -- tools/preparation/{grid,light}.cpp web/native/{pixels,display,preparation,developed,draft}.cpp
+    compile "$module++" -Os "$@" -- tools/preparation/{blur,development,exact_colours,preroll,preparation,page,ink_colours,ink_runs,inks,pixel_marks}.cpp \
         tools/panels/{picture_needs,table_lookup}.cpp tools/package_builder/{package_file,noted_options}.cpp \
         tools/render/line_pairs.cpp web/native/{runtime,guard}.cpp
     "${clang[@]}" "${link[@]}" "$objects/$module"{,-,+,++}/*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
-        -Wl,--export=oxel_{prepare,put_together,render_undiffused,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
+        -Wl,--export=oxel_{prepare,prepare_draft,put_together,render_undiffused,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
 }
 render oxel &
 render oxel-simd -msimd128 &

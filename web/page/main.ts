@@ -173,13 +173,10 @@ function count(what: "renders" | "drafts"): void {
   document.body.dataset[what] = String(Number(document.body.dataset[what] ?? 0) + 1);
 }
 
-/**
- * Shows a rendering of as many pixels as the canvas has on the screen: not the panel's own. Inks are not
- * looked for, which would take as long as all the rest.
- */
+/** Shows nearly a rendering of as many pixels as the canvas has on the screen: not the panel's own. */
 async function renderDraft(canvas: HTMLCanvasElement, room: Size, mode: Dither, of: Settings): Promise<void> {
   await send("draft", room, of);
-  paint(canvas, await engine.call("renderDraft", [{ ...renderOptions(of, mode), inks: "off" }]));
+  paint(canvas, await engine.call("renderDraft", [{ ...renderOptions(of, mode), draft: true }]));
 }
 
 /** Shows the panel's pixels, reduced if there is no room. */
@@ -198,8 +195,8 @@ async function renderLarge(of: Settings, stale: () => boolean): Promise<void> {
   element("large").style.setProperty("--ratio", String(width / height));
   element("large").style.setProperty("--width", `${width / devicePixelRatio}px`);
   if (!original.hidden) drawOriginal(of);
-  const room = roomOf(rendered);
-  if (room && room.width * room.height < 0.6 * width * height) {
+  const room = roomOf(rendered) ?? panelSize();
+  if (moving || room.width * room.height < 0.6 * width * height) {
     await renderDraft(rendered, room, of.dither, of);
     count("drafts");
     if (moving) await pause(80, stale);

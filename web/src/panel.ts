@@ -56,6 +56,11 @@ export interface RenderOptions {
    * either (`"auto"`, if nothing is said), or none. Bare and guarded renders have no inks.
    */
   inks?: Inks;
+  /**
+   * Nearly the same in a fraction of the time, to be shown while something is dragged: adjusted by
+   * way of a table of few colours, and without inks.
+   */
+  draft?: boolean;
   /** What happens to the picture first, as with the command; not if it is `bare`. */
   development?: Development;
   adjustment?: Adjustment;
@@ -93,6 +98,9 @@ export interface Development {
   autoLevels?: boolean;
   monochrome?: boolean;
 }
+
+/** Rows above a draft: a quarter of what a rendering gets, and even. */
+const draftRows = 32;
 
 /** Pixels that have their ink already, and the picture to be rendered for those beside them. */
 interface Page {
@@ -374,10 +382,16 @@ export class Panel {
       const input = place(instance, allocate, picture);
       if (options.bare) return render(instance, allocate, input, 0, mode);
       const { width, height } = picture;
-      const rows = preroll ? instance.call("oxel_preroll_rows", width, height) : 0;
+      const most = preroll ? instance.call("oxel_preroll_rows", width, height) : 0;
+      const rows = options.draft ? Math.min(most, draftRows) : most;
       const size = 3 * width * (height + rows);
       const prepared = allocate(size);
       const amounts = allocate(allAmounts(options.development ?? {}, options.adjustment ?? {}));
+      if (options.draft) {
+        check(instance.call("oxel_prepare_draft", this.#address, this.packageBytes.length, input, width, height,
+                            amounts, options.adjustment?.gamma ?? 1, rows, prepared));
+        return render(instance, allocate, prepared, rows, mode);
+      }
       const choice = choose("inks", preroll ? options.inks ?? "auto" : "off", inkChoices);
       const sought = inkChoices[choice] !== "off";
       const [apart, inks] = sought ? [allocate(size), allocate(2 * width * height)] : [0, 0];
