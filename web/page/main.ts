@@ -1,4 +1,4 @@
-import { dithers, frameFormats, tuningFor, tunings, type Dither, type Image, type PanelDescription, type Tuning } from "../dist/index.js";
+import { dithers, frameFormats, tuningFor, tunings, type Described, type Dither, type Image, type PanelDescription, type Tuning } from "../dist/index.js";
 import { Engine } from "./engine.js";
 import { draw, framing, type Size } from "./framing.js";
 import { Latest, pause } from "./latest.js";
@@ -347,10 +347,8 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
     if ("description" in next) say("Building the panel's package…");
     const described = "description" in next
       ? { ...next, described: await own.call("describe", [next.description]) } : next;
-    const opened = own.call("open", [described, settings.dither]);
-    opened.catch(() => {}); // it is awaited below, unless building fails
-    if ("description" in described) await buildPackages(own, described.description);
-    const info = await opened;
+    const info = "description" in described ? await openTyped(own, described)
+                                           : await own.call("open", [described, settings.dither]);
     engine.close();
     [engine, opening, panel, source, sent] = [own, undefined, info, described, { picture: "", draft: "" }];
     const option = document.querySelector<HTMLOptionElement>("#panel option[value=own]")!;
@@ -359,7 +357,7 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
     element<HTMLSelectElement>("panel").value = option.hidden ? info.name : "own";
     element("own-size").hidden = info.size !== undefined;
     element("nominal-line").hidden = info.colours.length !== 6;
-    showProgress(undefined);
+    if (!("description" in next)) showProgress(undefined);
     if (!photo || "description" in next) say(`${info.name}: ${info.colours.length} colours`);
     showSettings();
     await rendering.ask();
@@ -372,19 +370,27 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
   }
 }
 
-/** Builds the package for the diffusion that is shown; the others follow while the page is used. */
-async function buildPackages(to: Engine, description: string): Promise<void> {
+/**
+ * Opens a typed panel with a package that is roughly right. Those of the command follow while the page is
+ * used: first the one for the diffusion that is shown, which is shown again. Files wait for theirs.
+ */
+async function openTyped(to: Engine, typed: { description: string; described: Described }): Promise<PanelInfo> {
   const own = (builder = newEngine());
-  const build = async (tuning: Tuning) =>
-    to.call("adopt", [tuning, await own.call("build", [description, tuning])]);
   const first = tuningFor(settings.dither);
-  await build(first);
-  own.progress = () => {};
+  const build = (tuning: Tuning, rough = false) => own.call("build", [typed.description, tuning, rough]);
+  const roughly = await build(first, true);
+  const info = await to.call("open", [typed, settings.dither, roughly], [roughly.buffer]);
   void (async () => {
+    await to.call("adopt", [first, await build(first)]);
+    showProgress(undefined);
+    own.progress = () => {};
+    void rendering.ask();
     for (const tuning of [...tunings].reverse()) // the slowest, for none, last
-      if (tuning !== first) await build(tuning);
+      if (tuning !== first) await to.call("adopt", [tuning, await build(tuning)]);
     own.close();
+    void rendering.ask(); // perhaps in another diffusion
   })().catch(fail);
+  return info;
 }
 
 async function openPanelFile(file: File): Promise<void> {
@@ -420,6 +426,19 @@ async function saveFrame(): Promise<void> {
   const { bytes, suffix } = await engine.call(
     "frame", [renderOptions(settings), threshold(settings), encoding(name)]);
   save(stem(name) + suffix, new Blob([bytes]));
+}
+
+async function savePackage(): Promise<void> {
+  save(`${panel?.name || "panel"}.lut`, new Blob([await engine.call("package", [settings.dither])]));
+}
+
+async function savePreview(): Promise<void> {
+  const name = `${stem(photos[current]!.name)}.png`;
+  if ("description" in source) {
+    await engine.call("package", [settings.dither]); // until it is there
+    truth = (await renderTruly(rendered, settings.dither, settings)).image;
+  }
+  truePixels().toBlob((blob) => blob && save(name, blob));
 }
 
 let batch: Engine | undefined;
@@ -561,8 +580,8 @@ function wire(): void {
     change({ ...neutral, dither, inks, format, gzip, guard, threshold, width, height });
   });
   button("save-frame", () => void saveFrame().catch(fail));
-  button("save-preview", () => truePixels().toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));
-  button("save-package", async () => save(`${panel?.name || "panel"}.lut`, new Blob([await engine.call("package", [settings.dither])])));
+  button("save-preview", () => void savePreview().catch(fail));
+  button("save-package", () => void savePackage().catch(fail));
   button("save-description", () => save(`${panel?.name || "panel"}.json`, new Blob([description()])));
   button("batch", () => void saveAll());
   button("stop", () => batch?.close());

@@ -117,7 +117,7 @@ for (let run = 0; run < 5; ++run) {
   builds.push(performance.now() - start);
 }
 console.log(`typed colours to new preview: ${median(builds).toFixed(0)} ms`);
-await page.waitForTimeout(5000); // the other diffusions' packages
+await page.waitForTimeout(15_000); // the packages themselves
 await report("slider to painted, 800 x 480", "slide", shown);
 await report("slider to true pixels, 800 x 480", "slide", ["renders"]);
 await browser.close();
