@@ -165,7 +165,7 @@ export class Panel {
   readonly size: { readonly width: number; readonly height: number } | undefined;
   readonly layout: number;
   readonly colourNames: readonly string[];
-  readonly #address: number;
+  #address = 0;
   #instance: Instance | undefined;
 
   private constructor(instance: Instance, packageBytes: Uint8Array<ArrayBuffer>, options: PanelOptions) {
@@ -175,10 +175,7 @@ export class Panel {
     this.size = options.size;
     this.layout = options.layout ?? 0;
     this.colourNames = options.colourNames ?? [];
-    this.#address = instance.exports.malloc(packageBytes.length + 1);
-    if (this.#address === 0) throw new OxelError(12);
-    instance.bytes.set(packageBytes, this.#address);
-    check(instance.call("Oxel_Morvel6_render_init", this.#address, packageBytes.length));
+    this.#adopt(instance);
     // Whether its tables can be used.
     instance.scoped((allocate) => {
       const pixel = allocate(new Uint8Array(3));
@@ -357,8 +354,22 @@ export class Panel {
     });
   }
 
+  #adopt(instance: Instance): void {
+    const { length } = this.packageBytes;
+    this.#address = instance.exports.malloc(length + 1);
+    if (this.#address === 0) throw new OxelError(12);
+    instance.bytes.set(this.packageBytes, this.#address);
+    check(instance.call("Oxel_Morvel6_render_init", this.#address, length));
+  }
+
+  /** The instance, or a new one in place of one that a call has broken. */
   #running(): Instance {
     if (!this.#instance) throw new OxelError(6);
+    if (this.#instance.broken) {
+      const instance = this.#instance.renewed();
+      this.#adopt(instance);
+      this.#instance = instance;
+    }
     return this.#instance;
   }
 
@@ -429,11 +440,12 @@ function allAmounts(development: Development, adjustment: Adjustment): Uint8Arra
   return new Uint8Array(Int32Array.from(numbers).buffer);
 }
 
-let shared: Promise<Instance> | undefined;
+let shared: Instance | undefined;
 
 /** The instance for what needs no panel. */
-function sharedInstance(): Promise<Instance> {
-  return (shared ??= instantiate(renderingModule(undefined)));
+async function sharedInstance(): Promise<Instance> {
+  if (!shared || shared.broken) shared = await instantiate(renderingModule(undefined));
+  return shared;
 }
 
 /** Adjusts a picture in hue, saturation, lightness, contrast and gamma. */
