@@ -1,6 +1,7 @@
-import { dithers, frameFormats, tuningFor, tunings, type Described, type Dither, type Image, type PanelDescription, type Tuning } from "../dist/index.js";
+import { dithers, frameFormats, tuningFor, tunings, type Described, type Dither, type Image, type PanelDescription, type PanelOptions, type Tuning } from "../dist/index.js";
 import { Engine } from "./engine.js";
-import { draw, framing, type Size } from "./framing.js";
+import { forgetDevice, showOrigin, watchAlbums, type Origin } from "./albums.js";
+import { cropOf, draw, framing, settingsOf, type Size } from "./framing.js";
 import { Latest, pause } from "./latest.js";
 import { editPanel } from "./panel_dialog.js";
 import { watchPointers } from "./pointer.js";
@@ -21,7 +22,7 @@ const drafting = new OffscreenCanvas(1, 1).getContext("2d", { willReadFrequently
 const shared = new URLSearchParams(location.hash.slice(1)).get("panel");
 let settings = fromAddress(new URLSearchParams(location.hash.slice(1)));
 const history = new History(settings);
-let photos: { name: string; file: Blob }[] = [];
+let photos: { name: string; file: Blob; origin?: Origin }[] = [];
 let current = 0;
 let photo: ImageBitmap | undefined;
 let panel: PanelInfo | undefined;
@@ -284,7 +285,7 @@ async function decode(name: string, file: Blob): Promise<ImageBitmap> {
 let showing = 0;
 
 async function show(place: number): Promise<void> {
-  const { name, file } = photos[place]!;
+  const { name, file, origin } = photos[place]!;
   const turn = ++showing;
   try {
     const bitmap = await decode(name, file);
@@ -301,6 +302,7 @@ async function show(place: number): Promise<void> {
     showStrip();
     showSettings();
     await rendering.ask();
+    await showOrigin(origin);
   } catch (error) {
     fail(error);
   }
@@ -338,8 +340,9 @@ async function takeFiles(files: Iterable<File>): Promise<void> {
 let opening: Engine | undefined;
 let builder: Engine | undefined;
 
-async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBuffer>; options: { name: string } } |
+async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBuffer>; options: PanelOptions } |
                                { description: string }): Promise<void> {
+  forgetDevice();
   opening?.close(); // of two, the later one
   builder?.close();
   const own = (opening = newEngine());
@@ -630,8 +633,32 @@ function wire(): void {
   });
 }
 
+/** Albums and devices, where a server has them. */
+function wireAlbums(): Promise<void> {
+  return watchAlbums({
+    async open(name, file, origin) {
+      const known = photos.findIndex((photo) => photo.origin?.album === origin.album && photo.origin.picture.name === name);
+      if (known < 0) photos = [...photos, { name, file, origin }];
+      await show(known < 0 ? photos.length - 1 : known);
+    },
+    async openDevice({ width, height, format, dither }, bytes, { name, tft_layout, colours }) {
+      await openPanel({ bytes, options: { name, size: { width, height }, layout: tft_layout, colourNames: colours.map(({ name }) => name) } });
+      element<HTMLInputElement>("crop").click();
+      const known = <T extends string>(list: readonly T[], value: string | undefined): T | undefined => list.find((one) => one === value);
+      change({ format: known(frameFormats, format) ?? settings.format, dither: known(dithers, dither) ?? settings.dither });
+    },
+    crop: () => (photo && panel ? cropOf(photo, panelSize(), settings) : undefined),
+    showCrop(crop) {
+      const { rotate, whole, zoom, x, y } = neutral;
+      if (photo) change(crop ? settingsOf(crop, photo, panelSize()) : { rotate, whole, zoom, x, y });
+    },
+    say,
+  });
+}
+
 buildControls();
 wire();
+void wireAlbums();
 showSettings();
 showView();
 void openPanel(shared ? { description: shared } : { builtin: "six-colour" });
