@@ -4,12 +4,6 @@
 
 namespace oxel::tools {
 
-namespace {
-
-DevelopedPicture developed_picture;
-
-} // namespace
-
 Development development_of(const std::int32_t *amounts) {
     return {amounts[0],
             amounts[1],
@@ -20,20 +14,35 @@ Development development_of(const std::int32_t *amounts) {
             amounts[6] != 0};
 }
 
+bool DevelopedPicture::holds(std::span<const std::uint8_t> picture, ImageSize size) const {
+    return size.width == width_ &&
+           std::equal(picture.begin(), picture.end(), picture_.begin(), picture_.end());
+}
+
 std::span<const std::uint16_t> DevelopedPicture::light(std::span<const std::uint8_t> picture,
                                                        ImageSize size,
                                                        const Development &development,
                                                        const ExactColours &exact) {
-    if (size.width == width_ && development == development_ &&
-        std::equal(picture.begin(), picture.end(), picture_.begin(), picture_.end()))
+    const bool held = holds(picture, size);
+    if (held && development == development_)
         return light_;
-    width_ = size.width;
     development_ = development;
-    picture_.assign(picture.begin(), picture.end());
-    light_.resize(picture.size());
     bytes_.clear();
-    light_of_bytes(picture, light_);
-    develop(light_, size, development, exact);
+    light_.resize(picture.size());
+    if (!held) {
+        width_ = size.width;
+        picture_.assign(picture.begin(), picture.end());
+        developer_.reset();
+    }
+    if (!developer_ || !expects_changes_)
+        light_of_bytes(picture, light_);
+    if (!expects_changes_) {
+        develop(light_, size, development, exact);
+        return light_;
+    }
+    if (!developer_)
+        developer_.emplace(light_, size);
+    developer_->develop(development, exact, light_);
     return light_;
 }
 
@@ -45,10 +54,6 @@ std::span<const std::uint8_t> DevelopedPicture::bytes(std::span<const std::uint8
     if (bytes_.empty())
         bytes_ = bytes_of(light_);
     return bytes_;
-}
-
-DevelopedPicture &developed() {
-    return developed_picture;
 }
 
 } // namespace oxel::tools

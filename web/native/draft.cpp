@@ -52,6 +52,7 @@ struct AdjustedColours {
 };
 
 AdjustedColours adjusted;
+DevelopedPicture developed; // of a draft, which may have another size than what follows
 
 } // namespace
 
@@ -64,11 +65,13 @@ std::int32_t oxel_prepare_draft(const std::uint8_t *package, std::size_t package
                                 std::int32_t height, const std::int32_t *amounts, double gamma,
                                 std::int32_t preroll, std::uint8_t *prepared) {
     const ImageSize size{width, height};
-    if (const Development development = development_of(amounts); development != Development{})
-        picture = developed()
+    if (const Development development = development_of(amounts); development != Development{}) {
+        developed.expect_changes();
+        picture = developed
                       .bytes({picture, 3 * size.pixels()}, size, development,
                              exact_colours_of({package, package_size}))
                       .data();
+    }
     const std::int32_t *hsl = amounts + 7;
     const std::int32_t status = adjusted.adjust({hsl[0], hsl[1], hsl[2], hsl[3]}, gamma);
     if (status != OXEL_SUCCESS)

@@ -13,6 +13,8 @@ using namespace oxel::tools;
 
 namespace {
 
+DevelopedPicture developed;
+
 /// A picture as it was given or as it became: developed, in light, and otherwise in bytes.
 struct Wanted {
     std::int32_t status = OXEL_SUCCESS;
@@ -32,11 +34,11 @@ Wanted wanted(const std::uint8_t *picture, ImageSize size, const std::int32_t *a
     const std::int32_t *hsl = amounts + 7;
     if (gamma == 1 && std::all_of(hsl, hsl + 4, [](std::int32_t amount) { return amount == 0; })) {
         if (develops)
-            result.light = developed().light(result.bytes, size, development, exact);
+            result.light = developed.light(result.bytes, size, development, exact);
         return result;
     }
     if (develops)
-        result.bytes = developed().bytes(result.bytes, size, development, exact);
+        result.bytes = developed.bytes(result.bytes, size, development, exact);
     result.adjusted.resize(result.bytes.size());
     result.status =
         Oxel_image_adjustment(result.bytes.data(), ORDER_RGB, result.adjusted.data(), ORDER_RGB,

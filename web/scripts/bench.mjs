@@ -115,6 +115,7 @@ for (let run = 0; run < 5; ++run) {
   await page.click("#build");
   while (await page.getAttribute("body", "data-renders") === before) await page.waitForTimeout(10);
   builds.push(performance.now() - start);
+  await page.waitForSelector("#progress", { state: "hidden" }); // the package itself is there
 }
 console.log(`typed colours to new preview: ${median(builds).toFixed(0)} ms`);
 await page.waitForTimeout(15_000); // the packages themselves
