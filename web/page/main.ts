@@ -641,8 +641,8 @@ function wireAlbums(): Promise<void> {
       if (known < 0) photos = [...photos, { name, file, origin }];
       await show(known < 0 ? photos.length - 1 : known);
     },
-    async openDevice({ width, height, format, dither }, bytes, { name, tft_layout, colours }) {
-      await openPanel({ bytes, options: { name, size: { width, height }, layout: tft_layout, colourNames: colours.map(({ name }) => name) } });
+    async openDevice({ id, width, height, format, dither }, bytes, { tft_layout, colours }) {
+      await openPanel({ bytes, options: { name: id, size: { width, height }, layout: tft_layout, colourNames: colours.map(({ name }) => name) } });
       element<HTMLInputElement>("crop").click();
       const known = <T extends string>(list: readonly T[], value: string | undefined): T | undefined => list.find((one) => one === value);
       change({ format: known(frameFormats, format) ?? settings.format, dither: known(dithers, dither) ?? settings.dither });

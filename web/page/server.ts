@@ -5,7 +5,7 @@ export type Crop = [number, number, number, number];
 
 export interface AlbumPicture { name: string; crops: Record<string, Crop> }
 export interface Device { id: string; panel: string; width: number; height: number; format: string; dither?: string; source: string }
-export interface DevicePanel { name: string; tft_layout: number; colours: { name: string }[] }
+export interface DevicePanel { tft_layout: number; colours: { name: string }[] }
 
 const stored = "oxel-token";
 const dialog = document.getElementById("token-dialog") as HTMLDialogElement;
