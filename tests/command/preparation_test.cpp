@@ -2,6 +2,7 @@
 
 #include "Oxel_Morvel6_render.h"
 #include "package_builder/package_builder.h"
+#include "preparation/inks.h"
 #include "preparation/light.h"
 #include "preparation/preparation.h"
 #include "preparation/reduction.h"
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <random>
 
 using namespace oxel::tools;
@@ -208,6 +210,18 @@ TEST(Development, DoesWhatItSays) {
     const Light photo = photograph(size);
     EXPECT_EQ(developed(photo, {}), photo);
 
+    // One that keeps what does not depend on the amounts gives what a fresh one gives.
+    Developer developer(photo, size);
+    const Development tones{.clarity = 20, .shadows = 40};
+    for (const Development &amounts :
+         {tones, Development{.clarity = 50, .sharpen = 30, .shadows = -40, .highlights = 10},
+          Development{.shadows = 40, .auto_levels = true}, tones,
+          Development{.monochrome = true}}) {
+        Light result(photo.size());
+        developer.develop(amounts, ExactColours(palette), result);
+        EXPECT_EQ(result, developed(photo, amounts)) << amounts.clarity;
+    }
+
     // A grey wedge under warm light becomes grey, and its levels reach both ends.
     Light warm;
     for (int i = 0; i < 64 * 64; ++i)
@@ -255,6 +269,52 @@ TEST(Development, DoesWhatItSays) {
     EXPECT_LT(contrast(8, dim, bright, {.clarity = -40}), before * 4 / 5);
     const Bytes ink(palette, palette + 3), red(palette + 9, palette + 12);
     EXPECT_EQ(contrast(8, ink, red, {.clarity = 100, .sharpen = 100}), contrast(8, ink, red, {}));
+}
+
+/// A drawing: boxes and strokes, flat and partly smoothed, in pure colours, inks, greys and others.
+Bytes drawing(ImageSize size, std::mt19937 &random) {
+    const auto below = [&](int end) { return int(random() % unsigned(end)); };
+    const auto width = std::size_t(size.width);
+    Bytes bytes(3 * size.pixels(), 255);
+    for (int shape = 0; shape < 25; ++shape) {
+        const int kind = below(4);
+        const int ink = below(4);
+        std::array<std::uint8_t, 3> colour{};
+        for (std::size_t c = 0; c < 3; ++c)
+            colour[c] =
+                kind == 0 ? std::uint8_t(255 * below(2)) : palette[3 * std::size_t(ink) + c];
+        if (kind > 1)
+            colour.fill(std::uint8_t(kind == 2 ? 0 : below(256)));
+        const bool lying = below(2) == 0;
+        const int left = below(size.width), top = below(size.height);
+        const int right = std::min(size.width, left + 1 + below(lying ? 50 : 4));
+        const int bottom = std::min(size.height, top + 1 + below(lying ? 4 : 50));
+        for (int y = top; y < bottom; ++y)
+            for (int x = left; x < right; ++x)
+                std::copy_n(colour.begin(), 3,
+                            &bytes[3 * (std::size_t(y) * width + std::size_t(x))]);
+    }
+    for (std::size_t i = 3 * width; i < bytes.size() - 3 * width; ++i)
+        if (i / 3 % width < width / 2)
+            bytes[i] = std::uint8_t((2 * bytes[i] + bytes[i - 3] + bytes[i + 3 * width]) / 4);
+    return bytes;
+}
+
+TEST(Inks, AreThoseOfLightInBytesAndTheSameOnEveryMachine) {
+    std::mt19937 random(3);
+    Bytes kinds;
+    for (int i = 0; i < 60; ++i) {
+        const ImageSize size{1 + int(random() % 200), 20 + int(random() % 90)};
+        const Bytes bytes = drawing(size, random);
+        const InkColours colours(palette, static_cast<Inks>(random() % 3));
+        const InkPlane plane = find_inks(std::span<const std::uint8_t>(bytes), size, colours);
+        ASSERT_EQ(plane, find_inks(std::span<const std::uint16_t>(light_of(bytes)), size, colours));
+        std::transform(plane.begin(), plane.end(), std::back_inserter(kinds),
+                       [](std::int16_t ink) { return std::uint8_t(ink + 2); });
+    }
+    for (std::uint8_t kind = 0; kind < 6; ++kind) // beside, diffused, and each ink
+        EXPECT_GT(std::count(kinds.begin(), kinds.end(), kind), 1000) << int(kind);
+    EXPECT_EQ(checksum(kinds), 68428686U);
 }
 
 TEST(Preparation, IsTheSameOnEveryMachine) {

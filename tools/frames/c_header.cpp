@@ -4,7 +4,6 @@
 #include "frames/packed.h"
 
 #include <charconv>
-#include <cstdio>
 #include <stdexcept>
 #include <string_view>
 
@@ -89,10 +88,13 @@ Bytes encode_c_header(const FrameImage &frame) {
                        " highest bits\n * of a row's first byte; what is left of its last byte is"
                        " 0.\n *\n * Code  R   G   B  (measured)\n";
     for (const Code &code : frame.codes) {
-        char line[32];
-        std::snprintf(line, sizeof line, " * %3d %3d %3d %3d", code.code, code.colour[0],
-                      code.colour[1], code.colour[2]);
-        text += line + (code.name.empty() ? "" : "  " + plain(code.name, " -.,()")) + "\n";
+        text += " *";
+        for (const int number :
+             {int{code.code}, int{code.colour[0]}, int{code.colour[1]}, int{code.colour[2]}}) {
+            const std::string digits = std::to_string(number);
+            text += std::string(4 - digits.size(), ' ') + digits; // at most three
+        }
+        text += (code.name.empty() ? "" : "  " + plain(code.name, " -.,()")) + "\n";
     }
     text += " */\n#ifndef " + prefix + "_H\n#define " + prefix + "_H\n\n#include <stdint.h>\n\n" +
             define("_WIDTH", static_cast<std::size_t>(frame.size.width)) +

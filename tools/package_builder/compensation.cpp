@@ -16,6 +16,7 @@ namespace {
 /// Intervals of a channel: the most that leave no more nodes than a build of seconds can solve.
 constexpr int most_intervals = 45;
 constexpr int least_intervals = 15;
+constexpr int rough_intervals = 9;
 constexpr std::size_t most_nodes = 7000;
 
 /// Corrections, in sRGB bytes, at the nodes of a lattice over the sRGB cube.
@@ -78,11 +79,10 @@ std::vector<std::size_t> nodes_about(const Lattice &lattice, const std::vector<V
 
 /// The corrections that colours need, at the nodes about them.
 Lattice solved_lattice(const PatchSolver &solver, const std::vector<Vector3> &colours,
-                       const std::function<void(double)> &progress) {
-    Lattice lattice(most_intervals);
+                       int intervals, const std::function<void(double)> &progress) {
+    Lattice lattice(intervals);
     std::vector<std::size_t> nodes = nodes_about(lattice, colours);
-    for (int intervals = most_intervals;
-         nodes.size() > most_nodes && intervals > least_intervals;) {
+    for (; nodes.size() > most_nodes && intervals > least_intervals;) {
         lattice = Lattice(intervals -= 3);
         nodes = nodes_about(lattice, colours);
     }
@@ -98,6 +98,21 @@ Lattice solved_lattice(const PatchSolver &solver, const std::vector<Vector3> &co
         done += count;
     }
     return lattice;
+}
+
+Vector3 corrected(const Lattice &lattice, const Vector3 &colour) {
+    Vector3 given = colour;
+    lattice.for_each_node_about(colour, [&](std::size_t node, double weight) {
+        given = given + weight * lattice.correction(node);
+    });
+    return given;
+}
+
+std::vector<Vector3> srgb_of(const std::vector<Vector3> &lights) {
+    std::vector<Vector3> colours;
+    colours.reserve(lights.size());
+    std::transform(lights.begin(), lights.end(), std::back_inserter(colours), srgb_from_light);
+    return colours;
 }
 
 bool is_palette_colour(const Characterisation &panel, const Vector3 &light) {
@@ -135,12 +150,9 @@ std::vector<std::uint8_t>
 compensate(const Characterisation &panel, const std::vector<Vector3> &targets,
            const PatchSimulation &simulation, const DiffusionWeights &weights,
            const DiffusionWeights &grey_weights, const std::function<void(double)> &progress) {
-    std::vector<Vector3> colours;
-    colours.reserve(targets.size());
-    std::transform(targets.begin(), targets.end(), std::back_inserter(colours), srgb_from_light);
-
+    const std::vector<Vector3> colours = srgb_of(targets);
     const PatchSolver solver(panel, simulation, weights);
-    const Lattice lattice = solved_lattice(solver, colours, progress);
+    const Lattice lattice = solved_lattice(solver, colours, most_intervals, progress);
     const std::vector<GreyStep> greys =
         solved_greys(panel, targets, PatchSolver(panel, simulation, grey_weights));
     std::vector<std::uint8_t> table;
@@ -153,16 +165,26 @@ compensate(const Characterisation &panel, const std::vector<Vector3> &targets,
         } else if (red == green && green == blue) { // the eye sees a cast of greys first
             bytes = greys[red].bytes;
         } else {
-            Vector3 given = colours[cell];
-            lattice.for_each_node_about(colours[cell], [&](std::size_t node, double weight) {
-                given = given + weight * lattice.correction(node);
-            });
-            bytes = to_bytes(given);
+            bytes = to_bytes(corrected(lattice, colours[cell]));
         }
         table.insert(table.end(), bytes.begin(), bytes.end());
     });
     progress(1);
     return table;
+}
+
+std::vector<Vector3> roughly_compensate(const Characterisation &panel,
+                                        const std::vector<Vector3> &targets,
+                                        const PatchSimulation &simulation,
+                                        const DiffusionWeights &weights,
+                                        const std::function<void(double)> &progress) {
+    std::vector<Vector3> colours = srgb_of(targets);
+    const Lattice lattice =
+        solved_lattice(PatchSolver(panel, simulation, weights), colours, rough_intervals, progress);
+    for (std::size_t i = 0; i < colours.size(); ++i)
+        colours[i] = is_palette_colour(panel, targets[i]) ? add_rounding_loss(colours[i])
+                                                          : corrected(lattice, colours[i]);
+    return colours;
 }
 
 } // namespace oxel::tools

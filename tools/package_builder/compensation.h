@@ -23,6 +23,13 @@ compensate(const Characterisation &panel, const std::vector<Vector3> &targets,
            const PatchSimulation &simulation, const DiffusionWeights &weights,
            const DiffusionWeights &grey_weights, const std::function<void(double)> &progress);
 
+/// About the same in a tenth of the time, before it is rounded to bytes.
+std::vector<Vector3> roughly_compensate(const Characterisation &panel,
+                                        const std::vector<Vector3> &targets,
+                                        const PatchSimulation &simulation,
+                                        const DiffusionWeights &weights,
+                                        const std::function<void(double)> &progress);
+
 } // namespace oxel::tools
 
 #endif

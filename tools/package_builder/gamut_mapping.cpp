@@ -3,7 +3,6 @@
 #include "package_builder/cells.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 namespace oxel::tools {
@@ -156,19 +155,24 @@ Vector3 GamutMapping::map(const Vector3 &source, Vector3 &near) const {
     return ink + rest * (from_paper(near) - ink);
 }
 
-std::vector<Vector3> GamutMapping::map_cells() const {
-    std::array<double, cell_steps> channel_light{};
-    for (std::size_t step = 0; step < cell_steps; ++step) {
-        const double byte = grid_ == Grid::ends ? 255.0 * double(step) / 63 : middle_byte(step);
-        channel_light[step] = light_from_srgb({byte, byte, byte})[0];
+std::vector<Vector3> GamutMapping::map_every(std::size_t step) const {
+    std::vector<double> channel_light;
+    for (std::size_t cell = 0; cell < cell_steps; cell += step) {
+        const double byte = grid_ == Grid::ends ? 255.0 * double(cell) / 63 : middle_byte(cell);
+        channel_light.push_back(light_from_srgb({byte, byte, byte})[0]);
     }
     std::vector<Vector3> lights;
-    lights.reserve(package_cells);
+    lights.reserve(channel_light.size() * channel_light.size() * channel_light.size());
     Vector3 near = start();
-    for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
-        lights.push_back(
-            map({channel_light[red], channel_light[green], channel_light[blue]}, near));
-    });
+    for (const double red : channel_light)
+        for (const double green : channel_light)
+            for (const double blue : channel_light)
+                lights.push_back(map({red, green, blue}, near));
+    return lights;
+}
+
+std::vector<Vector3> GamutMapping::map_cells() const {
+    std::vector<Vector3> lights = map_every(1);
     // Artwork in the inks' own colours is to come out in pure ink.
     for (std::size_t corner = panel_.corner_lights().size();
          corner-- > 0 && !rule_.relative_to_paper;) {

@@ -48,6 +48,9 @@ class GamutMapping {
     /// The light for each cell of a package's tables, in their order.
     std::vector<Vector3> map_cells() const;
 
+    /// The same for every so many cells each way, from the first one on.
+    std::vector<Vector3> map_every(std::size_t step) const;
+
     /// The light for one source colour in linear sRGB. `near` is where the search for a clipped
     /// colour starts, relative to the paper; it receives the place found.
     Vector3 map(const Vector3 &source, Vector3 &near) const;

@@ -1,10 +1,12 @@
 #include "package_builder/package_builder.h"
 
+#include "package_builder/cells.h"
 #include "package_builder/compensation.h"
 #include "package_builder/kernel_agreement.h"
 #include "package_builder/package_file.h"
 #include "package_builder/quantisation.h"
 
+#include <algorithm>
 #include <cstddef>
 #include <iterator>
 
@@ -26,6 +28,48 @@ DiffusionWeights weights_for(Tuning tuning, const DiffusionWeights &of_all) {
     DiffusionWeights weights{};
     weights[static_cast<std::size_t>(tuning) - 1] = 1;
     return weights;
+}
+
+constexpr std::size_t rough_step = 3; // cells between those that are computed, which ends with one
+constexpr std::size_t rough_nodes = (cell_steps - 1) / rough_step + 1;
+
+/// A gamut table of the colours of every third cell, and what lies between them.
+std::vector<std::uint8_t> interpolated(const std::vector<Vector3> &colours) {
+    std::vector<std::uint8_t> table;
+    table.reserve(3 * package_cells);
+    const auto node = [](std::size_t cell) { return std::min(cell / rough_step, rough_nodes - 2); };
+    for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
+        Vector3 colour{};
+        for (std::size_t corner = 0; corner < 8; ++corner) {
+            std::size_t place = 0;
+            double weight = 1;
+            for (std::size_t axis = 0; const std::size_t cell : {red, green, blue}) {
+                const std::size_t upper = corner >> axis++ & 1;
+                const double rest = double(cell) / rough_step - double(node(cell));
+                place = place * rough_nodes + node(cell) + upper;
+                weight *= upper == 1 ? rest : 1 - rest;
+            }
+            if (weight > 0)
+                colour = colour + weight * colours[place];
+        }
+        const RgbBytes bytes = to_bytes(colour);
+        table.insert(table.end(), bytes.begin(), bytes.end());
+    });
+    return table;
+}
+
+/// Fills in what is computed, of fewer cells.
+void build_roughly(const Characterisation &panel, const BuildOptions &options,
+                   const TuningWeights &weights, BuiltTables &tables) {
+    tables.targets = GamutMapping(panel, options.intent).map_every(rough_step);
+    options.progress(0.2);
+    const Quantiser quantiser(panel, 2);
+    tables.quantisation = quantiser.table(quantiser.own_sites());
+    options.progress(0.4);
+    tables.gamut = interpolated(roughly_compensate(
+        panel, tables.targets, PatchSimulation(panel, tables.quantisation), weights.colours,
+        [&](double share) { options.progress(0.4 + 0.6 * share); }));
+    options.progress(1);
 }
 
 } // namespace
@@ -51,6 +95,10 @@ BuiltTables build_tables(const Characterisation &panel, const BuildOptions &opti
                        static_cast<std::uint8_t>(options.tuning),
                        0};
     options.progress(0);
+    if (options.rough) {
+        build_roughly(panel, options, weights, tables);
+        return tables;
+    }
     tables.targets = GamutMapping(panel, options.intent).map_cells();
     options.progress(0.2);
     const Quantiser quantiser(panel);

@@ -46,6 +46,8 @@ constexpr Tuning tuning_for(int dithering_mode) {
 struct BuildOptions {
     Intent intent = Intent::perceptual;
     Tuning tuning = Tuning::all;
+    /// About the same tables in a tenth of the time, to look at while the others are built.
+    bool rough = false;
     /// Called with a share of the work from 0 to 1, which never falls.
     std::function<void(double)> progress = [](double) {};
 };

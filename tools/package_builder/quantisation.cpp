@@ -84,7 +84,7 @@ std::vector<std::size_t> nearest_on_surface(const std::vector<ByteTriangle> &tri
 
 } // namespace
 
-Quantiser::Quantiser(const Characterisation &panel) {
+Quantiser::Quantiser(const Characterisation &panel, std::size_t together) : together_(together) {
     std::vector<std::size_t> all;
     for (const Vector3 &light : panel.lights()) {
         all.push_back(own_sites_.size());
@@ -99,26 +99,33 @@ Quantiser::Quantiser(const Characterisation &panel) {
     known[{}] = 0; // inside, any will do
     const std::vector<ByteTriangle> triangles =
         is_a_line(panel) ? std::vector<ByteTriangle>() : byte_triangles(panel);
+    const std::size_t steps = cell_steps / together;
+    const auto middle = [together](std::size_t step) {
+        return 4 * double(together) * double(step) + 2 * double(together) - 0.5;
+    };
     std::array<double, cell_steps> channel_light{};
-    for (std::size_t step = 0; step < cell_steps; ++step)
-        channel_light[step] = light_from_srgb({middle_byte(step), 0, 0})[0];
-    cells_.reserve(package_cells);
-    for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
+    for (std::size_t step = 0; step < steps; ++step)
+        channel_light[step] = light_from_srgb({middle(step), 0, 0})[0];
+    cells_.reserve(steps * steps * steps);
+    for (std::size_t number = 0; number < steps * steps * steps; ++number) {
+        const std::size_t red = number / steps / steps;
+        const std::size_t green = number / steps % steps;
+        const std::size_t blue = number % steps;
         const Vector3 light = {channel_light[red], channel_light[green], channel_light[blue]};
         const double thickness =
             panel.holds(light) ? surface_thickness : std::numeric_limits<double>::infinity();
-        const std::vector<std::size_t> surface = nearest_on_surface(
-            triangles, {middle_byte(red), middle_byte(green), middle_byte(blue)}, thickness);
+        const std::vector<std::size_t> surface =
+            nearest_on_surface(triangles, {middle(red), middle(green), middle(blue)}, thickness);
         const auto [choice, is_new] = known.try_emplace(surface, choices_.size());
         if (is_new)
             choices_.push_back(surface);
         cells_.push_back({weighted_lab(light), choice->second});
-    });
+    }
 }
 
 std::vector<std::uint8_t> Quantiser::table(const std::vector<Vector3> &sites) const {
-    std::vector<std::uint8_t> table;
-    table.reserve(cells_.size());
+    std::vector<std::uint8_t> taken;
+    taken.reserve(cells_.size());
     for (const Cell &cell : cells_) {
         const std::vector<std::size_t> &choice = choices_[cell.choice];
         std::size_t nearest = choice.front();
@@ -128,8 +135,17 @@ std::vector<std::uint8_t> Quantiser::table(const std::vector<Vector3> &sites) co
                 least = d;
                 nearest = choice[i];
             }
-        table.push_back(static_cast<std::uint8_t>(nearest));
+        taken.push_back(static_cast<std::uint8_t>(nearest));
     }
+    if (together_ == 1)
+        return taken;
+    const std::size_t steps = cell_steps / together_;
+    std::vector<std::uint8_t> table;
+    table.reserve(package_cells);
+    for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
+        table.push_back(
+            taken[(red / together_ * steps + green / together_) * steps + blue / together_]);
+    });
     return table;
 }
 

@@ -19,7 +19,8 @@ namespace oxel::tools {
 /// for colours far outside, whose errors smear.
 class Quantiser {
   public:
-    explicit Quantiser(const Characterisation &panel);
+    /// So many cells each way are taken for one: more than 1 gives a rough table in less time.
+    explicit Quantiser(const Characterisation &panel, std::size_t together = 1);
 
     /// The colours' own places, in a CIE L*a*b* whose axes are stretched by their weights.
     const std::vector<Vector3> &own_sites() const { return own_sites_; }
@@ -33,6 +34,7 @@ class Quantiser {
         std::size_t choice; // which of choices_
     };
 
+    std::size_t together_;
     std::vector<Vector3> own_sites_;
     std::vector<std::vector<std::size_t>> choices_; // sets of palette indices; the first has all
     std::vector<Cell> cells_;

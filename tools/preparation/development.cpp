@@ -1,11 +1,9 @@
 #include "preparation/development.h"
 
-#include "preparation/blur.h"
-#include "preparation/light.h"
-
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace oxel::tools {
@@ -42,7 +40,7 @@ double sixth_root(double x) {
 
 /// What makes the channels' means of a power, the first or the sixth, alike, and keeps the
 /// luminance of greys. Clipped pixels tell nothing of the light.
-Gains balance(std::span<const std::uint16_t> light, bool sixth_power) {
+Gains gains_of(std::span<const std::uint16_t> light, bool sixth_power) {
     std::array<double, 3> sums{};
     for (std::size_t i = 0; i < light.size(); i += 3) {
         if (std::max({light[i], light[i + 1], light[i + 2]}) == 65535)
@@ -162,18 +160,34 @@ bool changes_lightness(const Development &amounts) {
            amounts.highlights != 0;
 }
 
+/// Works out what these amounts need and is not there yet.
+void complete(LightnessPlanes &planes, std::span<const std::uint16_t> light, ImageSize size,
+              const Development &amounts) {
+    if (planes.lightness.empty()) {
+        planes.lightness.resize(size.pixels());
+        for (std::size_t i = 0; i < planes.lightness.size(); ++i)
+            planes.lightness[i] =
+                float(lightness_of_light(rounded(luminance(&light[3 * i])))) / full_light;
+    }
+    if (planes.base.empty() && (amounts.shadows != 0 || amounts.highlights != 0))
+        planes.base = base_of(planes.lightness, size);
+    if (planes.coarse.empty() && amounts.clarity != 0)
+        planes.coarse = blur(planes.lightness, size, 15);
+    if (planes.fine.empty() && amounts.sharpen != 0)
+        planes.fine = blur(planes.lightness, size, 1);
+}
+
 void develop_lightness(std::span<std::uint16_t> light, ImageSize size, const Development &amounts,
-                       const ExactColours &exact) {
-    Plane lightness(size.pixels());
-    for (std::size_t i = 0; i < lightness.size(); ++i)
-        lightness[i] = float(lightness_of_light(rounded(luminance(&light[3 * i])))) / full_light;
+                       const ExactColours &exact, LightnessPlanes &planes) {
+    complete(planes, light, size, amounts);
+    const Plane &lightness = planes.lightness;
     Plane change(size.pixels());
     if (amounts.shadows != 0 || amounts.highlights != 0)
-        add_tones(change, base_of(lightness, size), amounts.shadows, amounts.highlights);
+        add_tones(change, planes.base, amounts.shadows, amounts.highlights);
     if (amounts.clarity != 0)
-        add_detail(change, lightness, blur(lightness, size, 15), amounts.clarity, 0.2F);
+        add_detail(change, lightness, planes.coarse, amounts.clarity, 0.2F);
     if (amounts.sharpen != 0)
-        add_detail(change, lightness, blur(lightness, size, 1), amounts.sharpen, 0.3F);
+        add_detail(change, lightness, planes.fine, amounts.sharpen, 0.3F);
     for (std::size_t i = 0; i < lightness.size(); ++i) {
         std::uint16_t *pixel = &light[3 * i];
         if (exact.hold(pixel))
@@ -184,23 +198,49 @@ void develop_lightness(std::span<std::uint16_t> light, ImageSize size, const Dev
     }
 }
 
-} // namespace
-
-void develop(std::span<std::uint16_t> light, ImageSize size, const Development &amounts,
-             const ExactColours &exact) {
+void balance(std::span<std::uint16_t> light, const Development &amounts) {
     Gains gains{1, 1, 1};
     if (amounts.white_balance != WhiteBalance::none)
-        gains = balance(light, amounts.white_balance == WhiteBalance::automatic);
+        gains = gains_of(light, amounts.white_balance == WhiteBalance::automatic);
     const Levels levels = amounts.auto_levels ? levels_of(light, gains) : Levels{};
     if (amounts.white_balance != WhiteBalance::none || amounts.auto_levels)
         for (std::size_t i = 0; i < light.size(); ++i)
             light[i] =
                 rounded(levels.gain * (float(gains[i % 3]) * float(light[i]) - levels.black));
+}
+
+void finish(std::span<std::uint16_t> light, ImageSize size, const Development &amounts,
+            const ExactColours &exact, LightnessPlanes &planes) {
     if (changes_lightness(amounts))
-        develop_lightness(light, size, amounts, exact);
+        develop_lightness(light, size, amounts, exact, planes);
     if (amounts.monochrome)
         for (std::size_t i = 0; i < light.size(); i += 3)
             light[i] = light[i + 1] = light[i + 2] = rounded(luminance(&light[i]));
+}
+
+} // namespace
+
+void develop(std::span<std::uint16_t> light, ImageSize size, const Development &amounts,
+             const ExactColours &exact) {
+    balance(light, amounts);
+    LightnessPlanes planes;
+    finish(light, size, amounts, exact, planes);
+}
+
+Developer::Developer(Light picture, ImageSize size)
+    : picture_(std::move(picture)), size_(size), balanced_(picture_) {}
+
+void Developer::develop(const Development &amounts, const ExactColours &exact,
+                        std::span<std::uint16_t> developed) {
+    if (amounts.white_balance != balanced_for_.white_balance ||
+        amounts.auto_levels != balanced_for_.auto_levels) {
+        balanced_for_ = amounts;
+        balanced_ = picture_;
+        balance(balanced_, amounts);
+        planes_ = {};
+    }
+    std::copy(balanced_.begin(), balanced_.end(), developed.begin());
+    finish(developed, size_, amounts, exact, planes_);
 }
 
 } // namespace oxel::tools

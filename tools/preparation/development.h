@@ -2,7 +2,9 @@
 #define OXEL_TOOLS_DEVELOPMENT_H
 
 #include "base/image_size.h"
+#include "preparation/blur.h"
 #include "preparation/exact_colours.h"
+#include "preparation/light.h"
 
 #include <cstdint>
 #include <span>
@@ -33,6 +35,32 @@ struct Development {
 /// highlights leave exact colours as they are.
 void develop(std::span<std::uint16_t> light, ImageSize size, const Development &amounts,
              const ExactColours &exact);
+
+/// What developing must know of a picture's lightness, whatever the amounts; each is worked out
+/// when it is needed first.
+struct LightnessPlanes {
+    Plane lightness;
+    Plane base;   // without detail, but with its edges
+    Plane coarse; // what clarity compares with
+    Plane fine;   // what sharpening compares with
+};
+
+/// Develops one picture by different amounts, and works out once what does not depend on them.
+class Developer {
+  public:
+    Developer(Light picture, ImageSize size);
+
+    /// As develop does. `developed` receives as many channels.
+    void develop(const Development &amounts, const ExactColours &exact,
+                 std::span<std::uint16_t> developed);
+
+  private:
+    Light picture_;
+    ImageSize size_;
+    Development balanced_for_; // of which the white balance and the levels count
+    Light balanced_;
+    LightnessPlanes planes_; // of that
+};
 
 } // namespace oxel::tools
 

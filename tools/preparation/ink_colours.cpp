@@ -105,6 +105,7 @@ void InkColours::add(const Bytes3 &bytes, std::size_t ink) {
          ++red)
         if (ExactColours::near(static_cast<std::uint16_t>(red), colour.light[0]))
             reds_[static_cast<std::size_t>(red)] = true;
+    byte_greens_[bytes[1]] = true;
     colours_.push_back(colour);
 }
 
@@ -113,6 +114,13 @@ int InkColours::known_ink_of(const std::uint16_t *light) const {
         if (ExactColours::near(light[0], colour.light[0]) &&
             ExactColours::near(light[1], colour.light[1]) &&
             ExactColours::near(light[2], colour.light[2]))
+            return colour.ink;
+    return -1;
+}
+
+int InkColours::known_ink_of(const std::uint8_t *bytes) const {
+    for (const Colour &colour : colours_)
+        if (std::equal(bytes, bytes + 3, colour.bytes.begin()))
             return colour.ink;
     return -1;
 }

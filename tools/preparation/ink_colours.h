@@ -36,6 +36,11 @@ class InkColours {
         return reds_.empty() || !reds_[light[0]] ? -1 : known_ink_of(light);
     }
 
+    /// The same of a pixel of bytes.
+    int ink_of(const std::uint8_t *bytes) const {
+        return byte_greens_[bytes[1]] ? known_ink_of(bytes) : -1;
+    }
+
     /// The pure ones first.
     const std::vector<Colour> &colours() const { return colours_; }
 
@@ -43,9 +48,11 @@ class InkColours {
     void add_pure_colours(std::span<const std::uint8_t> palette);
     void add(const std::array<std::uint8_t, 3> &bytes, std::size_t ink);
     int known_ink_of(const std::uint16_t *light) const;
+    int known_ink_of(const std::uint8_t *bytes) const;
 
     std::vector<Colour> colours_;
-    std::vector<bool> reds_; // which first channels any of them has
+    std::vector<bool> reds_;              // which first channels of light any of them has
+    std::array<bool, 256> byte_greens_{}; // which second channels of bytes
 };
 
 } // namespace oxel::tools

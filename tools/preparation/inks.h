@@ -30,6 +30,9 @@ constexpr std::size_t least_ink_area = 16; // pixels; specks of photographs are 
 /// Other pixels that are less than 5 away from ink are beside_ink.
 InkPlane find_inks(std::span<const std::uint16_t> light, ImageSize size, const InkColours &colours);
 
+/// The same of a picture of 3 bytes a pixel, in less time than by way of their light.
+InkPlane find_inks(std::span<const std::uint8_t> bytes, ImageSize size, const InkColours &colours);
+
 } // namespace oxel::tools
 
 #endif

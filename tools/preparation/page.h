@@ -20,8 +20,11 @@ struct Page {
 Page prepare_page(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
                   const ExactColours &exact, InkPlane inks, int preroll);
 
-/// The second of the page's pictures alone.
+/// The second of the page's pictures alone, of light or of bytes.
 std::optional<PreparedPicture> prepare_apart(std::span<const std::uint16_t> light, ImageSize size,
+                                             Grid grid, const ExactColours &exact,
+                                             const InkPlane &inks, int preroll);
+std::optional<PreparedPicture> prepare_apart(std::span<const std::uint8_t> bytes, ImageSize size,
                                              Grid grid, const ExactColours &exact,
                                              const InkPlane &inks, int preroll);
 

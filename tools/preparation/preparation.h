@@ -23,6 +23,10 @@ struct PreparedPicture {
 PreparedPicture prepare(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
                         const ExactColours &exact, int preroll);
 
+/// The same of a picture of 3 bytes a pixel, in less time than by way of their light.
+PreparedPicture prepare(std::span<const std::uint8_t> picture, ImageSize size, Grid grid,
+                        const ExactColours &exact, int preroll);
+
 } // namespace oxel::tools
 
 #endif

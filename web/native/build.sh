@@ -37,20 +37,22 @@ compile() { # MODULE FLAGS -- SOURCES
 mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \
     include/Oxel_Morvel6_render.h)
 
-# -Os makes the wide kernels' inner loop ten times as slow, and -O2 serpentine order by a fifth.
+# -Os makes the wide kernels' inner loop ten times as slow, and -O2 serpentine order by a fifth. Nothing
+# here throws but for want of memory, which ends the call anyway.
 render() { # MODULE FLAG ...
     local module=$1
     shift
     mapfile -t sources < <(find src -name '*.cpp' -not -name vector128.cpp)
-    compile "$module" -Os "$@" -- "${sources[@]}"
-    compile "$module-" -O3 "$@" -- src/forms/vector128.cpp
-    compile "$module+" -O2 "$@" -- tools/preparation/{grid,light}.cpp web/native/{pixels,display,preparation}.cpp
-    compile "$module++" -Os "$@" -- tools/preparation/{blur,development,exact_colours,preroll,preparation,page,ink_colours,inks}.cpp \
+    compile "$module" -Os -fno-exceptions "$@" -- "${sources[@]}"
+    compile "$module-" -O3 -fno-exceptions "$@" -- src/forms/vector128.cpp
+    compile "$module+" -O2 -fno-exceptions "$@" -- tools/preparation/grid.cpp web/native/{pixels,preparation,draft}.cpp
+    compile "$module++" -Os -fno-exceptions "$@" -- \
+        tools/preparation/{blur,development,exact_colours,preroll,preparation,page,ink_colours,ink_runs,inks,light,pixel_marks}.cpp \
         tools/panels/{picture_needs,table_lookup}.cpp tools/package_builder/{package_file,noted_options}.cpp \
-        tools/render/line_pairs.cpp web/native/{runtime,guard}.cpp
+        tools/render/line_pairs.cpp web/native/{runtime,guard,display,developed}.cpp
     "${clang[@]}" "${link[@]}" "$objects/$module"{,-,+,++}/*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
-        -Wl,--export=oxel_{prepare,put_together,render_undiffused,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
+        -Wl,--export=oxel_{prepare,prepare_draft,put_together,render_undiffused,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
 }
 render oxel &
 render oxel-simd -msimd128 &

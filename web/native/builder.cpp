@@ -54,8 +54,9 @@ const char *oxel_name(std::size_t place) {
 }
 
 /// The package of the description.
-void oxel_build(std::int32_t intent, std::int32_t tuning) {
-    result = build_package(description.colours, {static_cast<Intent>(intent),
-                                                 static_cast<Tuning>(tuning), oxel_progress});
+void oxel_build(std::int32_t intent, std::int32_t tuning, std::int32_t rough) {
+    result = build_package(
+        description.colours,
+        {static_cast<Intent>(intent), static_cast<Tuning>(tuning), rough != 0, oxel_progress});
 }
 }

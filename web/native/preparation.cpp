@@ -1,32 +1,26 @@
 // What happens to a picture before it is rendered, behind a C interface.
 #include "Oxel_Morvel6_render.h"
+#include "developed.h"
 #include "panels/picture_needs.h"
 #include "panels/table_lookup.h"
 #include "preparation/light.h"
 #include "preparation/page.h"
 
 #include <algorithm>
-#include <array>
 #include <vector>
 
 using namespace oxel::tools;
 
 namespace {
 
+DevelopedPicture developed;
+
 /// A picture as it was given or as it became: developed, in light, and otherwise in bytes.
 struct Wanted {
     std::int32_t status = OXEL_SUCCESS;
     std::span<const std::uint8_t> bytes;
-    Light light;                     // instead of the bytes, if it is not empty
-    std::vector<std::uint8_t> owned; // what `bytes` are, if they are not the picture's
-
-    Light &in_light() {
-        if (light.empty()) {
-            light.resize(bytes.size());
-            light_of_bytes(bytes, light);
-        }
-        return light;
-    }
+    std::span<const std::uint16_t> light; // instead of the bytes, if it is not empty
+    std::vector<std::uint8_t> adjusted;   // what `bytes` are, if they have been adjusted
 };
 
 /// Develops and adjusts a picture of 3 bytes a pixel. `amounts` are those of struct Development,
@@ -34,52 +28,23 @@ struct Wanted {
 Wanted wanted(const std::uint8_t *picture, ImageSize size, const std::int32_t *amounts,
               double gamma, const ExactColours &exact) {
     Wanted result;
-    const std::size_t channels = 3 * size.pixels();
-    result.bytes = {picture, channels};
-    const Development development{amounts[0],
-                                  amounts[1],
-                                  amounts[2],
-                                  amounts[3],
-                                  static_cast<WhiteBalance>(amounts[4]),
-                                  amounts[5] != 0,
-                                  amounts[6] != 0};
-    if (development != Development{})
-        develop(result.in_light(), size, development, exact);
+    result.bytes = {picture, 3 * size.pixels()};
+    const Development development = development_of(amounts);
+    const bool develops = development != Development{};
     const std::int32_t *hsl = amounts + 7;
-    if (gamma == 1 && std::all_of(hsl, hsl + 4, [](std::int32_t amount) { return amount == 0; }))
+    if (gamma == 1 && std::all_of(hsl, hsl + 4, [](std::int32_t amount) { return amount == 0; })) {
+        if (develops)
+            result.light = developed.light(result.bytes, size, development, exact);
         return result;
-    result.owned.resize(channels);
-    if (!result.light.empty()) {
-        bytes_of_light(result.light, result.owned);
-        result.bytes = result.owned;
-        result.light = {};
     }
+    if (develops)
+        result.bytes = developed.bytes(result.bytes, size, development, exact);
+    result.adjusted.resize(result.bytes.size());
     result.status =
-        Oxel_image_adjustment(result.bytes.data(), ORDER_RGB, result.owned.data(), ORDER_RGB,
+        Oxel_image_adjustment(result.bytes.data(), ORDER_RGB, result.adjusted.data(), ORDER_RGB,
                               size.width, size.height, hsl[0], hsl[1], hsl[2], hsl[3], gamma);
-    result.bytes = result.owned;
+    result.bytes = result.adjusted;
     return result;
-}
-
-/// Whether find_inks might find an area: so many pixels of an ink, which photographs seldom have,
-/// are counted sooner than searched.
-bool might_have_inks(const Wanted &picture, const InkColours &colours) {
-    if (!picture.light.empty())
-        return true;
-    std::array<bool, 256> greens{};
-    for (const InkColours::Colour &colour : colours.colours())
-        greens[colour.bytes[1]] = true;
-    std::size_t left = least_ink_area;
-    for (const std::uint8_t *at = picture.bytes.data();
-         at < picture.bytes.data() + picture.bytes.size(); at += 3)
-        if (greens[at[1]] &&
-            std::any_of(colours.colours().begin(), colours.colours().end(),
-                        [at](const auto &colour) {
-                            return std::equal(at, at + 3, colour.bytes.begin());
-                        }) &&
-            --left == 0)
-            return true;
-    return false;
 }
 
 } // namespace
@@ -120,17 +85,21 @@ std::int32_t oxel_prepare(const std::uint8_t *package, std::size_t package_size,
 
     *found = 0;
     const InkColours colours = ink_colours_of(tables, static_cast<Inks>(choice));
-    if (!might_have_inks(input, colours))
-        return OXEL_SUCCESS;
-    const InkPlane plane = find_inks(input.in_light(), size, colours);
-    if (plane.empty())
-        return OXEL_SUCCESS;
-    *found = 1;
-    std::copy(plane.begin(), plane.end(), inks);
-    if (const auto other = prepare_apart(input.light, size, grid, exact, plane, preroll)) {
-        *found = 2;
-        std::copy(other->bytes.begin(), other->bytes.end(), apart);
-    }
+    const auto seek = [&](auto channels) {
+        const InkPlane plane = find_inks(channels, size, colours);
+        if (plane.empty())
+            return;
+        *found = 1;
+        std::copy(plane.begin(), plane.end(), inks);
+        if (const auto other = prepare_apart(channels, size, grid, exact, plane, preroll)) {
+            *found = 2;
+            std::copy(other->bytes.begin(), other->bytes.end(), apart);
+        }
+    };
+    if (input.light.empty())
+        seek(input.bytes);
+    else
+        seek(input.light);
     return OXEL_SUCCESS;
 }
 
@@ -152,8 +121,8 @@ std::int32_t oxel_render_undiffused(const std::uint8_t *package, std::size_t pac
     if (input.status != OXEL_SUCCESS)
         return input.status;
     if (!input.light.empty()) {
-        input.owned = bytes_of(input.light);
-        input.bytes = input.owned;
+        input.adjusted = bytes_of(input.light);
+        input.bytes = input.adjusted;
     }
     std::vector<std::uint8_t> indices(size.pixels());
     if (!look_up(tables, input.bytes, indices))

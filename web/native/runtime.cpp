@@ -40,6 +40,11 @@ const char *oxel_reason() {
     return reason;
 }
 
+/// The C++ library's last words would bring printf along; nobody would read them.
+[[noreturn]] void abort_message(const char *, ...) {
+    __builtin_trap();
+}
+
 // Nothing catches here. An exception leaves its words and ends the call with a trap, after which
 // the host throws the instance away.
 void *__cxa_allocate_exception(std::size_t size) {

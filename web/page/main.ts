@@ -1,6 +1,7 @@
-import { dithers, frameFormats, tuningFor, tunings, type Dither, type Image, type PanelDescription, type Tuning } from "../dist/index.js";
+import { dithers, frameFormats, tuningFor, tunings, type Described, type Dither, type Image, type PanelDescription, type PanelOptions, type Tuning } from "../dist/index.js";
 import { Engine } from "./engine.js";
-import { draw, framing, type Size } from "./framing.js";
+import { forgetDevice, showOrigin, watchAlbums, type Origin } from "./albums.js";
+import { cropOf, draw, framing, settingsOf, type Size } from "./framing.js";
 import { Latest, pause } from "./latest.js";
 import { editPanel } from "./panel_dialog.js";
 import { watchPointers } from "./pointer.js";
@@ -21,7 +22,7 @@ const drafting = new OffscreenCanvas(1, 1).getContext("2d", { willReadFrequently
 const shared = new URLSearchParams(location.hash.slice(1)).get("panel");
 let settings = fromAddress(new URLSearchParams(location.hash.slice(1)));
 const history = new History(settings);
-let photos: { name: string; file: Blob }[] = [];
+let photos: { name: string; file: Blob; origin?: Origin }[] = [];
 let current = 0;
 let photo: ImageBitmap | undefined;
 let panel: PanelInfo | undefined;
@@ -173,13 +174,10 @@ function count(what: "renders" | "drafts"): void {
   document.body.dataset[what] = String(Number(document.body.dataset[what] ?? 0) + 1);
 }
 
-/**
- * Shows a rendering of as many pixels as the canvas has on the screen: not the panel's own. Inks are not
- * looked for, which would take as long as all the rest.
- */
+/** Shows nearly a rendering of as many pixels as the canvas has on the screen: not the panel's own. */
 async function renderDraft(canvas: HTMLCanvasElement, room: Size, mode: Dither, of: Settings): Promise<void> {
   await send("draft", room, of);
-  paint(canvas, await engine.call("renderDraft", [{ ...renderOptions(of, mode), inks: "off" }]));
+  paint(canvas, await engine.call("renderDraft", [{ ...renderOptions(of, mode), draft: true }]));
 }
 
 /** Shows the panel's pixels, reduced if there is no room. */
@@ -198,8 +196,8 @@ async function renderLarge(of: Settings, stale: () => boolean): Promise<void> {
   element("large").style.setProperty("--ratio", String(width / height));
   element("large").style.setProperty("--width", `${width / devicePixelRatio}px`);
   if (!original.hidden) drawOriginal(of);
-  const room = roomOf(rendered);
-  if (room && room.width * room.height < 0.6 * width * height) {
+  const room = roomOf(rendered) ?? panelSize();
+  if (moving || room.width * room.height < 0.6 * width * height) {
     await renderDraft(rendered, room, of.dither, of);
     count("drafts");
     if (moving) await pause(80, stale);
@@ -287,7 +285,7 @@ async function decode(name: string, file: Blob): Promise<ImageBitmap> {
 let showing = 0;
 
 async function show(place: number): Promise<void> {
-  const { name, file } = photos[place]!;
+  const { name, file, origin } = photos[place]!;
   const turn = ++showing;
   try {
     const bitmap = await decode(name, file);
@@ -304,6 +302,7 @@ async function show(place: number): Promise<void> {
     showStrip();
     showSettings();
     await rendering.ask();
+    await showOrigin(origin);
   } catch (error) {
     fail(error);
   }
@@ -341,8 +340,9 @@ async function takeFiles(files: Iterable<File>): Promise<void> {
 let opening: Engine | undefined;
 let builder: Engine | undefined;
 
-async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBuffer>; options: { name: string } } |
+async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBuffer>; options: PanelOptions } |
                                { description: string }): Promise<void> {
+  forgetDevice();
   opening?.close(); // of two, the later one
   builder?.close();
   const own = (opening = newEngine());
@@ -350,10 +350,8 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
     if ("description" in next) say("Building the panel's package…");
     const described = "description" in next
       ? { ...next, described: await own.call("describe", [next.description]) } : next;
-    const opened = own.call("open", [described, settings.dither]);
-    opened.catch(() => {}); // it is awaited below, unless building fails
-    if ("description" in described) await buildPackages(own, described.description);
-    const info = await opened;
+    const info = "description" in described ? await openTyped(own, described)
+                                           : await own.call("open", [described, settings.dither]);
     engine.close();
     [engine, opening, panel, source, sent] = [own, undefined, info, described, { picture: "", draft: "" }];
     const option = document.querySelector<HTMLOptionElement>("#panel option[value=own]")!;
@@ -362,7 +360,7 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
     element<HTMLSelectElement>("panel").value = option.hidden ? info.name : "own";
     element("own-size").hidden = info.size !== undefined;
     element("nominal-line").hidden = info.colours.length !== 6;
-    showProgress(undefined);
+    if (!("description" in next)) showProgress(undefined);
     if (!photo || "description" in next) say(`${info.name}: ${info.colours.length} colours`);
     showSettings();
     await rendering.ask();
@@ -375,19 +373,27 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
   }
 }
 
-/** Builds the package for the diffusion that is shown; the others follow while the page is used. */
-async function buildPackages(to: Engine, description: string): Promise<void> {
+/**
+ * Opens a typed panel with a package that is roughly right. Those of the command follow while the page is
+ * used: first the one for the diffusion that is shown, which is shown again. Files wait for theirs.
+ */
+async function openTyped(to: Engine, typed: { description: string; described: Described }): Promise<PanelInfo> {
   const own = (builder = newEngine());
-  const build = async (tuning: Tuning) =>
-    to.call("adopt", [tuning, await own.call("build", [description, tuning])]);
   const first = tuningFor(settings.dither);
-  await build(first);
-  own.progress = () => {};
+  const build = (tuning: Tuning, rough = false) => own.call("build", [typed.description, tuning, rough]);
+  const roughly = await build(first, true);
+  const info = await to.call("open", [typed, settings.dither, roughly], [roughly.buffer]);
   void (async () => {
+    await to.call("adopt", [first, await build(first)]);
+    showProgress(undefined);
+    own.progress = () => {};
+    void rendering.ask();
     for (const tuning of [...tunings].reverse()) // the slowest, for none, last
-      if (tuning !== first) await build(tuning);
+      if (tuning !== first) await to.call("adopt", [tuning, await build(tuning)]);
     own.close();
+    void rendering.ask(); // perhaps in another diffusion
   })().catch(fail);
+  return info;
 }
 
 async function openPanelFile(file: File): Promise<void> {
@@ -423,6 +429,19 @@ async function saveFrame(): Promise<void> {
   const { bytes, suffix } = await engine.call(
     "frame", [renderOptions(settings), threshold(settings), encoding(name)]);
   save(stem(name) + suffix, new Blob([bytes]));
+}
+
+async function savePackage(): Promise<void> {
+  save(`${panel?.name || "panel"}.lut`, new Blob([await engine.call("package", [settings.dither])]));
+}
+
+async function savePreview(): Promise<void> {
+  const name = `${stem(photos[current]!.name)}.png`;
+  if ("description" in source) {
+    await engine.call("package", [settings.dither]); // until it is there
+    truth = (await renderTruly(rendered, settings.dither, settings)).image;
+  }
+  truePixels().toBlob((blob) => blob && save(name, blob));
 }
 
 let batch: Engine | undefined;
@@ -564,8 +583,8 @@ function wire(): void {
     change({ ...neutral, dither, inks, format, gzip, guard, threshold, width, height });
   });
   button("save-frame", () => void saveFrame().catch(fail));
-  button("save-preview", () => truePixels().toBlob((blob) => blob && save(`${stem(photos[current]!.name)}.png`, blob)));
-  button("save-package", async () => save(`${panel?.name || "panel"}.lut`, new Blob([await engine.call("package", [settings.dither])])));
+  button("save-preview", () => void savePreview().catch(fail));
+  button("save-package", () => void savePackage().catch(fail));
   button("save-description", () => save(`${panel?.name || "panel"}.json`, new Blob([description()])));
   button("batch", () => void saveAll());
   button("stop", () => batch?.close());
@@ -614,8 +633,32 @@ function wire(): void {
   });
 }
 
+/** Albums and devices, where a server has them. */
+function wireAlbums(): Promise<void> {
+  return watchAlbums({
+    async open(name, file, origin) {
+      const known = photos.findIndex((photo) => photo.origin?.album === origin.album && photo.origin.picture.name === name);
+      if (known < 0) photos = [...photos, { name, file, origin }];
+      await show(known < 0 ? photos.length - 1 : known);
+    },
+    async openDevice({ id, width, height, format, dither }, bytes, { tft_layout, colours }) {
+      await openPanel({ bytes, options: { name: id, size: { width, height }, layout: tft_layout, colourNames: colours.map(({ name }) => name) } });
+      element<HTMLInputElement>("crop").click();
+      const known = <T extends string>(list: readonly T[], value: string | undefined): T | undefined => list.find((one) => one === value);
+      change({ format: known(frameFormats, format) ?? settings.format, dither: known(dithers, dither) ?? settings.dither });
+    },
+    crop: () => (photo && panel ? cropOf(photo, panelSize(), settings) : undefined),
+    showCrop(crop) {
+      const { rotate, whole, zoom, x, y } = neutral;
+      if (photo) change(crop ? settingsOf(crop, photo, panelSize()) : { rotate, whole, zoom, x, y });
+    },
+    say,
+  });
+}
+
 buildControls();
 wire();
+void wireAlbums();
 showSettings();
 showView();
 void openPanel(shared ? { description: shared } : { builtin: "six-colour" });

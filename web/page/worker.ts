@@ -24,15 +24,30 @@ export interface Shown {
   measure?: { first: number; shifted: number };
 }
 
+/** A package that is awaited until it is adopted. */
+class Awaited {
+  adopt!: (bytes: Uint8Array) => void;
+  readonly panel: Promise<Panel>;
+  constructor(described: Described) {
+    this.panel = new Promise<Uint8Array>((resolve) => { this.adopt = resolve; })
+      .then((bytes) => Panel.fromPackage(bytes, described));
+    this.panel.catch(() => {}); // whoever asks for it is told
+  }
+}
+
 let source: PanelSource | undefined;
 const panels = new Map<Tuning, Promise<Panel>>();
-const awaited = new Map<Tuning, (bytes: Uint8Array) => void>();
+const awaited = new Map<Tuning, Awaited>();
+const built = new Set<Tuning>(); // of those, which have come
+let rough: Panel | undefined; // to look at as long as a package is being built
 let picture: Picture | undefined;
 let draft: Picture | undefined; // the same at the size that it is shown
 
-/** The panel with the package for a diffusion, as the command has it; each is made once. */
-function panelFor(mode: Dither): Promise<Panel> {
-  const tuning = source && "bytes" in source ? "all" : tuningFor(mode); // a package is what it is
+/** A package is what it is. */
+const tuningOf = (mode: Dither): Tuning => (source && "bytes" in source ? "all" : tuningFor(mode));
+
+/** The panel with the package of this tuning; each is made once. */
+function panelWith(tuning: Tuning): Promise<Panel> {
   let panel = panels.get(tuning);
   if (!panel) {
     panel = open(source!, tuning);
@@ -42,27 +57,40 @@ function panelFor(mode: Dither): Promise<Panel> {
   return panel;
 }
 
-async function open(source: PanelSource, tuning: Tuning): Promise<Panel> {
+/** The panel with the package for a diffusion, as the command has it. */
+const panelFor = (mode: Dither) => panelWith(tuningOf(mode));
+
+/** The same to look at: roughly right, until the right one is there. */
+const shownFor = (mode: Dither): Panel | Promise<Panel> =>
+  (rough && !built.has(tuningOf(mode)) ? rough : panelFor(mode));
+
+function awaitedFor(tuning: Tuning): Awaited {
+  let package_ = awaited.get(tuning);
+  if (!package_) awaited.set(tuning, package_ = new Awaited((source as { described: Described }).described));
+  return package_;
+}
+
+function open(source: PanelSource, tuning: Tuning): Promise<Panel> {
   if ("builtin" in source) return Panel.builtin(source.builtin, { tuning });
   if ("bytes" in source) return Panel.fromPackage(source.bytes, source.options);
-  const bytes = await new Promise<Uint8Array>((resolve) => awaited.set(tuning, resolve));
-  return Panel.fromPackage(bytes, source.described);
+  return awaitedFor(tuning).panel;
 }
 
 const calls = {
   describe,
-  /** Builds a package, and tells its progress. */
-  build: (description: string, tuning: Tuning) =>
-    buildPackage(description, { tuning, progress: (progress) => postMessage({ progress }) }),
+  /** Builds a package, roughly or as it should be, and tells its progress. */
+  build: (description: string, tuning: Tuning, rough: boolean) =>
+    buildPackage(description, { tuning, rough, progress: (progress) => postMessage({ progress }) }),
   /** Takes a package of the description that has been opened. */
-  adopt(tuning: Tuning, bytes: Uint8Array): void {
-    awaited.get(tuning)?.(bytes);
-    awaited.delete(tuning);
-    if (!panels.has(tuning)) panels.set(tuning, Panel.fromPackage(bytes, (source as { described: Described }).described));
+  async adopt(tuning: Tuning, bytes: Uint8Array): Promise<void> {
+    awaitedFor(tuning).adopt(bytes);
+    await panelWith(tuning);
+    built.add(tuning);
   },
-  async open(next: PanelSource, mode: Dither): Promise<PanelInfo> {
+  async open(next: PanelSource, mode: Dither, roughly?: Uint8Array): Promise<PanelInfo> {
     source = next;
-    const opened = await panelFor(mode);
+    if (roughly) rough = await Panel.fromPackage(roughly, (next as { described: Described }).described);
+    const opened = await shownFor(mode);
     return {
       name: opened.name, size: opened.size, layout: opened.layout,
       colours: [...opened.codes].map((tcon, i) => ({
@@ -78,10 +106,10 @@ const calls = {
   draft(rgba: ArrayBuffer, width: number, height: number): void {
     draft = { data: new Uint8Array(rgba), width, height };
   },
-  renderDraft: async (options: ShownOptions) => (await panelFor(options.dither)).render(draft!, options),
+  renderDraft: async (options: ShownOptions) => (await shownFor(options.dither)).render(draft!, options),
   /** The picture as the panel shows it, and what the power guard says. */
   async render(options: ShownOptions, threshold?: number): Promise<Shown> {
-    const panel = await panelFor(options.dither);
+    const panel = await shownFor(options.dither);
     if (threshold === undefined) return { image: panel.render(picture!, options) };
     return { ...panel.renderGuarded(picture!, threshold, options), measure: panel.measure(picture!, options) };
   },

@@ -12,8 +12,16 @@ interface Exports {
 
 /** An instance of one of the WebAssembly modules, with its memory. */
 export class Instance {
-  constructor(readonly exports: Exports) {
+  /** After a trap, whatever it was about to change may be half changed: it is used no more. */
+  broken = false;
+
+  constructor(readonly exports: Exports, private readonly module: WebAssembly.Module) {
     exports._initialize();
+  }
+
+  /** Another one of the same module, which imports nothing. */
+  renewed(): Instance {
+    return new Instance(new WebAssembly.Instance(this.module).exports as unknown as Exports, this.module);
   }
 
   /** The memory as it is now: a call that allocates takes older views away. */
@@ -26,6 +34,7 @@ export class Instance {
       return (this.exports[name] as (...values: number[]) => number)(...values);
     } catch (error) {
       if (!(error instanceof WebAssembly.RuntimeError)) throw error;
+      this.broken = true;
       const reason = this.text(this.exports.oxel_reason());
       throw reason ? new PanelError(reason) : new OxelError(12);
     }
@@ -67,7 +76,7 @@ export class Instance {
         return address;
       });
     } finally {
-      for (const address of addresses) this.exports.free(address);
+      if (!this.broken) for (const address of addresses) this.exports.free(address);
     }
   }
 }
@@ -115,7 +124,7 @@ export async function instantiate(
     module.catch(() => compiled.delete(name)); // the next call tries again
   }
   const instance = await WebAssembly.instantiate(await module, imports);
-  return new Instance(instance.exports as unknown as Exports);
+  return new Instance(instance.exports as unknown as Exports, await module);
 }
 
 const functions = ["fd_close", "fd_fdstat_get", "fd_seek"];

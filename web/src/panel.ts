@@ -56,6 +56,11 @@ export interface RenderOptions {
    * either (`"auto"`, if nothing is said), or none. Bare and guarded renders have no inks.
    */
   inks?: Inks;
+  /**
+   * Nearly the same in a fraction of the time, to be shown while something is dragged: adjusted by
+   * way of a table of few colours, and without inks.
+   */
+  draft?: boolean;
   /** What happens to the picture first, as with the command; not if it is `bare`. */
   development?: Development;
   adjustment?: Adjustment;
@@ -93,6 +98,9 @@ export interface Development {
   autoLevels?: boolean;
   monochrome?: boolean;
 }
+
+/** Rows above a draft: a quarter of what a rendering gets, and even. */
+const draftRows = 32;
 
 /** Pixels that have their ink already, and the picture to be rendered for those beside them. */
 interface Page {
@@ -157,7 +165,7 @@ export class Panel {
   readonly size: { readonly width: number; readonly height: number } | undefined;
   readonly layout: number;
   readonly colourNames: readonly string[];
-  readonly #address: number;
+  #address = 0;
   #instance: Instance | undefined;
 
   private constructor(instance: Instance, packageBytes: Uint8Array<ArrayBuffer>, options: PanelOptions) {
@@ -167,10 +175,7 @@ export class Panel {
     this.size = options.size;
     this.layout = options.layout ?? 0;
     this.colourNames = options.colourNames ?? [];
-    this.#address = instance.exports.malloc(packageBytes.length + 1);
-    if (this.#address === 0) throw new OxelError(12);
-    instance.bytes.set(packageBytes, this.#address);
-    check(instance.call("Oxel_Morvel6_render_init", this.#address, packageBytes.length));
+    this.#adopt(instance);
     // Whether its tables can be used.
     instance.scoped((allocate) => {
       const pixel = allocate(new Uint8Array(3));
@@ -349,8 +354,22 @@ export class Panel {
     });
   }
 
+  #adopt(instance: Instance): void {
+    const { length } = this.packageBytes;
+    this.#address = instance.exports.malloc(length + 1);
+    if (this.#address === 0) throw new OxelError(12);
+    instance.bytes.set(this.packageBytes, this.#address);
+    check(instance.call("Oxel_Morvel6_render_init", this.#address, length));
+  }
+
+  /** The instance, or a new one in place of one that a call has broken. */
   #running(): Instance {
     if (!this.#instance) throw new OxelError(6);
+    if (this.#instance.broken) {
+      const instance = this.#instance.renewed();
+      this.#adopt(instance);
+      this.#instance = instance;
+    }
     return this.#instance;
   }
 
@@ -374,10 +393,16 @@ export class Panel {
       const input = place(instance, allocate, picture);
       if (options.bare) return render(instance, allocate, input, 0, mode);
       const { width, height } = picture;
-      const rows = preroll ? instance.call("oxel_preroll_rows", width, height) : 0;
+      const most = preroll ? instance.call("oxel_preroll_rows", width, height) : 0;
+      const rows = options.draft ? Math.min(most, draftRows) : most;
       const size = 3 * width * (height + rows);
       const prepared = allocate(size);
       const amounts = allocate(allAmounts(options.development ?? {}, options.adjustment ?? {}));
+      if (options.draft) {
+        check(instance.call("oxel_prepare_draft", this.#address, this.packageBytes.length, input, width, height,
+                            amounts, options.adjustment?.gamma ?? 1, rows, prepared));
+        return render(instance, allocate, prepared, rows, mode);
+      }
       const choice = choose("inks", preroll ? options.inks ?? "auto" : "off", inkChoices);
       const sought = inkChoices[choice] !== "off";
       const [apart, inks] = sought ? [allocate(size), allocate(2 * width * height)] : [0, 0];
@@ -415,11 +440,12 @@ function allAmounts(development: Development, adjustment: Adjustment): Uint8Arra
   return new Uint8Array(Int32Array.from(numbers).buffer);
 }
 
-let shared: Promise<Instance> | undefined;
+let shared: Instance | undefined;
 
 /** The instance for what needs no panel. */
-function sharedInstance(): Promise<Instance> {
-  return (shared ??= instantiate(renderingModule(undefined)));
+async function sharedInstance(): Promise<Instance> {
+  if (!shared || shared.broken) shared = await instantiate(renderingModule(undefined));
+  return shared;
 }
 
 /** Adjusts a picture in hue, saturation, lightness, contrast and gamma. */

@@ -95,6 +95,46 @@ test("reduced, a rendering keeps its light", async () => {
   expect(() => panel.render(photo, { reduced: { width: 321, height: 9 } })).toThrow(/321/);
 });
 
+/** How far the light of 64 flat patches is apart in two renderings: in bytes, the mean and the most. */
+async function apart(one: Panel, other: Panel, options: oxelPackage.RenderOptions, otherOptions = options) {
+  const patches = { data: new Uint8Array(3 * 512 * 512), width: 512, height: 512 };
+  for (let i = 0; i < 512 * 512; ++i) {
+    const patch = (i >> 6) & 7 | (i >> 15) << 3;
+    patches.data.set([(patch & 3) * 85, (patch >> 2 & 3) * 85, (patch >> 4) * 85], 3 * i);
+  }
+  const how = { inks: "off", output: "eo", reduced: { width: 8, height: 8 } } as const;
+  const [a, b] = [one.render(patches, { ...how, ...options }), other.render(patches, { ...how, ...otherOptions })]
+    .map(({ reduced }) => reduced!.data);
+  const differences = [...a!].map((byte, i) => Math.abs(byte - b![i]!)).filter((_, i) => i % 4 < 3);
+  return { mean: differences.reduce((sum, value) => sum + value) / differences.length, most: Math.max(...differences) };
+}
+
+test("drafts and rough packages show nearly the same", async () => {
+  const right = await Panel.builtin("six-colour", { tuning: "jjn" });
+  const rough = await Panel.fromPackage(await buildPackage(readFileSync(six, "utf8"), { tuning: "jjn", rough: true }));
+  expect(rough.packageBytes).not.toEqual(right.packageBytes);
+  const fromRough = await apart(right, rough, { dither: "jjn" });
+  expect([fromRough.mean < 2, fromRough.most < 10]).toEqual([true, true]);
+  const options = { dither: "jjn", adjustment: { brightness: 30, gamma: 1.3 }, development: { shadows: 40 } } as const;
+  const fromDraft = await apart(right, right, options, { ...options, draft: true } as typeof options);
+  expect([fromDraft.mean < 2, fromDraft.most < 10]).toEqual([true, true]);
+  for (const left of ["adjustment", "development"] as const) // both are seen
+    expect((await apart(right, right, options, { ...options, [left]: {}, draft: true } as typeof options)).mean).toBeGreaterThan(4);
+});
+
+test("after a trap the panel renders as before", async () => {
+  const { Instance } = await import(new URL("../dist/module.js", import.meta.url).href);
+  const panel = await Panel.builtin();
+  const before = panel.render(photo);
+  const { call } = Instance.prototype;
+  Instance.prototype.call = function (name: string, ...values: number[]) {
+    return call.call(this, name, ...(name === "oxel_prepare" ? [...values.slice(0, 2), 0x7fff0000, ...values.slice(3)] : values)); // beyond its memory
+  };
+  expect(() => panel.render(photo)).toThrow(expect.objectContaining({ code: "OXEL_OUT_OF_MEMORY" }));
+  Instance.prototype.call = call;
+  expect(panel.render(photo)).toEqual(before);
+});
+
 test("frames in every format, compressed too", async () => {
   const panel = await Panel.builtin("six-colour", { tuning: "floyd" });
   const { tcon } = panel.renderAll(photo);
