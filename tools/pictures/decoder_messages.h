@@ -29,7 +29,7 @@ struct DecoderRequest {
 
 struct DecoderReply {
     enum Result { done, refused, out_of_memory } result;
-    ImageSize size;
+    PictureFacts facts;
     std::array<char, 2000> reason; // ends with a NUL
 };
 
