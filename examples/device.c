@@ -1,5 +1,5 @@
-/* A panel's device in C, with libcurl: asks a service for its frame in pieces, hands each piece to the
- * panel, and sleeps until the next one.
+/* A panel's device in C, with libcurl: asks a service for its frame in pieces, hands each piece to
+ * the panel, and sleeps until the next one.
  *
  *     cc device.c -lcurl -o device
  *     ./device http://127.0.0.1:8480/devices/kitchen/frame FRAME [TOKEN [WAKES]]

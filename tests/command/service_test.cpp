@@ -75,7 +75,8 @@ TEST(Schedule, KnowsWhenTheClocksJump) {
         {times({130, 160}), utc(2026, 3, 29, 0), utc(2026, 3, 28, 1, 40), utc(2026, 3, 29, 1)},
         // On the 25th of October it is there twice: it comes the first time.
         {times({150}), utc(2026, 10, 25, 0), utc(2026, 10, 24, 0, 30), utc(2026, 10, 25, 0, 30)},
-        {times({150}), utc(2026, 10, 25, 0, 30), utc(2026, 10, 25, 0, 30), utc(2026, 10, 26, 1, 30)},
+        {times({150}), utc(2026, 10, 25, 0, 30), utc(2026, 10, 25, 0, 30),
+         utc(2026, 10, 26, 1, 30)},
         // Quiet hours end by the clock: six hours after midnight it is seven, not six.
         {quiet, utc(2026, 3, 28, 5), utc(2026, 3, 27, 17), utc(2026, 3, 28, 11)},
         {quiet, utc(2026, 3, 29, 4), utc(2026, 3, 28, 17), utc(2026, 3, 29, 5)},
@@ -197,11 +198,27 @@ TEST(Response, SendsWhatWasAskedFor) {
 }
 
 TEST(Request, NamesNothingOutsideTheAlbums) {
-    for (const char *target :
-         {"", "albums/a", "http://here/albums/a", "/albums//a", "/albums/../a", "/albums/%2e%2e/a",
-          "/albums/.%2E/a", "/albums/%2e/a", "/albums/a%2fb", "/albums/a%5Cb", "/albums/a\\b",
-          "/albums/a%00.jpg", "/albums/a%0a", "/albums/%", "/albums/%4", "/albums/%zz",
-          "/albums/%c0%ae%c0%ae/a", "/albums/%ff", "/albums/%ed%a0%80", "//albums", "/a?b=%f"})
+    for (const char *target : {"",
+                               "albums/a",
+                               "http://here/albums/a",
+                               "/albums//a",
+                               "/albums/../a",
+                               "/albums/%2e%2e/a",
+                               "/albums/.%2E/a",
+                               "/albums/%2e/a",
+                               "/albums/a%2fb",
+                               "/albums/a%5Cb",
+                               "/albums/a\\b",
+                               "/albums/a%00.jpg",
+                               "/albums/a%0a",
+                               "/albums/%",
+                               "/albums/%4",
+                               "/albums/%zz",
+                               "/albums/%c0%ae%c0%ae/a",
+                               "/albums/%ff",
+                               "/albums/%ed%a0%80",
+                               "//albums",
+                               "/a?b=%f"})
         EXPECT_FALSE(parse_target(target)) << target;
     const auto target = parse_target("/albums/a%20b/%C3%BC%25.jpg?device=k%26&thumbnail&x=1=2");
     ASSERT_TRUE(target);
@@ -212,7 +229,8 @@ TEST(Request, NamesNothingOutsideTheAlbums) {
     EXPECT_TRUE(parse_target("/")->path.empty());
 
     const Files files({"album/a.jpg", "album/sub/b.jpg", "album/.hidden.jpg", "album/.git/c.jpg",
-                       "album/notes.txt", "album/d.pdf", "outside/e.jpg", "album/folder.jpg/f.png"});
+                       "album/notes.txt", "album/d.pdf", "outside/e.jpg",
+                       "album/folder.jpg/f.png"});
     fs::create_symlink(files / "outside/e.jpg", files / "album/link.jpg");
     fs::create_directory_symlink(files / "outside", files / "album/way");
     fs::create_directory_symlink(files / "album/sub", files / "album/within");

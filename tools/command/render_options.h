@@ -7,8 +7,8 @@
 
 namespace oxel::tools {
 
-/// Adds all that says how a picture becomes a frame: the options of pictures and of frames, --dither
-/// and --guard.
+/// Adds all that says how a picture becomes a frame: the options of pictures and of frames,
+/// --dither and --guard.
 void add_render_options(CLI::App &command, RenderSettings &settings);
 
 /// Throws CLI::ParseError if they contradict each other.

@@ -53,7 +53,8 @@ void add_serve_command(CLI::App &app) {
     const auto options = std::make_shared<ServeOptions>();
     CLI::App *command = app.add_subcommand("serve", "Give panels their frames by HTTP");
     command->footer(serve_explanation);
-    command->add_option("CONFIG", options->configuration, "Configuration of devices and albums, TOML")
+    command
+        ->add_option("CONFIG", options->configuration, "Configuration of devices and albums, TOML")
         ->required();
     command->add_option("--clock", options->clock, "File that holds the time, for simulations")
         ->option_text("FILE");

@@ -22,14 +22,14 @@ struct Decoding {
 
 /// What is told of a picture.
 struct PictureFacts {
-    ImageSize size;              // the decoded picture's, or its own if that is asked for
+    ImageSize size;             // the decoded picture's, or its own if that is asked for
     std::array<char, 11> taken; // "2019-07-03", as EXIF says; "" if nobody does
 };
 
 /// Decodes the picture in a file, here and now, to the bytes of its light, unless its own size is
 /// asked for. Throws std::runtime_error and std::bad_alloc.
 PictureFacts decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
-                         std::span<std::uint8_t> light);
+                            std::span<std::uint8_t> light);
 
 } // namespace oxel::tools
 

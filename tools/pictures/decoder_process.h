@@ -11,7 +11,8 @@
 namespace oxel::tools {
 
 /// Decodes the picture in another process, which is kept for the next one: what a picture does to
-/// it is a Failure of that picture alone. `facts` receives what is told of it. As many processes as threads that call this at once.
+/// it is a Failure of that picture alone. `facts` receives what is told of it. As many processes as
+/// threads that call this at once.
 Light decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
                    PictureFacts &facts);
 

@@ -8,10 +8,9 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
     RenderResult result{};
     ImageSize &size = result.picture_size;
     const Light picture = open_picture(job.photo, settings.picture, panel, size);
-    Rendering rendering =
-        render_picture(picture, size, settings, panel,
-                       {.measured = !job.preview.empty(), .nominal = !job.nominal.empty()},
-                       result.verdict);
+    Rendering rendering = render_picture(
+        picture, size, settings, panel,
+        {.measured = !job.preview.empty(), .nominal = !job.nominal.empty()}, result.verdict);
 
     OutputFiles outputs;
     if (!job.preview.empty())

@@ -60,7 +60,8 @@ void list_folder(const Descriptor &folder, const std::string &path, const std::s
         return;
     while (const dirent *entry = readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
         const std::string name = entry->d_name;
-        if (is_hidden(name) || fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
+        if (is_hidden(name) ||
+            fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
             continue;
         if (S_ISREG(status.st_mode) && is_album_picture(name)) {
             listing.push_back({prefix + name, changed(status)});

@@ -1,8 +1,8 @@
 #ifndef OXEL_TOOLS_ALBUM_H
 #define OXEL_TOOLS_ALBUM_H
 
+#include "base/descriptor.h"
 #include "base/files.h"
-#include "pictures/decoder_messages.h"
 
 #include <cstdint>
 #include <map>
@@ -14,7 +14,7 @@
 namespace oxel::tools {
 
 struct AlbumPicture {
-    std::string name; // below the album, with slashes
+    std::string name;     // below the album, with slashes
     std::int64_t changed; // nanoseconds since 1970
 };
 
@@ -36,7 +36,8 @@ class Album {
   public:
     explicit Album(std::vector<std::string> folders);
 
-    /// Looks again only where a folder has changed, or after a minute. Any number of threads may ask.
+    /// Looks again only where a folder has changed, or after a minute. Any number of threads may
+    /// ask.
     std::shared_ptr<const AlbumListing> listing();
 
     /// Throws Failure if there is no such picture.
@@ -70,8 +71,8 @@ bool is_album_picture(const std::string &name);
 std::string last_part(const std::string &name);
 std::string without_last_part(const std::string &name);
 
-/// A file beside a picture, in the folder that was opened. Nothing if there is none; at most so many
-/// bytes of it.
+/// A file beside a picture, in the folder that was opened. Nothing if there is none; at most so
+/// many bytes of it.
 std::string read_beside(const Descriptor &folder, const std::string &name, std::size_t most);
 
 } // namespace oxel::tools

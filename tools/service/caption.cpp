@@ -1,7 +1,7 @@
 #include "service/caption.h"
 
+#include "base/descriptor.h"
 #include "base/failure.h"
-#include "pictures/decoder_messages.h"
 #include "pictures/picture.h"
 
 #include <algorithm>
@@ -37,12 +37,13 @@ int caption_rows(ImageSize frame) {
 Light draw_caption(const std::string &text, int width, int rows, const PictureLimits &limits) {
     const int letter = rows * 2 / 3; // pixels high, and about half as wide
     const std::string caption = shortened(printable(text), std::max(1, 2 * width / letter - 2));
-    const std::string svg =
-        R"(<svg xmlns="http://www.w3.org/2000/svg" width=")" + std::to_string(width) +
-        R"(" height=")" + std::to_string(rows) + R"("><rect width="100%" height="100%" fill="#fff"/>)" +
-        R"(<text x="50%" y=")" + std::to_string(rows * 3 / 4) + R"(" font-size=")" +
-        std::to_string(letter) + R"(" font-family="DejaVu Sans, sans-serif" text-anchor="middle">)" +
-        escaped(caption) + "</text></svg>";
+    const std::string svg = R"(<svg xmlns="http://www.w3.org/2000/svg" width=")" +
+                            std::to_string(width) + R"(" height=")" + std::to_string(rows) +
+                            R"("><rect width="100%" height="100%" fill="#fff"/>)" +
+                            R"(<text x="50%" y=")" + std::to_string(rows * 3 / 4) +
+                            R"(" font-size=")" + std::to_string(letter) +
+                            R"(" font-family="DejaVu Sans, sans-serif" text-anchor="middle">)" +
+                            escaped(caption) + "</text></svg>";
     const Descriptor file(memfd_create("caption", MFD_CLOEXEC));
     if (!file || write(file.get(), svg.data(), svg.size()) != static_cast<ssize_t>(svg.size()))
         throw Failure("caption", "there is no memory to draw it");

@@ -29,10 +29,9 @@ class Section {
     [[noreturn]] void fail(const std::string &key, const std::string &reason) const {
         const toml::node *const node = table_.get(key);
         const auto line = (node ? node->source() : table_.source()).begin.line;
-        const std::string path =
-            name_.empty() || key.empty() ? name_ + key : name_ + "." + key;
-        throw Failure(file_, (line > 0 ? "line " + std::to_string(line) + ": " : "") +
-                                 (path.empty() ? "" : path + ": ") + reason);
+        const std::string path = name_.empty() || key.empty() ? name_ + key : name_ + "." + key;
+        throw Failure(file_, printable((line > 0 ? "line " + std::to_string(line) + ": " : "") +
+                                       (path.empty() ? "" : path + ": ") + reason));
     }
 
     bool has(const std::string &key) const { return table_.contains(key); }
@@ -47,8 +46,8 @@ class Section {
 
     std::optional<std::int64_t> integer(const std::string &key, std::int64_t least,
                                         std::int64_t most) {
-        const std::string reason = "must be an integer from " + std::to_string(least) + " to " +
-                                   std::to_string(most);
+        const std::string reason =
+            "must be an integer from " + std::to_string(least) + " to " + std::to_string(most);
         const auto number = value<std::int64_t>(key, reason);
         if (number && (*number < least || *number > most))
             fail(key, reason);
@@ -248,12 +247,16 @@ class Reader {
             section.fail("token-file", "is given beside token");
         std::string secret = direct.value_or("");
         if (named) {
+            std::error_code unknown;
+            if (!fs::is_regular_file(path(*named), unknown))
+                section.fail("token-file", *named + " is not a file");
             const Bytes bytes = read_file(path(*named));
             secret.assign(bytes.begin(), bytes.end());
             secret.erase(secret.find_last_not_of(" \t\r\n") + 1);
         }
         if ((direct || named) && secret.size() < 8)
-            section.fail(named ? "token-file" : "token", "is too short: a token has 8 letters or more");
+            section.fail(named ? "token-file" : "token",
+                         "is too short: a token has 8 letters or more");
         return secret;
     }
 
@@ -272,9 +275,8 @@ class Reader {
     std::vector<std::string> folders(Section &section, const std::string &key) {
         std::vector<std::string> list;
         for (const std::string &name : section.texts(key))
-            list.push_back(path(name.size() > 1 && name.ends_with('/')
-                                    ? name.substr(0, name.size() - 1)
-                                    : name));
+            list.push_back(path(
+                name.size() > 1 && name.ends_with('/') ? name.substr(0, name.size() - 1) : name));
         check_folders(section, key, list);
         return list;
     }
@@ -304,8 +306,7 @@ class Reader {
         read_source(section, device.source);
         if (const auto order = section.choice("order", {"newest", "name", "shuffled"}))
             device.order = static_cast<Order>(*order);
-        device.seed =
-            static_cast<std::uint64_t>(section.integer("seed", 0, INT64_MAX).value_or(0));
+        device.seed = static_cast<std::uint64_t>(section.integer("seed", 0, INT64_MAX).value_or(0));
         read_schedule(section, device.schedule);
         if (const auto caption = section.choice("caption", {"none", "name", "date", "text"}))
             device.caption = static_cast<Caption>(*caption);
@@ -341,8 +342,8 @@ class Reader {
             std::vector<std::string> names;
             for (const auto &[name, folders] : configuration_.albums)
                 names.push_back(name);
-            section.fail("album", "there is no album " + source.album +
-                                      suggestion(source.album, names));
+            section.fail("album",
+                         "there is no album " + source.album + suggestion(source.album, names));
         }
         if (section.has("address") && !source.address.starts_with("http://") &&
             !source.address.starts_with("https://"))
@@ -368,8 +369,8 @@ class Reader {
         if (const auto quiet = section.text("quiet")) {
             const std::size_t dash = quiet->find('-');
             const auto from = time_of_day(quiet->substr(0, dash));
-            const auto to = dash == quiet->npos ? std::nullopt
-                                                : time_of_day(quiet->substr(dash + 1));
+            const auto to =
+                dash == quiet->npos ? std::nullopt : time_of_day(quiet->substr(dash + 1));
             if (!from || !to || *from == *to)
                 section.fail("quiet", "must be such as 22:00-06:30");
             rules.quiet = {*from, *to};

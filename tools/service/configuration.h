@@ -54,8 +54,8 @@ struct Configuration {
     std::vector<DeviceConfiguration> devices;
 };
 
-/// Reads the settings of renders, by the names that the command's options have. Throws std::exception
-/// that tells what is wrong.
+/// Reads the settings of renders, by the names that the command's options have. Throws
+/// std::exception that tells what is wrong.
 using SettingsReader =
     std::function<RenderSettings(const std::vector<std::pair<std::string, std::string>> &)>;
 

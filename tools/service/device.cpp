@@ -26,8 +26,13 @@ class Opener {
 
   private:
     Device open_device(const DeviceConfiguration &configuration) {
-        Device device{configuration, panel_of(configuration.settings),
-                      schedule_of(configuration.schedule), nullptr, {}, 0, {}};
+        Device device{configuration,
+                      panel_of(configuration.settings),
+                      schedule_of(configuration.schedule),
+                      nullptr,
+                      {},
+                      0,
+                      {}};
         const RenderSettings &settings = configuration.settings;
         if (!settings.picture.size && !device.panel->size)
             throw Failure("device " + configuration.id, "its panel tells no size: size is missing");
@@ -44,8 +49,8 @@ class Opener {
     }
 
     std::shared_ptr<const Panel> panel_of(const RenderSettings &settings) {
-        const auto key = std::tuple(settings.picture.panel, tuning_of(settings),
-                                    settings.picture.intent);
+        const auto key =
+            std::tuple(settings.picture.panel, tuning_of(settings), settings.picture.intent);
         std::shared_ptr<const Panel> &panel = panels_[key];
         if (!panel)
             panel = std::make_shared<Panel>(

@@ -74,8 +74,8 @@ Light compose(const Device &device, const std::vector<ShownPicture> &pictures) {
     std::size_t left = 0;
     for (const ShownPicture &picture : pictures) {
         const std::size_t part = left == 0 ? width / 2 : width - left;
-        const Light light = compose_one(device, picture,
-                                        {static_cast<std::int32_t>(part), device.size.height});
+        const Light light =
+            compose_one(device, picture, {static_cast<std::int32_t>(part), device.size.height});
         for (std::size_t y = 0; y < static_cast<std::size_t>(device.size.height); ++y)
             std::copy_n(&light[3 * part * y], 3 * part, &whole[3 * (width * y + left)]);
         left += part;

@@ -1,7 +1,7 @@
 #include "service/fetch.h"
 
+#include "base/descriptor.h"
 #include "base/failure.h"
-#include "pictures/decoder_messages.h"
 
 #include <algorithm>
 #include <array>
@@ -27,9 +27,10 @@ constexpr std::chrono::seconds most_time{60};
 std::vector<std::string> words_of(const std::string &device, const PictureSource &source) {
     if (!source.command.empty())
         return source.command;
-    return {"curl",       "--fail",   "--silent",         "--show-error", "--location",
-            "--max-redirs", "5",      "--proto",          "=http,https",  "--max-time",
-            "55",         "--user-agent", "oxel/" + device, "--",         source.address};
+    return {"curl",           "--fail",       "--silent",    "--show-error",
+            "--location",     "--max-redirs", "5",           "--proto",
+            "=http,https",    "--max-time",   "55",          "--user-agent",
+            "oxel/" + device, "--",           source.address};
 }
 
 /// A process in a group of its own, which ends with this object.
@@ -88,8 +89,7 @@ class Child {
                 return bytes;
             if (count < 0 && errno != EINTR)
                 throw std::runtime_error(std::strerror(errno));
-            bytes.insert(bytes.end(), block.begin(),
-                         block.begin() + std::max<ssize_t>(0, count));
+            bytes.insert(bytes.end(), block.begin(), block.begin() + std::max<ssize_t>(0, count));
             if (bytes.size() > most_bytes)
                 throw std::runtime_error("gives more than upload-megabytes allows");
         }
@@ -102,8 +102,7 @@ class Child {
         if (!WIFEXITED(status))
             throw std::runtime_error("was ended by a signal");
         if (WEXITSTATUS(status) != 0)
-            throw std::runtime_error("ended with exit code " +
-                                     std::to_string(WEXITSTATUS(status)));
+            throw std::runtime_error("ended with exit code " + std::to_string(WEXITSTATUS(status)));
     }
 
   private:

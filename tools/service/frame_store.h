@@ -12,8 +12,9 @@
 
 namespace oxel::tools {
 
-/// Files that can be made again, in a folder that several processes share: each is there whole or not
-/// at all, and what was not asked for for the longest time goes first when there are too many bytes.
+/// Files that can be made again, in a folder that several processes share: each is there whole or
+/// not at all, and what was not asked for for the longest time goes first when there are too many
+/// bytes.
 class FrameStore {
   public:
     /// Makes the folder. Throws Failure.
@@ -35,8 +36,8 @@ class FrameStore {
     const std::string folder_;
     const std::uint64_t most_bytes_;
     mutable std::mutex mutex_;
-    std::uint64_t bytes_ = 0;     // when it was looked at, and what was put there since
-    std::uint64_t unlooked_ = 0;  // put there since
+    std::uint64_t bytes_ = 0;    // when it was looked at, and what was put there since
+    std::uint64_t unlooked_ = 0; // put there since
 };
 
 } // namespace oxel::tools

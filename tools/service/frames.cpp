@@ -170,13 +170,12 @@ bool Frames::is_portrait(const Album &album, const AlbumPicture &picture) {
     return portraits_[file.identity] = size.height > size.width;
 }
 
-/// What is shown at a time, in the album's order: each portrait with the next one, if they are to be
-/// pairs, in the place of the first.
+/// What is shown at a time, in the album's order: each portrait with the next one, if they are to
+/// be pairs, in the place of the first.
 std::optional<Frames::Units> Frames::units_of(const Device &device, Diligence diligence) {
     const std::shared_ptr<const AlbumListing> listing = device.album->listing();
     const bool pairs = device.configuration.pairs && device.size.width > device.size.height;
-    const Order order =
-        device.configuration.order == Order::newest ? Order::newest : Order::name;
+    const Order order = device.configuration.order == Order::newest ? Order::newest : Order::name;
     const std::pair key(device.album.get(), order);
     if (pairs) {
         const std::lock_guard lock(mutex_);
@@ -190,10 +189,9 @@ std::optional<Frames::Units> Frames::units_of(const Device &device, Diligence di
     for (const AlbumPicture &picture : *listing)
         pictures.push_back(&picture);
     if (order == Order::newest)
-        std::stable_sort(pictures.begin(), pictures.end(),
-                         [](const AlbumPicture *a, const AlbumPicture *b) {
-                             return a->changed > b->changed;
-                         });
+        std::stable_sort(
+            pictures.begin(), pictures.end(),
+            [](const AlbumPicture *a, const AlbumPicture *b) { return a->changed > b->changed; });
     Units units;
     std::optional<std::size_t> open_pair;
     for (const AlbumPicture *picture : pictures) {
@@ -222,7 +220,8 @@ bool Frames::may_ask(const std::string &name) {
     return failed == failed_.end() || failed->second.first + asking_seconds < time(nullptr);
 }
 
-/// What was asked for in a slot is asked for once; as long as that fails, what came before is shown.
+/// What was asked for in a slot is asked for once; as long as that fails, what came before is
+/// shown.
 std::optional<OpenPictureFile> Frames::fetched(const Device &device, std::int64_t slot,
                                                Diligence diligence) {
     const PictureSource &source = device.configuration.source;
@@ -281,8 +280,8 @@ std::optional<Frames::Pictures> Frames::pictures_at(const Device &device, std::i
         file = open_named(configuration.source.picture);
     else if (file = fetched(device, slot, diligence); !file)
         return std::nullopt;
-    const std::string name = configuration.source.picture.empty() ? configuration.id
-                                                                  : configuration.source.picture;
+    const std::string name =
+        configuration.source.picture.empty() ? configuration.id : configuration.source.picture;
     std::string digest = digest_of(*file);
     const Descriptor nowhere;
     std::string caption = caption_of(device, name, nowhere, *file);
@@ -302,9 +301,9 @@ OpenFile Frames::make(const Device &device, const Pictures &pictures, const std:
     }
     const auto start = std::chrono::steady_clock::now();
     const Light picture = compose(device, pictures);
-    OpenFile file = store_.put(name, form == FrameForm::frame
-                                         ? device_frame(device, picture, turns_)
-                                         : device_preview(device, picture, turns_));
+    OpenFile file =
+        store_.put(name, form == FrameForm::frame ? device_frame(device, picture, turns_)
+                                                  : device_preview(device, picture, turns_));
     ++metrics_.renders;
     metrics_.render_microseconds +=
         static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(

@@ -33,9 +33,9 @@ class Frames {
   public:
     Frames(FrameStore &store, Metrics &metrics) : store_(store), metrics_(metrics) {}
 
-    /// What a device shows at a step of its schedule; nothing if it is not there yet and must not be
-    /// made. A picture that cannot be rendered leaves the one before it on the panel. Throws Failure
-    /// if there is none.
+    /// What a device shows at a step of its schedule; nothing if it is not there yet and must not
+    /// be made. A picture that cannot be rendered leaves the one before it on the panel. Throws
+    /// Failure if there is none.
     std::optional<ShownFrame> at_step(const Device &device, std::int64_t step, std::int64_t slot,
                                       FrameForm form, Diligence diligence);
 
@@ -59,8 +59,8 @@ class Frames {
     bool may_ask(const std::string &name);
     ShownPicture shown(const Device &device, const std::string &name);
     std::string digest_of(const OpenPictureFile &file);
-    std::string caption_of(const Device &device, const std::string &name,
-                           const Descriptor &folder, const OpenPictureFile &file);
+    std::string caption_of(const Device &device, const std::string &name, const Descriptor &folder,
+                           const OpenPictureFile &file);
     std::optional<ShownFrame> find(const Device &device, const Pictures &pictures, FrameForm form,
                                    Diligence diligence);
     OpenFile make(const Device &device, const Pictures &pictures, const std::string &key,
@@ -73,7 +73,7 @@ class Frames {
     std::condition_variable made_;
     std::set<std::string> under_way_;
     std::map<std::string, std::pair<std::int64_t, std::string>> failed_; // keys: when, and why
-    std::map<std::string, std::string> digests_;                        // by files' identities
+    std::map<std::string, std::string> digests_;                         // by files' identities
     std::map<std::string, std::string> days_;
     std::map<std::string, bool> portraits_;
     std::map<std::pair<const Album *, Order>, std::pair<std::shared_ptr<const AlbumListing>, Units>>

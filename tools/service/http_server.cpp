@@ -22,7 +22,7 @@ namespace {
 
 constexpr unsigned most_connections = 8000;
 constexpr std::size_t connection_bytes = 16384; // which a request's head must fit into
-constexpr unsigned idle_seconds = 60;
+constexpr unsigned idle_seconds = 30;
 constexpr int most_threads = 4;
 
 using ResponseHandle = std::unique_ptr<MHD_Response, decltype(&MHD_destroy_response)>;
@@ -50,8 +50,9 @@ ResponseHandle body_of(const Response &response) {
     }
     const std::size_t bytes = response.file.file ? 0 : static_cast<std::size_t>(response.length);
     const char *const start = response.text.data() + (bytes > 0 ? response.first : 0);
-    return {MHD_create_response_from_buffer(bytes, const_cast<char *>(start), MHD_RESPMEM_MUST_COPY),
-            MHD_destroy_response};
+    return {
+        MHD_create_response_from_buffer(bytes, const_cast<char *>(start), MHD_RESPMEM_MUST_COPY),
+        MHD_destroy_response};
 }
 
 /// Whether the process may hold so many connections' files.
@@ -68,8 +69,7 @@ unsigned connections() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
         return 500;
-    return static_cast<unsigned>(
-        std::clamp<rlim_t>(limit.rlim_cur / 2, 16, most_connections));
+    return static_cast<unsigned>(std::clamp<rlim_t>(limit.rlim_cur / 2, 16, most_connections));
 }
 
 } // namespace
@@ -109,8 +109,8 @@ struct HttpServer::Daemon {
         request.authorization = header(connection, "Authorization");
         request.battery = header(connection, "X-Battery");
         const std::string length = header(connection, "Content-Length");
-        const bool has_body = !header(connection, "Transfer-Encoding").empty() ||
-                              (!length.empty() && length != "0");
+        const bool has_body =
+            !header(connection, "Transfer-Encoding").empty() || (!length.empty() && length != "0");
         if (auto target = parse_target(exchange.uri))
             request.target = std::move(*target);
         else
@@ -180,8 +180,8 @@ struct HttpServer::Daemon {
     static MHD_Result on_request(void *self, MHD_Connection *connection, const char *,
                                  const char *method, const char *, const char *data,
                                  std::size_t *bytes, void **exchange) {
-        return static_cast<Daemon *>(self)->handle(
-            connection, *static_cast<Exchange *>(*exchange), method, data, bytes);
+        return static_cast<Daemon *>(self)->handle(connection, *static_cast<Exchange *>(*exchange),
+                                                   method, data, bytes);
     }
 
     static void on_end(void *, MHD_Connection *, void **exchange, MHD_RequestTerminationCode) {
@@ -201,12 +201,10 @@ HttpServer::HttpServer(Service &service, const std::string &host, int port)
     hints.ai_socktype = SOCK_STREAM;
     hints.ai_flags = AI_PASSIVE;
     addrinfo *found = nullptr;
-    if (const int error =
-            getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found))
+    if (const int error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found))
         throw Failure(where, gai_strerror(error));
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> address(found, freeaddrinfo);
-    unsigned flags =
-        MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
+    unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
     if (address->ai_family == AF_INET6)
         flags |= MHD_USE_IPv6;
     const int threads =

@@ -8,8 +8,8 @@
 
 namespace oxel::tools {
 
-/// Brings the service HTTP/1.1, by libmicrohttpd: a few threads serve all connections, and none waits
-/// for a slow one or for a render.
+/// Brings the service HTTP/1.1, by libmicrohttpd: a few threads serve all connections, and none
+/// waits for a slow one or for a render.
 class HttpServer {
   public:
     /// Throws Failure if it cannot listen there. Port 0 takes one that is free.

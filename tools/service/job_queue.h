@@ -11,7 +11,8 @@
 
 namespace oxel::tools {
 
-/// Threads that work off jobs, which must not throw: what somebody waits for before what is done ahead.
+/// Threads that work off jobs, which must not throw: what somebody waits for before what is done
+/// ahead.
 class JobQueue {
   public:
     explicit JobQueue(int threads);

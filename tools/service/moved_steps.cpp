@@ -1,8 +1,8 @@
 #include "service/moved_steps.h"
 
+#include "base/descriptor.h"
 #include "base/failure.h"
 #include "base/files.h"
-#include "pictures/decoder_messages.h"
 
 #include <charconv>
 #include <fcntl.h>

@@ -9,9 +9,8 @@ PanelTurns::Turn::Turn(PanelTurns &turns, const std::shared_ptr<const Panel> &pa
     std::unique_lock lock(turns.mutex_);
     const std::uint64_t number = turns.next_++;
     const auto is_adopted = [&] { return turns.adopted_ == panel && turns.indices_ == indices; };
-    turns.changed_.wait(lock, [&] {
-        return turns.serving_ == number && (is_adopted() || turns.rendering_ == 0);
-    });
+    turns.changed_.wait(
+        lock, [&] { return turns.serving_ == number && (is_adopted() || turns.rendering_ == 0); });
     ++turns.serving_;
     turns.changed_.notify_all();
     if (!is_adopted()) {

@@ -80,8 +80,7 @@ void write_crop(const Album &album, const std::string &name, const std::string &
         notes["crops"][device] = *crop;
     else
         notes["crops"].erase(device);
-    const std::string text =
-        notes.dump(1, ' ', true, json::error_handler_t::replace) + "\n";
+    const std::string text = notes.dump(1, ' ', true, json::error_handler_t::replace) + "\n";
     try {
         OutputFiles files;
         files.write("/proc/self/fd/" + std::to_string(folder.get()) + "/" + notes_name(name),

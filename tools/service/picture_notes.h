@@ -14,7 +14,8 @@ namespace oxel::tools {
 /// Left, top, width and height, in shares of the upright picture's sides.
 using Crop = std::array<double, 4>;
 
-/// The crops that devices have of a picture, by their ids. They are kept in NAME.oxel.json beside it.
+/// The crops that devices have of a picture, by their ids. They are kept in NAME.oxel.json beside
+/// it.
 using Crops = std::map<std::string, Crop>;
 
 /// A file that is damaged notes nothing.

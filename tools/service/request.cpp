@@ -56,8 +56,9 @@ bool is_control(char letter) {
 
 bool is_name(std::string_view part) {
     return !part.empty() && part != "." && part != ".." && part.size() < 256 && is_utf8(part) &&
-           std::none_of(part.begin(), part.end(),
-                        [](char c) { return c == '/' || c == '\\' || is_control(c); });
+           std::none_of(
+               part.begin(), part.end(),
+               [](char c) { return c == '/' || c == '\\' || is_control(c); });
 }
 
 } // namespace

@@ -2,7 +2,7 @@
 #define OXEL_TOOLS_REQUEST_H
 
 #include "base/bytes.h"
-#include "pictures/decoder_messages.h"
+#include "base/descriptor.h"
 
 #include <map>
 #include <optional>
@@ -21,8 +21,9 @@ struct Target {
     std::string value(const std::string &key) const;
 };
 
-/// Nothing for what names no file by any system's rules: parts that are empty, . or .., hold a slash,
-/// a backslash or a control character, or are no UTF-8, written plainly or as %2e and the like.
+/// Nothing for what names no file by any system's rules: parts that are empty, . or .., hold a
+/// slash, a backslash or a control character, or are no UTF-8, written plainly or as %2e and the
+/// like.
 std::optional<Target> parse_target(std::string_view text);
 
 /// The secret that comes with "Bearer SECRET"; "" if there is none.

@@ -3,8 +3,8 @@
 #include "base/failure.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cctype>
+#include <charconv>
 #include <optional>
 
 namespace oxel::tools {
@@ -42,8 +42,8 @@ std::optional<std::uint64_t> number(std::string_view digits) {
 
 enum class Asked { all, part, nothing_there };
 
-/// What "bytes=FIRST-LAST", "bytes=FIRST-" or "bytes=-LAST_ONES" asks for. Of several ranges, and of
-/// what is no range, all.
+/// What "bytes=FIRST-LAST", "bytes=FIRST-" or "bytes=-LAST_ONES" asks for. Of several ranges, and
+/// of what is no range, all.
 Asked parse_range(std::string_view text, std::uint64_t bytes, std::uint64_t &first,
                   std::uint64_t &length) {
     constexpr std::string_view unit = "bytes=";
@@ -70,7 +70,8 @@ Asked parse_range(std::string_view text, std::uint64_t bytes, std::uint64_t &fir
 Response line_response(int status, const std::string &line) {
     Response response;
     response.status = status;
-    response.headers = {{"Content-Type", "text/plain; charset=utf-8"}, {"Cache-Control", "no-store"}};
+    response.headers = {{"Content-Type", "text/plain; charset=utf-8"},
+                        {"Cache-Control", "no-store"}};
     response.text = printable(line) + "\n";
     return response;
 }

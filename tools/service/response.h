@@ -2,7 +2,7 @@
 #define OXEL_TOOLS_RESPONSE_H
 
 #include "base/bytes.h"
-#include "pictures/decoder_messages.h"
+#include "base/descriptor.h"
 #include "service/request.h"
 
 #include <cstdint>
@@ -25,9 +25,9 @@ struct Response {
     std::vector<std::pair<std::string, std::string>> headers;
     std::string text;
     OpenFile file;
-    std::string etag;          // with its quotes; "" for what has none
-    std::uint64_t first = 0;   // what is sent of the body begins here
-    std::uint64_t length = 0;  // and is so long
+    std::string etag;         // with its quotes; "" for what has none
+    std::uint64_t first = 0;  // what is sent of the body begins here
+    std::uint64_t length = 0; // and is so long
 
     std::uint64_t body_bytes() const { return file.file ? file.bytes : text.size(); }
 };

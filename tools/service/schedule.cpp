@@ -16,8 +16,7 @@ bool is_quiet(const ScheduleRules &rules, int second) {
 
 } // namespace
 
-Schedule::Schedule(const ScheduleRules &rules)
-    : rules_(rules), zone_(TimeZone::named(rules.zone)) {
+Schedule::Schedule(const ScheduleRules &rules) : rules_(rules), zone_(TimeZone::named(rules.zone)) {
     const std::vector<std::int64_t> &odd = zone_->odd_days();
     std::int64_t plain = 0;
     while (std::binary_search(odd.begin(), odd.end(), plain))

@@ -13,8 +13,8 @@ struct ServeOptions {
     SettingsReader read_settings;
 };
 
-/// Serves until SIGTERM or SIGINT comes. SIGHUP has the configuration read anew; a wrong one is told,
-/// and the one before stays. Throws Failure.
+/// Serves until SIGTERM or SIGINT comes. SIGHUP has the configuration read anew; a wrong one is
+/// told, and the one before stays. Throws Failure.
 void serve(const ServeOptions &options);
 
 } // namespace oxel::tools

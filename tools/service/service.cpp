@@ -442,7 +442,8 @@ Service::Result Service::album_picture(Request &request, const Fleet &fleet, Alb
         response.headers = {{"Content-Type", type_of_file(name)}};
         response.etag = tag_of(digest.hex());
         const off_t bytes = lseek(file.file.get(), 0, SEEK_END);
-        response.file = {std::move(file.file), static_cast<std::uint64_t>(std::max<off_t>(0, bytes))};
+        response.file = {std::move(file.file),
+                         static_cast<std::uint64_t>(std::max<off_t>(0, bytes))};
     }
     response.headers.emplace_back("Cache-Control", "private, no-cache");
     // A drawing may hold a script, and comes from where the page does.
@@ -504,14 +505,16 @@ Service::Result Service::upload(Request &request, const Fleet &fleet, Diligence 
 Response Service::site(const Request &request, const Fleet &fleet) const {
     if (fleet.configuration.site.empty())
         return request.target.path.empty()
-                   ? line_response(200, "oxel serve: /devices, /albums, /metrics; there is no page: "
-                                        "the configuration names no site")
+                   ? line_response(200,
+                                   "oxel serve: /devices, /albums, /metrics; there is no page: "
+                                   "the configuration names no site")
                    : not_found();
     auto file = open_site_file(fleet.configuration.site, request.target.path);
     if (!file)
         return not_found();
     Response response;
-    const std::string name = request.target.path.empty() ? "index.html" : request.target.path.back();
+    const std::string name =
+        request.target.path.empty() ? "index.html" : request.target.path.back();
     response.headers = {{"Content-Type", type_of_file(file->is_index ? "index.html" : name)},
                         {"Cache-Control", "no-cache"}};
     Digest digest;
@@ -564,7 +567,8 @@ Response Service::list_metrics(const Fleet &fleet) {
         const std::lock_guard lock(known.mutex);
         const std::string label = "{device=\"" + id + "\"} ";
         if (known.last_wake > 0)
-            wakes += "oxel_device_last_wake_seconds" + label + std::to_string(known.last_wake) + "\n";
+            wakes +=
+                "oxel_device_last_wake_seconds" + label + std::to_string(known.last_wake) + "\n";
         if (!known.battery.empty())
             batteries += "oxel_device_battery" + label + known.battery + "\n";
     }
@@ -597,7 +601,8 @@ void Service::make_ahead(const std::string &id, const Slot &slot) {
         return;
     const DeviceConfiguration &configuration = device->second.configuration;
     // What a source gives in the next slot, it gives then.
-    const bool asks = !configuration.source.command.empty() || !configuration.source.address.empty();
+    const bool asks =
+        !configuration.source.command.empty() || !configuration.source.address.empty();
     try {
         const std::int64_t moved = moved_.of(id);
         for (std::int64_t next = 0; next < (asks ? 1 : 2); ++next)

@@ -56,7 +56,7 @@ class Service {
         Moment looked_at = -1;
         Moment last_wake = 0;
         std::string battery;
-        Moment ahead_until = -1; // its frames are made up to the end of this slot
+        Moment ahead_until = -1;      // its frames are made up to the end of this slot
         const Fleet *fleet = nullptr; // by which it was looked at
     };
 

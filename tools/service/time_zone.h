@@ -13,8 +13,8 @@ using Moment = std::int64_t;
 
 constexpr int seconds_a_day = 86400;
 
-/// The civil time of a place. Its days are counted from 1 January 2024, and the first of them stands
-/// for all before, the last, in 2100, for all behind it.
+/// The civil time of a place. Its days are counted from 1 January 2024, and the first of them
+/// stands for all before, the last, in 2100, for all behind it.
 class TimeZone {
   public:
     /// A zone of the system's database: "Europe/Berlin". Throws std::runtime_error.
