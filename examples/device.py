@@ -20,12 +20,10 @@ def ask(options, tag):
     """What the service says: a new frame or None, its tag, and how long to sleep."""
     request = urllib.request.Request(f"{options.address}/devices/{options.id}/frame")
     request.add_header("Accept-Encoding", "gzip")
-    if tag:
-        request.add_header("If-None-Match", tag)
-    if options.token:
-        request.add_header("Authorization", f"Bearer {options.token}")
-    if options.battery:
-        request.add_header("X-Battery", options.battery)
+    for name, value in (("If-None-Match", tag), ("X-Battery", options.battery),
+                        ("Authorization", options.token and f"Bearer {options.token}")):
+        if value:
+            request.add_header(name, value)
     try:
         with urllib.request.urlopen(request, timeout=60) as answer:
             frame = answer.read()
@@ -38,16 +36,8 @@ def ask(options, tag):
         return None, tag, int(error.headers["X-Next-Wake"])
 
 
-def show(frame, path):
-    with open(path + ".part", "wb") as file:
-        file.write(frame)
-    os.replace(path + ".part", path)
-
-
 parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-for name in ("address", "id", "frame"):
-    parser.add_argument(name)
-for name in ("--token", "--battery"):
+for name in ("address", "id", "frame", "--token", "--battery"):
     parser.add_argument(name)
 parser.add_argument("--count", type=int, default=0, help="end after so many wakes")
 options = parser.parse_args()
@@ -56,7 +46,9 @@ while True:
     try:
         frame, tag, wake = ask(options, tag)
         if frame is not None:
-            show(frame, options.frame)
+            with open(options.frame + ".part", "wb") as file:
+                file.write(frame)
+            os.replace(options.frame + ".part", options.frame)
     except OSError as error:  # the panel keeps what it shows
         print(error, file=sys.stderr, flush=True)
         wake = RETRY

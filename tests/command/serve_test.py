@@ -301,7 +301,6 @@ class Serve(CommandCase):
         self.assertIsNone(service.process.poll())
 
     def test_shows_other_sources_captions_and_pairs(self):
-        self.picture("tall0.png", 11, (12, 24))
         os.makedirs("tall")
         for i in range(3):
             self.picture(f"tall/t{i}.png", 20 + i, (12, 24))
@@ -326,7 +325,6 @@ class Serve(CommandCase):
             service.set_clock(START + 3600 * i)
             seen.add(service.ask("/devices/pair/frame").body)
         self.assertEqual(len(seen), 2)  # two of the three, then the last
-        self.oxel("render tall/t0.png --panel panel.lut --size 12x16 -o half --no-prepare")
         self.assertIn(self.rendered("tall/t2.png"), seen)
 
     def test_reads_its_configuration_anew(self):
@@ -372,6 +370,14 @@ class Serve(CommandCase):
                         "kitchen", "shown", "--battery", "80", "--count", "1"], check=True)
         self.assertEqual(pathlib.Path("shown").read_bytes(),
                          service.ask("/devices/kitchen/frame").body)
+        compiler = os.environ.get("CC", "cc").split()
+        subprocess.run([*compiler, "-std=c99", "-Wall", "-Wextra", "-Werror", "-D_DEFAULT_SOURCE",
+                        EXAMPLES / "device.c", "-lcurl", "-o", "device"], check=True)
+        big = device("big", 'picture = "photo.png"').replace("24x16", "200x100")
+        service = self.serve(TOP + big)
+        subprocess.run(["./device", f"http://127.0.0.1:{service.port}/devices/big/frame", "shown",
+                        "", "1"], check=True)
+        self.assertEqual(pathlib.Path("shown").read_bytes(), service.ask("/devices/big/frame").body)
         fleet = subprocess.run(
             [sys.executable, EXAMPLES / "fleet.py", COMMAND, "panel.lut", "--devices", "60",
              "--pictures", "14", "--minutes", "60", "--kills", "1", "--size", "24x16"],
