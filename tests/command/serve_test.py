@@ -48,9 +48,10 @@ class Service:
     def __init__(self, configuration, clock=START):
         pathlib.Path("serve.toml").write_text(configuration)
         self.set_clock(clock)
-        self.process = subprocess.Popen(
-            [COMMAND, "serve", "serve.toml", "--clock", "clock"], stdout=subprocess.PIPE,
-            stderr=open("errors", "ab"), text=True)
+        with open("errors", "ab") as errors:
+            self.process = subprocess.Popen(
+                [COMMAND, "serve", "serve.toml", "--clock", "clock"], stdout=subprocess.PIPE,
+                stderr=errors, text=True)
         line = self.process.stdout.readline()
         if not line:
             raise AssertionError(pathlib.Path("errors").read_text())

@@ -17,17 +17,17 @@ namespace oxel::tools {
 
 namespace {
 
-constexpr std::int64_t second = 1'000'000'000;
+constexpr std::int64_t nanoseconds_a_second = 1'000'000'000;
 constexpr int most_levels = 32;
 
 std::int64_t now_in_nanoseconds() {
     timespec now{};
     clock_gettime(CLOCK_REALTIME, &now);
-    return now.tv_sec * second + now.tv_nsec;
+    return now.tv_sec * nanoseconds_a_second + now.tv_nsec;
 }
 
-std::int64_t changed(const struct stat &status) {
-    return status.st_mtim.tv_sec * second + status.st_mtim.tv_nsec;
+std::int64_t change_time(const struct stat &status) {
+    return status.st_mtim.tv_sec * nanoseconds_a_second + status.st_mtim.tv_nsec;
 }
 
 Descriptor open_root(const std::string &folder) {
@@ -53,18 +53,18 @@ void list_folder(const Descriptor &folder, const std::string &path, const std::s
     struct stat status{};
     if (fstat(folder.get(), &status) != 0)
         return;
-    folders[path] = {changed(status), 0};
+    folders[path] = {change_time(status), 0};
     const std::unique_ptr<DIR, DirectoryCloser> directory(
         fdopendir(fcntl(folder.get(), F_DUPFD_CLOEXEC, 0)));
     if (!directory)
         return;
-    while (const dirent *entry = readdir(directory.get())) { // NOLINT(concurrency-mt-unsafe)
+    while (const dirent *entry = readdir(directory.get())) {
         const std::string name = entry->d_name;
         if (is_hidden(name) ||
             fstatat(folder.get(), name.c_str(), &status, AT_SYMLINK_NOFOLLOW) != 0)
             continue;
         if (S_ISREG(status.st_mode) && is_album_picture(name)) {
-            listing.push_back({prefix + name, changed(status)});
+            listing.push_back({prefix + name, change_time(status)});
         } else if (S_ISDIR(status.st_mode) && levels > 0) {
             if (const Descriptor below = open_below(folder, name, O_DIRECTORY))
                 list_folder(below, path + "/" + name, prefix + name + "/", levels - 1, listing,
@@ -112,14 +112,14 @@ std::shared_ptr<const AlbumListing> Album::listing() {
 
 bool Album::is_unchanged() const {
     const std::int64_t now = now_in_nanoseconds();
-    if (now < looked_at_ || now > looked_at_ + 60 * second)
+    if (now < looked_at_ || now > looked_at_ + 60 * nanoseconds_a_second)
         return false;
     return std::all_of(looked_into_.begin(), looked_into_.end(), [&](const auto &folder) {
         struct stat status{};
         // What changed while it was looked into may change again without a sign.
-        return folder.second.nanoseconds + second / 10 < looked_at_ &&
+        return folder.second.nanoseconds + nanoseconds_a_second / 10 < looked_at_ &&
                stat(folder.first.c_str(), &status) == 0 &&
-               changed(status) == folder.second.nanoseconds;
+               change_time(status) == folder.second.nanoseconds;
     });
 }
 
@@ -171,8 +171,8 @@ OpenPictureFile Album::open(const std::string &name) const {
         throw Failure(name, "no such picture");
     return {std::move(file),
             std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino) + ":" +
-                std::to_string(status.st_size) + ":" + std::to_string(changed(status)),
-            changed(status)};
+                std::to_string(status.st_size) + ":" + std::to_string(change_time(status)),
+            change_time(status)};
 }
 
 std::string read_beside(const Descriptor &folder, const std::string &name, std::size_t most) {

@@ -159,7 +159,7 @@ class Section {
 };
 
 /// "30m", "2h", "45s": seconds; 0 if it is none.
-int duration(std::string_view text) {
+int parse_duration(std::string_view text) {
     int number = 0;
     const auto read = std::from_chars(text.data(), text.data() + text.size(), number);
     const std::string_view unit = text.substr(static_cast<std::size_t>(read.ptr - text.data()));
@@ -170,7 +170,7 @@ int duration(std::string_view text) {
 }
 
 /// "06:30": seconds of the day.
-std::optional<int> time_of_day(std::string_view text) {
+std::optional<int> parse_time(std::string_view text) {
     const auto digits = [&](std::size_t place) {
         const auto digit = [&](std::size_t i) { return text[i] >= '0' && text[i] <= '9'; };
         return digit(place) && digit(place + 1) ? 10 * (text[place] - '0') + text[place + 1] - '0'
@@ -352,12 +352,12 @@ class Reader {
 
     void read_schedule(Section &section, ScheduleRules &rules) {
         if (const auto interval = section.text("interval")) {
-            rules.interval = duration(*interval);
+            rules.interval = parse_duration(*interval);
             if (rules.interval == 0)
                 section.fail("interval", "must be such as 90s, 30m or 6h, at most 24h");
         }
         for (const std::string &text : section.texts("times")) {
-            const auto time = time_of_day(text);
+            const auto time = parse_time(text);
             if (!time)
                 section.fail("times", text + " is no time of day, such as 06:30");
             rules.times.push_back(*time);
@@ -368,9 +368,9 @@ class Reader {
             rules.interval = 3600;
         if (const auto quiet = section.text("quiet")) {
             const std::size_t dash = quiet->find('-');
-            const auto from = time_of_day(quiet->substr(0, dash));
+            const auto from = parse_time(quiet->substr(0, dash));
             const auto to =
-                dash == quiet->npos ? std::nullopt : time_of_day(quiet->substr(dash + 1));
+                dash == quiet->npos ? std::nullopt : parse_time(quiet->substr(dash + 1));
             if (!from || !to || *from == *to)
                 section.fail("quiet", "must be such as 22:00-06:30");
             rules.quiet = {*from, *to};

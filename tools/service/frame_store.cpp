@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr time_t hour = 3600;
+constexpr time_t seconds_an_hour = 3600;
 
 /// How exactly it is known when a file was last asked for.
 constexpr time_t mark_seconds = 60;
@@ -89,7 +89,7 @@ void FrameStore::tidy() {
         const auto bytes = static_cast<std::uint64_t>(status.st_size);
         // What a process that was killed has left half done.
         const bool part = entry->path().native().find(".oxel-part") != std::string::npos;
-        if (part && status.st_mtime + hour < time(nullptr)) {
+        if (part && status.st_mtime + seconds_an_hour < time(nullptr)) {
             unlink(entry->path().c_str());
         } else if (!part) {
             entries.push_back({status.st_mtime, bytes, entry->path()});

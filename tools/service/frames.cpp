@@ -69,7 +69,7 @@ OpenPictureFile picture_of(OpenFile stored, const std::string &identity) {
     return {std::move(stored.file), identity, 0};
 }
 
-std::string day_of(std::int64_t nanoseconds) {
+std::string day_of_change(std::int64_t nanoseconds) {
     const time_t seconds = nanoseconds / 1'000'000'000;
     std::tm parts{};
     gmtime_r(&seconds, &parts);
@@ -78,7 +78,7 @@ std::string day_of(std::int64_t nanoseconds) {
     return text;
 }
 
-std::string stem(const std::string &name) {
+std::string stem_of(const std::string &name) {
     const std::string last = last_part(name);
     return last.substr(0, last.rfind('.'));
 }
@@ -115,9 +115,9 @@ std::string Frames::caption_of(const Device &device, const std::string &name,
     case Caption::none:
         return "";
     case Caption::name:
-        return stem(name);
+        return stem_of(name);
     case Caption::text:
-        return folder ? first_line(read_beside(folder, stem(name) + ".txt", 1000)) : "";
+        return folder ? first_line(read_beside(folder, stem_of(name) + ".txt", 1000)) : "";
     case Caption::date:
         break;
     }
@@ -133,7 +133,7 @@ std::string Frames::caption_of(const Device &device, const std::string &name,
     } catch (const Failure &) { // it will be told when the picture is to be shown
     }
     if (day.empty() && file.changed > 0)
-        day = day_of(file.changed);
+        day = day_of_change(file.changed);
     const std::lock_guard lock(mutex_);
     if (days_.size() >= most_notes)
         days_.clear();

@@ -65,7 +65,7 @@ void raise_file_limit() {
 }
 
 /// Half of the files that the process may hold.
-unsigned connections() {
+unsigned connection_limit() {
     rlimit limit{};
     if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
         return 500;
@@ -216,7 +216,7 @@ HttpServer::HttpServer(Service &service, const std::string &host, int port)
         Daemon::on_message, nullptr, MHD_OPTION_URI_LOG_CALLBACK, Daemon::on_uri, nullptr,
         MHD_OPTION_NOTIFY_COMPLETED, Daemon::on_end, nullptr, MHD_OPTION_THREAD_POOL_SIZE,
         static_cast<unsigned>(threads > 1 ? threads : 0), MHD_OPTION_CONNECTION_LIMIT,
-        connections(), MHD_OPTION_CONNECTION_MEMORY_LIMIT, connection_bytes,
+        connection_limit(), MHD_OPTION_CONNECTION_MEMORY_LIMIT, connection_bytes,
         MHD_OPTION_CONNECTION_TIMEOUT, idle_seconds, MHD_OPTION_LISTENING_ADDRESS_REUSE, 1U,
         MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_END);
     if (!daemon_->daemon)

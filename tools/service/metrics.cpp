@@ -4,8 +4,8 @@ namespace oxel::tools {
 
 namespace {
 
-std::string line(const std::string &name, const std::string &kind, const std::string &explanation,
-                 const std::string &value) {
+std::string metric_line(const std::string &name, const std::string &kind,
+                        const std::string &explanation, const std::string &value) {
     return metric_head(name, kind, explanation) + name + " " + value + "\n";
 }
 
@@ -29,7 +29,7 @@ std::string Metrics::text() const {
                     std::to_string(answers[status]) + "\n";
     const auto count = [&](const char *name, const char *explanation,
                            const std::atomic<std::uint64_t> &value) {
-        text += line(name, "counter", explanation, std::to_string(value));
+        text += metric_line(name, "counter", explanation, std::to_string(value));
     };
     count("oxel_cache_hits_total", "Frames that were in the cache.", cache_hits);
     count("oxel_cache_misses_total", "Frames that were not.", cache_misses);
@@ -38,8 +38,8 @@ std::string Metrics::text() const {
     count("oxel_fetch_failures_total", "Commands and addresses that gave no picture.",
           fetch_failures);
     count("oxel_refused_tokens_total", "Requests without the right token.", refused_tokens);
-    text += line("oxel_render_seconds_total", "counter", "Time that renders took.",
-                 std::to_string(static_cast<double>(render_microseconds) / 1e6));
+    text += metric_line("oxel_render_seconds_total", "counter", "Time that renders took.",
+                        std::to_string(static_cast<double>(render_microseconds) / 1e6));
     return text;
 }
 

@@ -30,7 +30,7 @@ void for_each_part(std::string_view list, Take take) {
     }
 }
 
-std::optional<std::uint64_t> number(std::string_view digits) {
+std::optional<std::uint64_t> parse_number(std::string_view digits) {
     std::uint64_t value = 0;
     const char *const end = digits.data() + digits.size();
     const auto read = std::from_chars(digits.data(), end, value);
@@ -52,8 +52,8 @@ Asked parse_range(std::string_view text, std::uint64_t bytes, std::uint64_t &fir
         return Asked::all;
     const std::string_view from = trimmed(text.substr(unit.size(), dash - unit.size()));
     const std::string_view to = trimmed(text.substr(dash + 1));
-    const auto begin = number(from);
-    const auto end = number(to);
+    const auto begin = parse_number(from);
+    const auto end = parse_number(to);
     if ((!begin && !from.empty()) || (!end && !to.empty()) || (!begin && !end) ||
         (begin && end && *end < *begin))
         return Asked::all;
