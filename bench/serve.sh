@@ -10,7 +10,7 @@
 # build folder (build/bench).
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
-build=${BUILD_DIR:-$here/build/bench}
+build=$(realpath -m "${BUILD_DIR:-$here/build/bench}")
 count=40
 seconds=20
 devices=2000
@@ -66,9 +66,13 @@ interval = "1m"
 END
 echo 1800000000 >clock
 start() { # CONFIGURATION
-    "$build/oxel" serve "$1" --clock clock >out &
+    : >out
+    "$build/oxel" serve "$1" --clock clock >>out &
     service=$!
-    until port=$(sed -n 's/.*:\([0-9]*\)\/$/\1/p' out) && [ -n "$port" ]; do sleep 0.05; done
+    until port=$(sed -n 's/.*:\([0-9]*\)\/$/\1/p' out) && [ -n "$port" ]; do
+        kill -0 "$service"
+        sleep 0.05
+    done
     address=http://127.0.0.1:$port
 }
 # Its processor time and that of its decoders, in hundredths of a second.
