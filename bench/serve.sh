@@ -90,9 +90,13 @@ for path in pathlib.Path("/proc").glob("[0-9]*/stat"):
 print(total)
 END
 }
-memory() { sed -n 's/^VmHWM: *\([0-9]*\) kB/\1/p' "/proc/$service/status"; }
-latency() { # RATE CONNECTIONS SECONDS URL [HEADER]
-    python3 "$here/bench/serve.py" "$@"
+memory() { sed -n 's|^VmHWM:[^0-9]*\([0-9]*\).*|\1|p' "/proc/$service/status"; }
+# What wrk's clients wait for an answer, each of which asks again after so many milliseconds.
+latency() { # CONNECTIONS MILLISECONDS SECONDS
+    echo "function delay() return $2 end" >delay.lua
+    wrk -t 1 -c "$1" -d "$3" --latency -s delay.lua "$address/devices/d/frame" |
+        awk '$1 == "50%" { half = $2 } $1 == "99%" { most = $2 } $1 == "Requests/sec:" { rate = $2 }
+             END { printf "p50 %s, p99 %s at %d a second", half, most, rate }'
 }
 
 start serve.toml
@@ -109,14 +113,14 @@ uncached=$(python3 -c "print(f'{$count * 3600 / (($after - $before) / 100):,.0f}
 rm -rf cache
 start serve.toml
 tag=$(curl -s -o frame -D - "$address/devices/d/frame" | tr -d '\r' | sed -n 's/^ETag: //p')
-cached=$(latency 2000 64 "$seconds" "$address/devices/d/frame")
+cached=$(latency 64 31 "$seconds")
 plain=$(wrk -t 1 -c 64 -d "$seconds" "$address/devices/d/frame" | sed -n 's/^Requests.sec: *//p')
 matched=$(wrk -t 1 -c 64 -d "$seconds" -H "If-None-Match: $tag" "$address/devices/d/frame" |
     sed -n 's/^Requests.sec: *//p')
-python3 "$here/bench/serve.py" slow 500 "$address" >slow &
+python3 "$here/bench/slow_clients.py" "$port" 500 >slow &
 slow=$!
 until grep -q ready slow; do sleep 0.05; done
-beside=$(latency 100 8 "$seconds" "$address/devices/d/frame")
+beside=$(latency 8 80 "$seconds")
 kill "$slow"
 stop
 

@@ -114,7 +114,8 @@ void apply_conditions(const Request &request, Response &response) {
     if (response.status != 200 || !request.reads())
         return;
     if (names_tag(request.if_none_match, response.etag)) {
-        response.status = 304; // whose head tells the length of what is not sent
+        response.status = 304;
+        response.length = 0; // small clients would wait for a body of any other length
         return;
     }
     if (request.range.empty() || response.etag.empty() ||
