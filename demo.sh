@@ -27,7 +27,8 @@ photo=${1:-$here/examples/scene.svg}
 [ -f "$photo" ] || fail "$photo: no such file"
 
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config \
-    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev fonts-dejavu-core
+    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
+    libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev fonts-dejavu-core
 
 [ -x "$build/oxel" ] || echo "Compiling takes one to two minutes on two cores, and 15 MB in $build"
 cmake -S "$here" -B "$build" -DOXEL_BUILD_TOOLS=ON >/dev/null

@@ -26,7 +26,8 @@ for photo in "$@"; do
     fi
 done
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config libvips-dev libvips-tools \
-    libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev fonts-dejavu-core python3
+    libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
+    libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev fonts-dejavu-core python3
 echo "Building in $build" >&2
 cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release -DOXEL_BUILD_TOOLS=ON >/dev/null
 cmake --build "$build" --parallel "$(nproc)" --target oxel >/dev/null

@@ -17,7 +17,8 @@ if [ ! -f "$1" ]; then
     exit 2
 fi
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config libvips-dev libvips-tools \
-    libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev fonts-dejavu-core \
+    libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
+    libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev fonts-dejavu-core \
     python3-pil imagemagick graphicsmagick ffmpeg
 echo "Building in $build"
 cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release -DOXEL_BUILD_TOOLS=ON >/dev/null

@@ -34,6 +34,7 @@ done
 
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config libbenchmark-dev \
     libvips-dev libvips-tools libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
+    libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev \
     fonts-dejavu-core
 echo "Building in $build"
 cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release -DOXEL_BUILD_TOOLS=ON \

@@ -9,7 +9,8 @@ set -eu
 here=$(cd "$(dirname "$0")/.." && pwd)
 build=${BUILD_DIR:-$here/build/bench}
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config libvips-dev libcli11-dev libseccomp-dev \
-    nlohmann-json3-dev zlib1g-dev fonts-dejavu-core python3-numpy python3-pil imagemagick tesseract-ocr
+    nlohmann-json3-dev zlib1g-dev \
+    libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev fonts-dejavu-core python3-numpy python3-pil imagemagick tesseract-ocr
 echo "Building in $build"
 cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release -DOXEL_BUILD_TOOLS=ON >/dev/null
 cmake --build "$build" --parallel "$(nproc)" --target oxel >/dev/null

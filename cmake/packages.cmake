@@ -41,7 +41,8 @@ if(OXEL_BUILD_TOOLS)
   list(APPEND CPACK_COMPONENTS_ALL tool)
   set(CPACK_DEBIAN_TOOL_PACKAGE_NAME oxel)
   set(CPACK_DEBIAN_TOOL_PACKAGE_SECTION graphics)
-  set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS "fonts-dejavu-core")
+  set(CPACK_DEBIAN_TOOL_PACKAGE_DEPENDS "tzdata") # of schedules
+  set(CPACK_DEBIAN_TOOL_PACKAGE_RECOMMENDS "curl, fonts-dejavu-core")
   set(CPACK_COMPONENT_TOOL_DESCRIPTION "renders pictures for colour e-paper panels: command
 ${extended}")
   set(CPACK_COMPONENT_TOOL_DEPENDS runtime)

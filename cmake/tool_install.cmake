@@ -11,5 +11,10 @@ set_target_properties(oxel_installed PROPERTIES
   INSTALL_RPATH $ORIGIN/${libraries_from_command})
 
 install(TARGETS oxel_installed RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+configure_file(${PROJECT_SOURCE_DIR}/cmake/oxel.service.in oxel.service @ONLY)
+install(FILES ${CMAKE_CURRENT_BINARY_DIR}/oxel.service DESTINATION lib/systemd/system
+  COMPONENT tool)
+install(FILES ${PROJECT_SOURCE_DIR}/cmake/serve.toml DESTINATION ${CMAKE_INSTALL_DATADIR}/oxel
+  COMPONENT tool)
 install(DIRECTORY panels DESTINATION ${CMAKE_INSTALL_DATADIR}/oxel COMPONENT tool
   FILES_MATCHING PATTERN *.json)

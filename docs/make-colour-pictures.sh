@@ -3,7 +3,8 @@
 set -eu
 cd "$(dirname "$0")/.."
 scripts/install-packages.sh g++ cmake make pkg-config \
-    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev libbenchmark-dev \
+    libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
+    libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev libbenchmark-dev \
     fonts-dejavu-core
 build=${BUILD_DIR:-build/bench}
 cmake -S . -B "$build" -DOXEL_BUILD_TOOLS=ON -DOXEL_BUILD_BENCH=ON >/dev/null

@@ -9,7 +9,7 @@ record=
 [ "${1-}" != --record ] || { record=docs/measurements/fuzzing.md && shift; }
 [[ $# -eq 1 && $1 =~ ^[0-9]+$ ]] || { echo "usage: $0 [--record] SECONDS" >&2 && exit 2; }
 export build=${BUILD_DIR:-build/fuzz} seconds=$1
-targets=(calls package transfer panel picture)
+targets=(calls package transfer configuration panel picture request)
 [ -f "$build/CMakeCache.txt" ] ||
     cmake -S . -B "$build" -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
         -DOXEL_BUILD_FUZZERS=ON -DOXEL_BUILD_TESTS=ON -DOXEL_BUILD_TOOLS=ON >/dev/null

@@ -2,9 +2,14 @@
 // that begins with its name.
 #include "base/failure.h"
 #include "base/files.h"
+#include "command/device_settings.h"
 #include "panels/panel_description.h"
 #include "pictures/decoder.h"
+#include "service/configuration.h"
+#include "service/picture_notes.h"
+#include "service/response.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
@@ -51,6 +56,44 @@ void fuzz_picture(std::string_view bytes) {
         }
     });
     close(file);
+}
+
+void fuzz_configuration(std::string_view bytes) {
+    std::cerr.rdbuf(nullptr); // warnings
+    expect_success_or_failure("configuration", [&] {
+        parse_configuration("configuration", bytes, read_device_settings);
+    });
+}
+
+/// A request's target and headers, a line each, and its body.
+void fuzz_request(std::string_view bytes) {
+    const auto take_line = [&] {
+        const std::string_view line = bytes.substr(0, bytes.find('\n'));
+        bytes.remove_prefix(std::min(line.size() + 1, bytes.size()));
+        return std::string(line);
+    };
+    if (const auto target = parse_target(take_line()))
+        for (const std::string &part : target->path)
+            if (part.empty() || part == "." || part == ".." ||
+                part.find_first_of(std::string("/\\\0", 3)) != part.npos)
+                std::abort();
+    Request request;
+    request.method = "GET";
+    request.if_none_match = take_line();
+    request.range = take_line();
+    request.if_range = take_line();
+    accepts_gzip(take_line());
+    bearer(take_line());
+    Response response;
+    response.etag = "\"tag\"";
+    response.text = "0123456789";
+    apply_conditions(request, response);
+    if (response.first > 10 || response.length > 10 - response.first ||
+        (response.status == 206 && response.length == 0))
+        std::abort();
+    if (const auto crop = parse_crop(bytes))
+        if ((*crop)[0] + (*crop)[2] > 1.0001 || (*crop)[1] + (*crop)[3] > 1.0001)
+            std::abort();
 }
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *bytes, std::size_t count) {

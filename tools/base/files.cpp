@@ -147,9 +147,22 @@ FileHandle create_temporary(const fs::path &target, fs::path &temporary) {
     return nullptr;
 }
 
+/// Who answers signals instead of the process's end.
+std::function<bool(int)> &signal_answer() {
+    static auto *const answer = new std::function<bool(int)>; // outlives the threads
+    return *answer;
+}
+
+bool is_answered(int signal) {
+    const std::lock_guard lock(all_threads().mutex);
+    return signal_answer() && signal_answer()(signal);
+}
+
 void end_when_interrupted(const sigset_t &signals) {
     int signal = 0;
-    sigwait(&signals, &signal);
+    do
+        sigwait(&signals, &signal);
+    while (is_answered(signal));
     all_threads().mutex.lock(); // for good: from here on nothing is created or published
     std::error_code ignored;
     for (const fs::path &path : all_threads().temporaries)
@@ -249,6 +262,11 @@ void remove_temporaries_when_interrupted() {
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGXFSZ, SIG_IGN);
     std::thread(end_when_interrupted, signals).detach();
+}
+
+void answer_signals(std::function<bool(int)> answer) {
+    const std::lock_guard lock(all_threads().mutex);
+    signal_answer() = std::move(answer);
 }
 
 OutputFiles::~OutputFiles() {

@@ -5,6 +5,7 @@
 
 #include <cstdio>
 #include <filesystem>
+#include <functional>
 #include <map>
 #include <memory>
 #include <span>
@@ -67,6 +68,10 @@ void sync_folders();
 /// published before it ends the process; a publication under way is completed first. Must be called
 /// before any thread is started.
 void remove_temporaries_when_interrupted();
+
+/// From now on `answer` is asked first, and returns whether the process goes on. It must not wait.
+/// An empty function ends that.
+void answer_signals(std::function<bool(int signal)> answer);
 
 /// The output files of one job, which appear together: each is written beside its target under a
 /// temporary name, forced onto the disk, and takes the target's place only when all are whole.

@@ -183,6 +183,7 @@ std::unique_ptr<CLI::App> make_command_line() {
     add_chart_command(*app);
     add_guard_command(*app);
     add_package_command(*app);
+    add_serve_command(*app);
     add_panels_command(*app);
     add_help_command(*app);
     add_version_command(*app);

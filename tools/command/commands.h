@@ -14,6 +14,7 @@ void add_help_command(CLI::App &app);
 void add_package_command(CLI::App &app);
 void add_panels_command(CLI::App &app);
 void add_render_command(CLI::App &app);
+void add_serve_command(CLI::App &app);
 void add_version_command(CLI::App &app);
 void add_view_command(CLI::App &app);
 

@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "command/frame_options.h"
 #include "command/picture_options.h"
+#include "command/render_options.h"
 #include "package_builder/package_file.h"
 #include "render/batch.h"
 #include "render/render_batch.h"
@@ -112,8 +113,7 @@ void run(RenderOptions options) {
         throw CLI::RequiredError("PHOTO or --list");
     const bool batch = is_batch(options);
     // What is wrong with the command line is told before any work.
-    if (settings.guard_threshold && settings.dithering_mode == undiffused)
-        throw CLI::ValidationError("--guard", "needs a diffusion");
+    check_render_options(settings);
     settings.frame = settle_frame_options(settings.frame, batch ? "" : options.frame);
     check_standard_output(options, batch);
     if (!options.list.empty())
@@ -123,9 +123,7 @@ void run(RenderOptions options) {
         check_outputs({options.frame == "-" ? "" : options.frame, options.preview, options.nominal},
                       {options.photos.front(), settings.picture.panel});
     }
-    const Tuning tuning =
-        settings.dithering_mode == undiffused ? Tuning::all : tuning_for(settings.dithering_mode);
-    Panel panel = open_panel(settings.picture.panel, tuning, settings.picture.intent);
+    Panel panel = open_panel(settings.picture.panel, tuning_of(settings), settings.picture.intent);
     panel.layout = settings.frame.layout.value_or(panel.layout);
     adopt_package(panel.source, panel.package);
     if (settings.frame.content == FrameContent::index)
@@ -165,13 +163,7 @@ void add_render_command(CLI::App &app) {
                      "Also write it in pure colours (six-colour panels)")
         ->option_text("PNG")
         ->check(check_png_name);
-    add_picture_options(*command, settings.picture);
-    std::vector<std::string> dithers = dither_names;
-    dithers.emplace_back("none"); // undiffused
-    add_choice(*command, "--dither", settings.dithering_mode, dithers, "Error diffusion");
-    command->add_option("--guard", settings.guard_threshold, "Reject renderings from this measure")
-        ->option_text("THRESHOLD");
-    add_frame_options(*command, settings.frame);
+    add_render_options(*command, settings);
     command->add_option("-j,--jobs", options->jobs, "Pictures at once; all processors by default")
         ->option_text("COUNT")
         ->check(CLI::Range(1, 1024));

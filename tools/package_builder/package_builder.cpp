@@ -60,14 +60,15 @@ std::vector<std::uint8_t> interpolated(const std::vector<Vector3> &colours) {
 
 /// Fills in what is computed, of fewer cells.
 void build_roughly(const Characterisation &panel, const BuildOptions &options,
-                   const TuningWeights &weights, BuiltTables &tables) {
+                   BuiltTables &tables) {
     tables.targets = GamutMapping(panel, options.intent).map_every(rough_step);
     options.progress(0.2);
     const Quantiser quantiser(panel, 2);
     tables.quantisation = quantiser.table(quantiser.own_sites());
     options.progress(0.4);
     tables.gamut = interpolated(roughly_compensate(
-        panel, tables.targets, PatchSimulation(panel, tables.quantisation), weights.colours,
+        panel, tables.targets, PatchSimulation(panel, tables.quantisation),
+        weights_for(options.tuning, colours_of_all),
         [&](double share) { options.progress(0.4 + 0.6 * share); }));
     options.progress(1);
 }
@@ -96,7 +97,7 @@ BuiltTables build_tables(const Characterisation &panel, const BuildOptions &opti
                        0};
     options.progress(0);
     if (options.rough) {
-        build_roughly(panel, options, weights, tables);
+        build_roughly(panel, options, tables);
         return tables;
     }
     tables.targets = GamutMapping(panel, options.intent).map_cells();

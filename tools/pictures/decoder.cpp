@@ -347,14 +347,36 @@ void frame(const OpenPicture &picture, int orientation, const Decoding &wanted,
     });
 }
 
-ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
-                 std::span<std::uint8_t> light) {
+/// The day on which a photograph was taken.
+std::array<char, 11> day_of(const VImage &image) {
+    constexpr std::string_view pattern = "dddd:dd:dd";
+    std::array<char, 11> day{};
+    for (const char *const field : {"exif-ifd2-DateTimeOriginal", "exif-ifd0-DateTime"}) {
+        if (image.get_typeof(field) == 0)
+            continue;
+        const std::string text = image.get_string(field);
+        const bool right =
+            text.size() >= pattern.size() &&
+            std::equal(pattern.begin(), pattern.end(), text.begin(), [](char wanted, char c) {
+                return wanted == 'd' ? c >= '0' && c <= '9' : c == wanted;
+            });
+        if (!right)
+            continue;
+        std::replace_copy(text.begin(), text.begin() + pattern.size(), day.begin(), ':', '-');
+        break;
+    }
+    return day;
+}
+
+PictureFacts decode(int file, const Decoding &wanted, const PictureLimits &limits,
+                    std::span<std::uint8_t> light) {
     OpenPicture picture = open_picture_file(file, wanted.document, {}, limits);
     const int orientation = orientation_of(picture.image, wanted.framing.rotation);
     const ImageSize own = upright(size_of(picture.image), orientation);
     Box part = taken_part(wanted.framing, own);
+    const std::array<char, 11> day = day_of(picture.image);
     if (wanted.size.pixels() == 0)
-        return part.size;
+        return {part.size, day};
     std::pair<double, double> centre{0.5, 0.5};
     if (const auto &focus = wanted.framing.focus)
         centre = {((*focus)[0].of(own.width) - part.left) / part.size.width,
@@ -380,13 +402,13 @@ ImageSize decode(int file, const Decoding &wanted, const PictureLimits &limits,
                                                    stored.size.height);
     }
     frame(picture, orientation, wanted, centre, light);
-    return wanted.size;
+    return {wanted.size, day};
 }
 
 } // namespace
 
-ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
-                         std::span<std::uint8_t> light) {
+PictureFacts decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
+                            std::span<std::uint8_t> light) {
     static const bool prepared = [] {
         start_vips();
         block_other_loaders();
@@ -396,9 +418,9 @@ ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &
     take_vips_messages();
     const unsigned losses = vips_losses();
     try {
-        const ImageSize size = decode(file, wanted, limits, light);
+        const PictureFacts facts = decode(file, wanted, limits, light);
         if (vips_losses() == losses)
-            return size;
+            return facts;
     } catch (const vips::VError &) { // told below
     }
     const std::string message = take_vips_messages();

@@ -4,6 +4,7 @@
 #include "base/image_size.h"
 #include "pictures/framing.h"
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <span>
@@ -19,10 +20,16 @@ struct Decoding {
     bool document; // whether a PDF is expected
 };
 
+/// What is told of a picture.
+struct PictureFacts {
+    ImageSize size;             // the decoded picture's, or its own if that is asked for
+    std::array<char, 11> taken; // "2019-07-03", as EXIF says; "" if nobody does
+};
+
 /// Decodes the picture in a file, here and now, to the bytes of its light, unless its own size is
-/// asked for. Returns the size. Throws std::runtime_error and std::bad_alloc.
-ImageSize decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
-                         std::span<std::uint8_t> light);
+/// asked for. Throws std::runtime_error and std::bad_alloc.
+PictureFacts decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
+                            std::span<std::uint8_t> light);
 
 } // namespace oxel::tools
 

@@ -3,8 +3,6 @@
 #include <cerrno>
 #include <cstring>
 #include <sys/socket.h>
-#include <unistd.h>
-#include <utility>
 
 namespace oxel::tools {
 
@@ -32,20 +30,6 @@ ssize_t uninterrupted(Call call) {
 }
 
 } // namespace
-
-Descriptor &Descriptor::operator=(Descriptor &&other) noexcept {
-    std::swap(number_, other.number_);
-    return *this;
-}
-
-Descriptor::~Descriptor() {
-    if (number_ >= 0)
-        close(number_);
-}
-
-int Descriptor::release() {
-    return std::exchange(number_, -1);
-}
 
 bool send_packet(int socket, const void *bytes, std::size_t count, int first, int second) {
     Packet packet(const_cast<void *>(bytes), count);

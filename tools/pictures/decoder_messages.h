@@ -1,6 +1,7 @@
 #ifndef OXEL_TOOLS_DECODER_MESSAGES_H
 #define OXEL_TOOLS_DECODER_MESSAGES_H
 
+#include "base/descriptor.h"
 #include "pictures/decoder.h"
 
 #include <array>
@@ -29,30 +30,13 @@ struct DecoderRequest {
 
 struct DecoderReply {
     enum Result { done, refused, out_of_memory } result;
-    ImageSize size;
+    PictureFacts facts;
     std::array<char, 2000> reason; // ends with a NUL
 };
 
 static_assert(std::is_trivially_copyable_v<DecoderSettings> &&
               std::is_trivially_copyable_v<DecoderRequest> &&
               std::is_trivially_copyable_v<DecoderReply>);
-
-/// A file of the kernel's, or none.
-class Descriptor {
-  public:
-    explicit Descriptor(int number = -1) : number_(number) {}
-    Descriptor(Descriptor &&other) noexcept : number_(other.release()) {}
-    Descriptor &operator=(Descriptor &&other) noexcept;
-    ~Descriptor();
-
-    int get() const { return number_; }
-    explicit operator bool() const { return number_ >= 0; }
-
-  private:
-    int release();
-
-    int number_;
-};
 
 constexpr std::size_t pixel_packet = 65536;
 

@@ -307,7 +307,7 @@ DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int
 } // namespace
 
 Light decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
-                   ImageSize &size) {
+                   PictureFacts &facts) {
     const Descriptor picture = open_regular(path);
     Light light(bytes_a_pixel * wanted.size.pixels() / sizeof(Light::value_type));
     const std::span<std::uint8_t> bytes(reinterpret_cast<std::uint8_t *>(light.data()),
@@ -317,7 +317,8 @@ Light decode_apart(const std::string &path, const Decoding &wanted, const Pictur
         throw Failure(path, memory_refusal(limits));
     if (reply.result == DecoderReply::refused)
         throw Failure(path, reply.reason.data());
-    size = reply.size;
+    facts = reply.facts;
+    facts.taken.back() = '\0';
     return light;
 }
 

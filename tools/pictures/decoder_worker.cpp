@@ -50,7 +50,7 @@ bool serve(const DecoderRequest &request, const TwoFiles &files, const PictureLi
     const int memory = files[1].get();
     try {
         pixels.emplace(memory, bytes_a_pixel * request.wanted.size.pixels());
-        reply.size = decode_picture(files[0].get(), request.wanted, limits, pixels->bytes());
+        reply.facts = decode_picture(files[0].get(), request.wanted, limits, pixels->bytes());
     } catch (const std::bad_alloc &) {
         reply.result = DecoderReply::out_of_memory;
     } catch (const std::exception &error) {

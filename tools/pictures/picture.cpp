@@ -29,6 +29,13 @@ bool is_document_name(const std::string &path) {
     return suffix_of(path) == ".pdf";
 }
 
+PictureFacts ask_facts(const std::string &path, const Framing &framing,
+                       const PictureLimits &limits) {
+    PictureFacts facts{};
+    decode_apart(path, {{}, framing, is_document_name(path)}, limits, facts);
+    return facts;
+}
+
 } // namespace
 
 bool is_picture_name(const std::string &path) {
@@ -40,20 +47,33 @@ bool is_picture_name(const std::string &path) {
 
 ImageSize picture_size(const std::string &path, const Framing &framing,
                        const PictureLimits &limits) {
-    ImageSize size{};
-    decode_apart(path, {size, framing, is_document_name(path)}, limits, size);
-    return size;
+    return ask_facts(path, framing, limits).size;
+}
+
+std::string picture_day(const std::string &path, const PictureLimits &limits) {
+    return ask_facts(path, {}, limits).taken.data();
 }
 
 Light load_picture(const std::string &path, ImageSize size, const Framing &framing,
                    const PictureLimits &limits) {
-    return decode_apart(path, {size, framing, is_document_name(path)}, limits, size);
+    PictureFacts facts{};
+    return decode_apart(path, {size, framing, is_document_name(path)}, limits, facts);
 }
 
 Bytes encode_png(const std::string &path, const Bytes &rgb, ImageSize size) {
     if (const auto png = encode_png_of_few_colours(rgb, size))
         return *png;
     return with_vips(path, [&] { return to_png(image_of(rgb, size)); });
+}
+
+Bytes encode_jpeg(const std::string &path, const Bytes &rgb, ImageSize size) {
+    return with_vips(path, [&] {
+        void *memory = nullptr;
+        std::size_t count = 0;
+        image_of(rgb, size).write_to_buffer(".jpg", &memory, &count,
+                                            VImage::option()->set("Q", 80));
+        return take_vips_memory(memory, count);
+    });
 }
 
 Bytes png_of_svg(const std::string &path, const std::string &svg) {

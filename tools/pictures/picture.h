@@ -20,6 +20,9 @@ bool is_picture_name(const std::string &path);
 ImageSize picture_size(const std::string &path, const Framing &framing,
                        const PictureLimits &limits = {});
 
+/// The day on which a photograph was taken, "2019-07-03", or "" if it does not say.
+std::string picture_day(const std::string &path, const PictureLimits &limits = {});
+
 /// A picture in any format of loaders.h, in light, upright, on the background where it is
 /// transparent. Throws Failure also for files that end too early. Any number of threads
 /// may load pictures.
@@ -28,6 +31,8 @@ Light load_picture(const std::string &path, ImageSize size, const Framing &frami
 
 /// `path` is where the PNG will go, for messages.
 Bytes encode_png(const std::string &path, const Bytes &rgb, ImageSize size);
+
+Bytes encode_jpeg(const std::string &path, const Bytes &rgb, ImageSize size);
 
 Bytes png_of_svg(const std::string &path, const std::string &svg);
 

@@ -1,13 +1,11 @@
 #include "render/render_batch.h"
 
 #include "base/failure.h"
-#include "package_builder/package_file.h"
 #include "pictures/vips_session.h"
 #include "render/batch.h"
 #include "render/batch_journal.h"
+#include "render/describe_settings.h"
 #include "render/progress.h"
-
-#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <array>
@@ -20,45 +18,6 @@ namespace oxel::tools {
 namespace fs = std::filesystem;
 
 namespace {
-
-template <std::size_t count>
-nlohmann::ordered_json lengths(const std::optional<std::array<PictureLength, count>> &measures) {
-    nlohmann::ordered_json list = nlohmann::ordered_json::array();
-    if (measures)
-        for (const PictureLength &length : *measures)
-            list.push_back({length.value, length.percent});
-    return list;
-}
-
-/// All that the frames depend on beside their photographs.
-std::string describe(const RenderSettings &settings, const Panel &panel) {
-    const PictureSettings &picture = settings.picture;
-    const Adjustment &amounts = picture.adjustment;
-    const Development &development = picture.development;
-    const nlohmann::ordered_json note = {
-        {"library", library_version()},
-        {"package", package_crc(panel.package)},
-        {"layout", panel.layout},
-        {"size", picture.size ? picture.size->text()
-                 : panel.size ? panel.size->text()
-                              : ""},
-        {"framing",
-         {picture.framing.fit, picture.framing.rotation, picture.framing.background,
-          lengths(picture.framing.crop), lengths(picture.framing.focus)}},
-        {"development",
-         {development.clarity, development.sharpen, development.shadows, development.highlights,
-          development.white_balance, development.auto_levels, development.monochrome}},
-        {"bare", picture.bare},
-        {"inks", picture.inks},
-        {"adjustment",
-         {amounts.hue, amounts.saturation, amounts.brightness, amounts.contrast, amounts.gamma}},
-        {"dither", settings.dithering_mode},
-        {"guarded", settings.guard_threshold.has_value()},
-        {"threshold", settings.guard_threshold.value_or(0)},
-        {"frame", {settings.frame.content, file_format(settings.frame), settings.frame.gzip}},
-    };
-    return note.dump();
-}
 
 class Batch {
   public:

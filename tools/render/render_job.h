@@ -1,21 +1,12 @@
 #ifndef OXEL_TOOLS_RENDER_JOB_H
 #define OXEL_TOOLS_RENDER_JOB_H
 
-#include "frames/frame_format.h"
-#include "render/picture_settings.h"
+#include "render/render_picture.h"
 
 #include <optional>
 #include <string>
 
 namespace oxel::tools {
-
-/// How all photographs of a run are rendered.
-struct RenderSettings {
-    PictureSettings picture;
-    int dithering_mode = 1; // enum Oxel_dithering_mode, or undiffused
-    std::optional<double> guard_threshold;
-    FrameSettings frame;
-};
 
 /// One photograph and where its renderings go; no name for those that nobody asked for. "-" is the
 /// standard input and, for the frame, the standard output.

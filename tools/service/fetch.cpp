@@ -1,0 +1,130 @@
+#include "service/fetch.h"
+
+#include "base/descriptor.h"
+#include "base/failure.h"
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstring>
+#include <fcntl.h>
+#include <poll.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
+
+namespace oxel::tools {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds most_time{60};
+
+std::vector<std::string> words_of(const std::string &device, const PictureSource &source) {
+    if (!source.command.empty())
+        return source.command;
+    return {"curl",           "--fail",       "--silent",    "--show-error",
+            "--location",     "--max-redirs", "5",           "--proto",
+            "=http,https",    "--max-time",   "55",          "--user-agent",
+            "oxel/" + device, "--",           source.address};
+}
+
+/// A process in a group of its own, which ends with this object.
+class Child {
+  public:
+    explicit Child(std::vector<std::string> words) {
+        std::array<int, 2> ends{};
+        if (pipe2(ends.data(), O_CLOEXEC) != 0)
+            throw std::runtime_error(std::strerror(errno));
+        output_ = Descriptor(ends[0]);
+        const Descriptor theirs(ends[1]);
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_adddup2(&actions, theirs.get(), STDOUT_FILENO);
+        posix_spawnattr_t attributes;
+        posix_spawnattr_init(&attributes);
+        sigset_t none;
+        sigemptyset(&none);
+        posix_spawnattr_setsigmask(&attributes, &none);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETPGROUP);
+        std::vector<char *> arguments;
+        for (std::string &word : words)
+            arguments.push_back(word.data());
+        arguments.push_back(nullptr);
+        const int error = posix_spawnp(&process_, arguments.front(), &actions, &attributes,
+                                       arguments.data(), environ);
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&actions);
+        if (error != 0) {
+            process_ = -1;
+            throw std::runtime_error(words.front() + ": " + std::strerror(error));
+        }
+    }
+    Child(const Child &) = delete;
+    Child &operator=(const Child &) = delete;
+    ~Child() {
+        if (process_ > 0) {
+            kill(-process_, SIGKILL);
+            waitpid(process_, nullptr, 0);
+        }
+    }
+
+    Bytes read(std::size_t most_bytes) {
+        Bytes bytes;
+        std::vector<std::uint8_t> block(65536);
+        const auto end = Clock::now() + most_time;
+        for (;;) {
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
+            pollfd ready = {output_.get(), POLLIN, 0};
+            if (left <= 0 || poll(&ready, 1, static_cast<int>(left)) == 0)
+                throw std::runtime_error("takes longer than a minute");
+            const ssize_t count = ::read(output_.get(), block.data(), block.size());
+            if (count == 0)
+                return bytes;
+            if (count < 0 && errno != EINTR)
+                throw std::runtime_error(std::strerror(errno));
+            bytes.insert(bytes.end(), block.begin(), block.begin() + std::max<ssize_t>(0, count));
+            if (bytes.size() > most_bytes)
+                throw std::runtime_error("gives more than upload-megabytes allows");
+        }
+    }
+
+    void expect_success() {
+        int status = 0;
+        waitpid(process_, &status, 0);
+        process_ = -1;
+        if (!WIFEXITED(status))
+            throw std::runtime_error("was ended by a signal");
+        if (WEXITSTATUS(status) != 0)
+            throw std::runtime_error("ended with exit code " + std::to_string(WEXITSTATUS(status)));
+    }
+
+  private:
+    pid_t process_ = -1;
+    Descriptor output_;
+};
+
+} // namespace
+
+Bytes fetch_picture(const std::string &device, const PictureSource &source,
+                    std::size_t most_bytes) {
+    try {
+        Child child(words_of(device, source));
+        Bytes bytes = child.read(most_bytes);
+        child.expect_success();
+        if (bytes.empty())
+            throw std::runtime_error("gives nothing");
+        return bytes;
+    } catch (const std::runtime_error &error) {
+        throw Failure(source.command.empty() ? source.address : source.command.front(),
+                      error.what());
+    }
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,114 @@
+#include "service/frame_store.h"
+
+#include "base/failure.h"
+#include "base/files.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <ctime>
+#include <fcntl.h>
+#include <filesystem>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
+#include <vector>
+
+namespace oxel::tools {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr time_t seconds_an_hour = 3600;
+
+/// How exactly it is known when a file was last asked for.
+constexpr time_t mark_seconds = 60;
+
+} // namespace
+
+FrameStore::FrameStore(std::string folder, std::uint64_t most_bytes)
+    : folder_(std::move(folder)), most_bytes_(most_bytes) {
+    make_folder(folder_);
+    const std::lock_guard lock(mutex_);
+    tidy();
+}
+
+std::optional<OpenFile> FrameStore::find(const std::string &name) const {
+    Descriptor file(open((folder_ + "/" + name).c_str(), O_RDONLY | O_CLOEXEC));
+    struct stat status{};
+    if (!file || fstat(file.get(), &status) != 0 || !S_ISREG(status.st_mode))
+        return std::nullopt;
+    if (status.st_mtime + mark_seconds < time(nullptr))
+        futimens(file.get(), nullptr);
+    return OpenFile{std::move(file), static_cast<std::uint64_t>(status.st_size)};
+}
+
+OpenFile FrameStore::put(const std::string &name, std::span<const std::uint8_t> bytes) {
+    OutputFiles files;
+    files.write(folder_ + "/" + name, bytes);
+    files.publish();
+    std::optional<OpenFile> file = find(name);
+    const std::lock_guard lock(mutex_);
+    bytes_ += bytes.size();
+    unlooked_ += bytes.size();
+    // Others put files there, too.
+    if (bytes_ > most_bytes_ || unlooked_ > most_bytes_ / 16)
+        tidy();
+    if (!file)
+        throw Failure(folder_, "a file that was put there is gone");
+    return std::move(*file);
+}
+
+Descriptor FrameStore::nameless() const {
+    Descriptor file(open(folder_.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    if (!file)
+        throw Failure(folder_, std::strerror(errno));
+    return file;
+}
+
+std::uint64_t FrameStore::bytes() const {
+    const std::lock_guard lock(mutex_);
+    return bytes_;
+}
+
+void FrameStore::tidy() {
+    struct Entry {
+        time_t used;
+        std::uint64_t bytes;
+        fs::path path;
+    };
+    std::vector<Entry> entries;
+    std::uint64_t sum = 0;
+    std::error_code error;
+    for (fs::directory_iterator entry(folder_, error); !error && entry != fs::directory_iterator();
+         entry.increment(error)) {
+        struct stat status{};
+        if (lstat(entry->path().c_str(), &status) != 0 || !S_ISREG(status.st_mode))
+            continue;
+        const auto bytes = static_cast<std::uint64_t>(status.st_size);
+        // What a process that was killed has left half done.
+        const bool part = entry->path().native().find(".oxel-part") != std::string::npos;
+        if (part && status.st_mtime + seconds_an_hour < time(nullptr)) {
+            unlink(entry->path().c_str());
+        } else if (!part) {
+            entries.push_back({status.st_mtime, bytes, entry->path()});
+            sum += bytes;
+        }
+    }
+    if (sum > most_bytes_) {
+        std::sort(entries.begin(), entries.end(),
+                  [](const Entry &a, const Entry &b) { return a.used < b.used; });
+        // Room for a while, and for what others put there unseen.
+        for (const Entry &entry : entries) {
+            if (sum <= most_bytes_ - most_bytes_ / 8)
+                break;
+            if (unlink(entry.path.c_str()) == 0)
+                sum -= entry.bytes;
+        }
+    }
+    bytes_ = sum;
+    unlooked_ = 0;
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,45 @@
+#ifndef OXEL_TOOLS_FRAME_STORE_H
+#define OXEL_TOOLS_FRAME_STORE_H
+
+#include "base/bytes.h"
+#include "service/response.h"
+
+#include <cstdint>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+
+namespace oxel::tools {
+
+/// Files that can be made again, in a folder that several processes share: each is there whole or
+/// not at all, and what was not asked for for the longest time goes first when there are too many
+/// bytes.
+class FrameStore {
+  public:
+    /// Makes the folder. Throws Failure.
+    FrameStore(std::string folder, std::uint64_t most_bytes);
+
+    /// Names are digests with suffixes.
+    std::optional<OpenFile> find(const std::string &name) const;
+
+    OpenFile put(const std::string &name, std::span<const std::uint8_t> bytes);
+
+    /// A file without a name in the same place, for what is on its way. Throws Failure.
+    Descriptor nameless() const;
+
+    std::uint64_t bytes() const;
+
+  private:
+    void tidy();
+
+    const std::string folder_;
+    const std::uint64_t most_bytes_;
+    mutable std::mutex mutex_;
+    std::uint64_t bytes_ = 0;    // when it was looked at, and what was put there since
+    std::uint64_t unlooked_ = 0; // put there since
+};
+
+} // namespace oxel::tools
+
+#endif

@@ -1,0 +1,243 @@
+#include "service/http_server.h"
+
+#include "base/failure.h"
+
+#include <microhttpd.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <cstring>
+#include <fcntl.h>
+#include <netdb.h>
+#include <netinet/in.h>
+#include <sys/resource.h>
+#include <thread>
+#include <unistd.h>
+
+namespace oxel::tools {
+
+namespace {
+
+constexpr unsigned most_connections = 8000;
+constexpr std::size_t connection_bytes = 16384; // which a request's head must fit into
+constexpr unsigned idle_seconds = 30;
+constexpr int most_threads = 4;
+
+using ResponseHandle = std::unique_ptr<MHD_Response, decltype(&MHD_destroy_response)>;
+
+/// A request under way. It outlives its connection's interest while the service is at it.
+struct Exchange {
+    std::string uri;
+    std::shared_ptr<Request> request; // once its head is there
+    std::optional<Response> response;
+    bool refused = false; // the rest of its body is not read
+    bool asked = false;   // the service is at it
+};
+
+std::string header(MHD_Connection *connection, const char *name) {
+    const char *const value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
+    return value ? value : "";
+}
+
+ResponseHandle body_of(const Response &response) {
+    if (response.file.file && response.length > 0) {
+        const int file = fcntl(response.file.file.get(), F_DUPFD_CLOEXEC, 0);
+        if (file >= 0)
+            return {MHD_create_response_from_fd_at_offset64(response.length, file, response.first),
+                    MHD_destroy_response};
+    }
+    const std::size_t bytes = response.file.file ? 0 : static_cast<std::size_t>(response.length);
+    const char *const start = response.text.data() + (bytes > 0 ? response.first : 0);
+    return {
+        MHD_create_response_from_buffer(bytes, const_cast<char *>(start), MHD_RESPMEM_MUST_COPY),
+        MHD_destroy_response};
+}
+
+/// Whether the process may hold so many connections' files.
+void raise_file_limit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) == 0 && limit.rlim_cur < limit.rlim_max) {
+        limit.rlim_cur = limit.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &limit);
+    }
+}
+
+/// Half of the files that the process may hold.
+unsigned connection_limit() {
+    rlimit limit{};
+    if (getrlimit(RLIMIT_NOFILE, &limit) != 0)
+        return 500;
+    return static_cast<unsigned>(std::clamp<rlim_t>(limit.rlim_cur / 2, 16, most_connections));
+}
+
+} // namespace
+
+struct HttpServer::Daemon {
+    Service &service;
+    MHD_Daemon *daemon = nullptr;
+    std::atomic<int> under_way = 0;
+
+    explicit Daemon(Service &served) : service(served) {}
+
+    MHD_Result queue(MHD_Connection *connection, const Request &request, Response &response) {
+        apply_conditions(request, response);
+        const ResponseHandle handle = body_of(response);
+        if (!handle)
+            return MHD_NO;
+        for (const auto &[name, value] : response.headers)
+            MHD_add_response_header(handle.get(), name.c_str(), value.c_str());
+        if (!response.etag.empty()) {
+            MHD_add_response_header(handle.get(), "ETag", response.etag.c_str());
+            MHD_add_response_header(handle.get(), "Accept-Ranges", "bytes");
+        }
+        MHD_add_response_header(handle.get(), "X-Content-Type-Options", "nosniff");
+        service.metrics().count_answer(response.status);
+        return MHD_queue_response(connection, static_cast<unsigned>(response.status), handle.get());
+    }
+
+    /// Reads a request's head. What is refused by it alone, is refused before its body.
+    MHD_Result begin(MHD_Connection *connection, Exchange &exchange, const char *method) {
+        exchange.request = std::make_shared<Request>();
+        Request &request = *exchange.request;
+        request.method = method;
+        request.if_none_match = header(connection, "If-None-Match");
+        request.if_range = header(connection, "If-Range");
+        request.range = header(connection, "Range");
+        request.accept_encoding = header(connection, "Accept-Encoding");
+        request.authorization = header(connection, "Authorization");
+        request.battery = header(connection, "X-Battery");
+        const std::string length = header(connection, "Content-Length");
+        const bool has_body =
+            !header(connection, "Transfer-Encoding").empty() || (!length.empty() && length != "0");
+        if (auto target = parse_target(exchange.uri))
+            request.target = std::move(*target);
+        else
+            exchange.response = line_response(400, "this address names nothing");
+        const bool known = request.reads() || request.method == "PUT" || request.method == "POST" ||
+                           request.method == "DELETE";
+        if (!exchange.response && !known)
+            exchange.response = line_response(405, "there is no such method here");
+        if (!exchange.response)
+            exchange.response =
+                service.refusal(request, std::strtoull(length.c_str(), nullptr, 10));
+        if (exchange.response && has_body) {
+            exchange.refused = true;
+            return queue(connection, request, *exchange.response);
+        }
+        return MHD_YES;
+    }
+
+    void take_body(Exchange &exchange, const char *data, std::size_t bytes) {
+        Request &request = *exchange.request;
+        if (exchange.response)
+            return;
+        exchange.response = service.refusal(request, request.body_bytes + bytes);
+        if (exchange.response)
+            return;
+        try {
+            if (!request.body)
+                request.body = service.body_file();
+            if (write(request.body.get(), data, bytes) != static_cast<ssize_t>(bytes))
+                exchange.response = line_response(507, "there is no room for the body");
+            request.body_bytes += bytes;
+        } catch (const Failure &failure) {
+            exchange.response = line_response(507, failure.what());
+        }
+    }
+
+    MHD_Result handle(MHD_Connection *connection, Exchange &exchange, const char *method,
+                      const char *data, std::size_t *bytes) {
+        if (!exchange.request)
+            return begin(connection, exchange, method);
+        if (*bytes > 0) {
+            take_body(exchange, data, *bytes);
+            *bytes = 0;
+            return MHD_YES;
+        }
+        if (!exchange.response && !exchange.asked)
+            exchange.response = service.answer_at_once(*exchange.request);
+        if (exchange.response)
+            return queue(connection, *exchange.request, *exchange.response);
+        if (exchange.asked)
+            return MHD_NO;
+        exchange.asked = true;
+        ++under_way;
+        MHD_suspend_connection(connection);
+        service.answer(exchange.request, [this, connection, &exchange](Response response) {
+            exchange.response = std::move(response);
+            MHD_resume_connection(connection);
+            --under_way;
+        });
+        return MHD_YES;
+    }
+
+    static void *on_uri(void *, const char *uri, MHD_Connection *) {
+        return new Exchange{uri, nullptr, std::nullopt};
+    }
+
+    static MHD_Result on_request(void *self, MHD_Connection *connection, const char *,
+                                 const char *method, const char *, const char *data,
+                                 std::size_t *bytes, void **exchange) {
+        return static_cast<Daemon *>(self)->handle(connection, *static_cast<Exchange *>(*exchange),
+                                                   method, data, bytes);
+    }
+
+    static void on_end(void *, MHD_Connection *, void **exchange, MHD_RequestTerminationCode) {
+        delete static_cast<Exchange *>(*exchange);
+        *exchange = nullptr;
+    }
+
+    /// What clients do wrong is no news.
+    static void on_message(void *, const char *, va_list) {}
+};
+
+HttpServer::HttpServer(Service &service, const std::string &host, int port)
+    : daemon_(std::make_unique<Daemon>(service)) {
+    raise_file_limit();
+    const std::string where = host + ":" + std::to_string(port);
+    addrinfo hints{};
+    hints.ai_socktype = SOCK_STREAM;
+    hints.ai_flags = AI_PASSIVE;
+    addrinfo *found = nullptr;
+    if (const int error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found))
+        throw Failure(where, gai_strerror(error));
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> address(found, freeaddrinfo);
+    unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
+    if (address->ai_family == AF_INET6)
+        flags |= MHD_USE_IPv6;
+    const int threads =
+        std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most_threads);
+    errno = 0;
+    daemon_->daemon = MHD_start_daemon(
+        flags, static_cast<std::uint16_t>(port), nullptr, nullptr, Daemon::on_request,
+        daemon_.get(), MHD_OPTION_SOCK_ADDR, address->ai_addr, MHD_OPTION_EXTERNAL_LOGGER,
+        Daemon::on_message, nullptr, MHD_OPTION_URI_LOG_CALLBACK, Daemon::on_uri, nullptr,
+        MHD_OPTION_NOTIFY_COMPLETED, Daemon::on_end, nullptr, MHD_OPTION_THREAD_POOL_SIZE,
+        static_cast<unsigned>(threads > 1 ? threads : 0), MHD_OPTION_CONNECTION_LIMIT,
+        connection_limit(), MHD_OPTION_CONNECTION_MEMORY_LIMIT, connection_bytes,
+        MHD_OPTION_CONNECTION_TIMEOUT, idle_seconds, MHD_OPTION_LISTENING_ADDRESS_REUSE, 1U,
+        MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_END);
+    if (!daemon_->daemon)
+        throw Failure(where, errno != 0 ? std::strerror(errno) : "cannot be listened at");
+}
+
+HttpServer::~HttpServer() {
+    const MHD_socket socket = MHD_quiesce_daemon(daemon_->daemon);
+    if (socket != MHD_INVALID_SOCKET)
+        close(socket);
+    using namespace std::chrono_literals;
+    for (int i = 0; i < 3000 && daemon_->under_way > 0; ++i)
+        std::this_thread::sleep_for(10ms);
+    std::this_thread::sleep_for(100ms); // what was answered last goes out
+    MHD_stop_daemon(daemon_->daemon);
+}
+
+int HttpServer::port() const {
+    const MHD_DaemonInfo *const info =
+        MHD_get_daemon_info(daemon_->daemon, MHD_DAEMON_INFO_BIND_PORT);
+    return info ? info->port : 0;
+}
+
+} // namespace oxel::tools

@@ -1,0 +1,93 @@
+#include "service/serve.h"
+
+#include "base/failure.h"
+#include "base/files.h"
+#include "pictures/vips_session.h"
+#include "service/http_server.h"
+#include "service/service.h"
+
+#include <algorithm>
+#include <array>
+#include <csignal>
+#include <iostream>
+#include <malloc.h>
+#include <sys/socket.h>
+#include <thread>
+#include <unistd.h>
+
+namespace oxel::tools {
+
+namespace {
+
+std::shared_ptr<const Fleet> read_fleet(const ServeOptions &options) {
+    const Bytes bytes = read_file(options.configuration);
+    return open_fleet(parse_configuration(
+        options.configuration, {reinterpret_cast<const char *>(bytes.data()), bytes.size()},
+        options.read_settings));
+}
+
+/// Signals, in the order in which they come.
+class Signals {
+  public:
+    Signals() {
+        std::array<int, 2> ends{};
+        if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends.data()) != 0)
+            throw std::runtime_error("there are no sockets");
+        theirs_ = Descriptor(ends[0]);
+        ours_ = Descriptor(ends[1]);
+        answer_signals([this](int signal) {
+            const auto byte = static_cast<std::uint8_t>(signal);
+            send(theirs_.get(), &byte, 1, MSG_DONTWAIT | MSG_NOSIGNAL);
+            return true;
+        });
+    }
+    Signals(const Signals &) = delete;
+    Signals &operator=(const Signals &) = delete;
+    ~Signals() { answer_signals({}); }
+
+    int next() const {
+        std::uint8_t signal = 0;
+        while (read(ours_.get(), &signal, 1) != 1)
+            ;
+        return signal;
+    }
+
+  private:
+    Descriptor theirs_;
+    Descriptor ours_;
+};
+
+void read_anew(const ServeOptions &options, Service &service) {
+    try {
+        service.replace(read_fleet(options));
+        std::cout << "oxel: the configuration was read anew" << std::endl;
+    } catch (const std::exception &error) {
+        std::cerr << "oxel: " + printable(error.what()) + "; the configuration before stays\n"
+                  << std::flush;
+    }
+}
+
+} // namespace
+
+void serve(const ServeOptions &options) {
+    // Threads that render take and return much memory: without this each would keep some.
+    mallopt(M_ARENA_MAX, 2);
+    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+    const ServiceClock clock(options.clock);
+    const std::shared_ptr<const Fleet> fleet = read_fleet(options);
+    const Configuration &configuration = fleet->configuration;
+    share_processors(configuration.jobs > 0
+                         ? configuration.jobs
+                         : static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
+    const Signals signals;
+    Service service(fleet, clock);
+    const HttpServer server(service, configuration.host, configuration.port);
+    const bool v6 = configuration.host.find(':') != std::string::npos;
+    std::cout << "oxel: " << fleet->devices.size() << " devices at http://"
+              << (v6 ? "[" + configuration.host + "]" : configuration.host) << ":" << server.port()
+              << "/" << std::endl;
+    while (signals.next() == SIGHUP)
+        read_anew(options, service);
+}
+
+} // namespace oxel::tools
