@@ -12,11 +12,12 @@ import sys
 import time
 import urllib.error
 import urllib.request
+from typing import Optional, Tuple
 
 RETRY = 60  # seconds until the next attempt when the service cannot be reached
 
 
-def ask(options, tag):
+def ask(options: argparse.Namespace, tag: str) -> Tuple[Optional[bytes], str, int]:
     """What the service says: a new frame or None, its tag, and how long to sleep."""
     request = urllib.request.Request(f"{options.address}/devices/{options.id}/frame")
     request.add_header("Accept-Encoding", "gzip")
@@ -26,7 +27,7 @@ def ask(options, tag):
             request.add_header(name, value)
     try:
         with urllib.request.urlopen(request, timeout=60) as answer:
-            frame = answer.read()
+            frame: bytes = answer.read()
             if answer.headers["Content-Encoding"] == "gzip":
                 frame = gzip.decompress(frame)
             return frame, answer.headers["ETag"], int(answer.headers["X-Next-Wake"])
@@ -41,7 +42,7 @@ for name in ("address", "id", "frame", "--token", "--battery"):
     parser.add_argument(name)
 parser.add_argument("--count", type=int, default=0, help="end after so many wakes")
 options = parser.parse_args()
-tag, wakes = None, 0
+tag, wakes = "", 0
 while True:
     try:
         frame, tag, wake = ask(options, tag)

@@ -18,13 +18,14 @@ import sys
 import tempfile
 import time
 import zlib
+from typing import Callable, List, Optional, Tuple
 
 START = 1_800_000_000  # a Friday in January, 9:00 in Berlin
 INTERVALS = (5, 10, 15, 20, 30)  # minutes
 QUIET = ("", "22:00-06:30", "08:45-09:20", "09:30-10:00")  # the last two lie within the hour
 
 
-def write_png(path, seed, side=64):
+def write_png(path: pathlib.Path, seed: int, side: int = 64) -> None:
     """A picture of its own kind, by the standard library."""
     rows = bytearray()
     for y in range(side):
@@ -32,7 +33,7 @@ def write_png(path, seed, side=64):
         for x in range(side):
             rows += bytes(((x * 4 * (seed + 1)) & 255, (y * 4 * (seed + 3)) & 255, seed * 37 & 255))
 
-    def chunk(kind, data):
+    def chunk(kind: bytes, data: bytes) -> bytes:
         return (len(data).to_bytes(4, "big") + kind + data
                 + zlib.crc32(kind + data).to_bytes(4, "big"))
 
@@ -44,16 +45,18 @@ def write_png(path, seed, side=64):
 class Service:
     """A process that serves, with a folder of its own for what it keeps."""
 
-    def __init__(self, command, configuration, clock):
+    def __init__(self, command: str, configuration: str, clock: str) -> None:
         self.process = subprocess.Popen([command, "serve", configuration, "--clock", clock],
                                         stdout=subprocess.PIPE, text=True)
-        line = self.process.stdout.readline()
+        assert self.process.stdout
+        self.output = self.process.stdout
+        line = self.output.readline()
         if not line:
             raise SystemExit("the service does not start")
         self.port = int(line.rsplit(":", 1)[1].strip().rstrip("/"))
         self.connection = http.client.HTTPConnection("127.0.0.1", self.port, timeout=60)
 
-    def ask(self, device, tag):
+    def ask(self, device: str, tag: Optional[str]) -> Tuple[int, str, int]:
         """The status, the tag, and the seconds until the next wake."""
         headers = {"If-None-Match": tag} if tag else {}
         self.connection.request("GET", f"/devices/{device}/frame", headers=headers)
@@ -61,24 +64,27 @@ class Service:
         answer.read()
         if answer.status not in (200, 304):
             raise SystemExit(f"{device}: status {answer.status}")
-        return answer.status, answer.headers["ETag"], int(answer.headers["X-Next-Wake"])
+        return answer.status, answer.headers["ETag"] or "", int(answer.headers["X-Next-Wake"] or 0)
 
-    def end(self, kill):
+    def end(self, kill: bool) -> None:
         self.connection.close()
-        self.process.kill() if kill else self.process.terminate()
+        if kill:
+            self.process.kill()
+        else:
+            self.process.terminate()
         self.process.wait()
-        self.process.stdout.close()
+        self.output.close()
 
 
-def interval_of(number):
+def interval_of(number: int) -> int:
     return INTERVALS[number % len(INTERVALS)]
 
 
-def quiet_of(number):
+def quiet_of(number: int) -> str:
     return QUIET[number // len(INTERVALS) % len(QUIET)]
 
 
-def configuration(options, cache):
+def configuration(options: argparse.Namespace, cache: str) -> str:
     lines = ['listen = "127.0.0.1:0"', f'cache = "{cache}"', f'state = "{cache}-state"',
              "[albums]", 'all = "album"']
     for number in range(options.devices):
@@ -91,11 +97,11 @@ def configuration(options, cache):
     return "\n".join(lines) + "\n"
 
 
-def minutes_of(text):
+def minutes_of(text: str) -> int:
     return 60 * int(text[:2]) + int(text[3:])
 
 
-def changes_between(number, begin, end):
+def changes_between(number: int, begin: int, end: int) -> int:
     """How often a device's frame changes in this time of the day, in minutes from midnight."""
     count = 0
     for minute in range(0, 24 * 60, interval_of(number)):
@@ -103,16 +109,20 @@ def changes_between(number, begin, end):
         if quiet_of(number):
             low, high = map(minutes_of, quiet_of(number).split("-"))
             quiet = low <= minute < high if low < high else minute >= low or minute < high
-        count += begin < minute < end and not quiet
+        count += int(begin < minute < end and not quiet)
     return count
 
 
-def simulate(service, restart, options, clock):
+Seen = List[List[Tuple[int, str]]]
+
+
+def simulate(service: Service, restart: Callable[[], Service], options: argparse.Namespace,
+             clock: int) -> Tuple[Service, Seen, int]:
     """The tags that each device was given, and when."""
     end = START + 60 * options.minutes
     wakes = [(START, number) for number in range(options.devices)]
     heapq.heapify(wakes)
-    seen = [[] for _ in range(options.devices)]
+    seen: Seen = [[] for _ in range(options.devices)]
     kills = [START + (i + 1) * (end - START) // (options.kills + 1) for i in range(options.kills)]
     requests = 0
     while wakes and wakes[0][0] < end:
@@ -131,7 +141,7 @@ def simulate(service, restart, options, clock):
     return service, seen, requests
 
 
-def main():
+def main() -> None:
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
     parser.add_argument("oxel")
     parser.add_argument("panel")
@@ -144,7 +154,7 @@ def main():
     options.oxel = os.path.abspath(options.oxel)
     if os.path.exists(options.panel):
         options.panel = os.path.abspath(options.panel)
-    faults = []
+    faults: List[str] = []
     with contextlib.ExitStack() as stack:
         folder = pathlib.Path(stack.enter_context(tempfile.TemporaryDirectory()))
         (folder / "album").mkdir()
@@ -155,7 +165,7 @@ def main():
         for name in ("first", "second"):
             (folder / f"{name}.toml").write_text(configuration(options, name))
 
-        def start(name):
+        def start(name: str) -> Service:
             return Service(options.oxel, str(folder / f"{name}.toml"), str(folder / "clock"))
 
         begin = time.monotonic()
