@@ -66,10 +66,10 @@ void build_roughly(const Characterisation &panel, const BuildOptions &options,
     const Quantiser quantiser(panel, 2);
     tables.quantisation = quantiser.table(quantiser.own_sites());
     options.progress(0.4);
-    tables.gamut = interpolated(roughly_compensate(
-        panel, tables.targets, PatchSimulation(panel, tables.quantisation),
-        weights_for(options.tuning, colours_of_all),
-        [&](double share) { options.progress(0.4 + 0.6 * share); }));
+    tables.gamut = interpolated(
+        roughly_compensate(panel, tables.targets, PatchSimulation(panel, tables.quantisation),
+                           weights_for(options.tuning, colours_of_all),
+                           [&](double share) { options.progress(0.4 + 0.6 * share); }));
     options.progress(1);
 }
 

@@ -76,10 +76,10 @@ Response line_response(int status, const std::string &line) {
     return response;
 }
 
-Response json_response(const std::string &json) {
+Response json_response(const std::string &text) {
     Response response;
     response.headers = {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}};
-    response.text = json;
+    response.text = text;
     return response;
 }
 

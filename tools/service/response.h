@@ -35,7 +35,7 @@ struct Response {
 /// One line for people: also what is wrong.
 Response line_response(int status, const std::string &line);
 
-Response json_response(const std::string &json);
+Response json_response(const std::string &text);
 
 /// Settles what of the answer is sent: nothing if the asker has it (304), the range that was asked
 /// for (206, 416), or all (RFC 9110).
