@@ -119,7 +119,9 @@ function change(changes: Partial<Settings>, settled = true): void {
 // Rendering: what the eye sees first, then the panel's own pixels.
 
 let moving = false; // the user drags something
-let sent = { picture: "", draft: "" }; // what the worker has
+const nothing = { picture: "", draft: "" };
+let sent = { ...nothing }; // what the worker has
+let drafted = ""; // what is shown, if it is a draft
 const rendering = new Latest(async (stale) => {
   if (!photo || !panel) return;
   const by = engine;
@@ -198,12 +200,18 @@ async function renderLarge(of: Settings, stale: () => boolean): Promise<void> {
   if (!original.hidden) drawOriginal(of);
   const room = roomOf(rendered) ?? panelSize();
   if (moving || room.width * room.height < 0.6 * width * height) {
-    await renderDraft(rendered, room, of.dither, of);
-    count("drafts");
-    if (moving) await pause(80, stale);
+    const wanted = JSON.stringify([of, room]);
+    if (wanted !== drafted) {
+      await renderDraft(rendered, room, of.dither, of);
+      drafted = wanted;
+      count("drafts");
+    }
+    // The panel's pixels take long enough for the next movement to wait for them.
+    if (moving) await pause(300, stale);
     if (stale()) return;
   }
   const shown = await renderTruly(rendered, of.dither, of);
+  drafted = "";
   truth = shown.image;
   count("renders");
   element("verdict").textContent = verdictOf(shown);
@@ -293,7 +301,7 @@ async function show(place: number): Promise<void> {
     photo?.close();
     photo = bitmap;
     current = place;
-    sent = { picture: "", draft: "" };
+    [sent, drafted] = [{ ...nothing }, ""];
     truth = undefined;
     element("work").hidden = false;
     if (element("empty").contains(document.activeElement)) element("large").focus();
@@ -353,7 +361,7 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
     const info = "description" in described ? await openTyped(own, described)
                                            : await own.call("open", [described, settings.dither]);
     engine.close();
-    [engine, opening, panel, source, sent] = [own, undefined, info, described, { picture: "", draft: "" }];
+    [engine, opening, panel, source, sent, drafted] = [own, undefined, info, described, { ...nothing }, ""];
     const option = document.querySelector<HTMLOptionElement>("#panel option[value=own]")!;
     option.hidden = "builtin" in next;
     option.textContent = info.name + (info.size ? `, ${info.size.width} × ${info.size.height}` : "");
