@@ -2,9 +2,58 @@
 
 #include <cerrno>
 #include <cstring>
+#include <optional>
 #include <sys/socket.h>
+#include <type_traits>
 
 namespace oxel::tools {
+
+namespace {
+
+/// Hands each value to `take`, which reads or writes it, with those of lengths that are not there.
+template <std::size_t count, class Take>
+void pass(std::optional<std::array<PictureLength, count>> &lengths, Take &&take) {
+    bool there = lengths.has_value();
+    take(there);
+    auto values = lengths.value_or(std::array<PictureLength, count>{});
+    for (auto &[value, percent] : values) {
+        take(value);
+        take(percent);
+    }
+    lengths = there ? std::optional(values) : std::nullopt;
+}
+
+template <class Take>
+void pass(Decoding &wanted, Take &&take) {
+    take(wanted.size.width);
+    take(wanted.size.height);
+    take(wanted.framing.fit);
+    take(wanted.framing.rotation);
+    for (std::uint8_t &channel : wanted.framing.background)
+        take(channel);
+    pass(wanted.framing.crop, take);
+    pass(wanted.framing.focus, take);
+    take(wanted.framing.smooth_text);
+    take(wanted.document);
+}
+
+} // namespace
+
+DecoderRequest request_of(Decoding wanted) {
+    DecoderRequest request;
+    pass(wanted, [place = request.numbers.data()](const auto &value) mutable {
+        *place++ = static_cast<double>(value);
+    });
+    return request;
+}
+
+Decoding decoding_of(DecoderRequest request) {
+    Decoding wanted{};
+    pass(wanted, [place = request.numbers.data()](auto &value) mutable {
+        value = static_cast<std::remove_reference_t<decltype(value)>>(*place++);
+    });
+    return wanted;
+}
 
 namespace {
 

@@ -25,8 +25,12 @@ struct DecoderSettings {
 /// Comes with the picture's file and, where it could be had, that of the memory for the pixels;
 /// else they follow the reply in packets.
 struct DecoderRequest {
-    Decoding wanted;
+    /// A Decoding's, one beside the other: gaps between its members would tell what was in memory.
+    std::array<double, 23> numbers;
 };
+
+DecoderRequest request_of(Decoding wanted);
+Decoding decoding_of(DecoderRequest request);
 
 struct DecoderReply {
     enum Result { done, refused, out_of_memory } result;

@@ -312,7 +312,7 @@ Light decode_apart(const std::string &path, const Decoding &wanted, const Pictur
     Light light(bytes_a_pixel * wanted.size.pixels() / sizeof(Light::value_type));
     const std::span<std::uint8_t> bytes(reinterpret_cast<std::uint8_t *>(light.data()),
                                         sizeof(Light::value_type) * light.size());
-    const DecoderReply reply = ask({wanted}, limits, picture.get(), bytes);
+    const DecoderReply reply = ask(request_of(wanted), limits, picture.get(), bytes);
     if (reply.result == DecoderReply::out_of_memory)
         throw Failure(path, memory_refusal(limits));
     if (reply.result == DecoderReply::refused)

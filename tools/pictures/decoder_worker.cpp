@@ -49,8 +49,9 @@ bool serve(const DecoderRequest &request, const TwoFiles &files, const PictureLi
     std::optional<Pixels> pixels;
     const int memory = files[1].get();
     try {
-        pixels.emplace(memory, bytes_a_pixel * request.wanted.size.pixels());
-        reply.facts = decode_picture(files[0].get(), request.wanted, limits, pixels->bytes());
+        const Decoding wanted = decoding_of(request);
+        pixels.emplace(memory, bytes_a_pixel * wanted.size.pixels());
+        reply.facts = decode_picture(files[0].get(), wanted, limits, pixels->bytes());
     } catch (const std::bad_alloc &) {
         reply.result = DecoderReply::out_of_memory;
     } catch (const std::exception &error) {
