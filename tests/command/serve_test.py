@@ -293,7 +293,7 @@ class Serve(CommandCase):
                 b"GET /devices/kitchen/fra")
         for piece in (b"GET / HTTP/1.1\r\nHost: h\r\nX: " + b"x" * 60000 + b"\r\n\r\n",
                       b"GET\r\n\r\n", b"GET /" + b"x" * 20000, b"\x16\x03\x01\x02\r\n\r\n",
-                      b"GET /\xff HTTP/1.1\r\nHost: h\r\n\r\n", b"GET / HTTP/1.1\r\n\r\n",
+                      b"GET /\xff HTTP/1.1\r\nHost: h\r\n\r\n",
                       b"GET / HTTP/1.1\r\nHost: h\r\nContent-Length: -1\r\n\r\n",
                       b"BREW /devices HTTP/1.1\r\nHost: h\r\n\r\n"):
             with contextlib.suppress(ConnectionError):

@@ -12,7 +12,6 @@
 namespace oxel::tools {
 
 using vips::VImage;
-using vips::VOption;
 
 namespace {
 

@@ -206,7 +206,7 @@ HttpServer::HttpServer(Service &service, const std::string &host, int port)
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> address(found, freeaddrinfo);
     unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
     if (address->ai_family == AF_INET6)
-        flags |= MHD_USE_IPv6;
+        flags |= MHD_USE_DUAL_STACK;
     const int threads =
         std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most_threads);
     errno = 0;
@@ -218,7 +218,7 @@ HttpServer::HttpServer(Service &service, const std::string &host, int port)
         static_cast<unsigned>(threads > 1 ? threads : 0), MHD_OPTION_CONNECTION_LIMIT,
         connection_limit(), MHD_OPTION_CONNECTION_MEMORY_LIMIT, connection_bytes,
         MHD_OPTION_CONNECTION_TIMEOUT, idle_seconds, MHD_OPTION_LISTENING_ADDRESS_REUSE, 1U,
-        MHD_OPTION_STRICT_FOR_CLIENT, 1, MHD_OPTION_END);
+        MHD_OPTION_END);
     if (!daemon_->daemon)
         throw Failure(where, errno != 0 ? std::strerror(errno) : "cannot be listened at");
 }
