@@ -164,17 +164,13 @@ class DecoderProcess {
         send_packet(socket_.get(), &settings, sizeof settings);
     }
 
-    /// The program's own file, by its name where it has one still: Valgrind's children need it.
+    /// The program's own file, whatever its name stands for now. Under Valgrind that is Valgrind's,
+    /// and only the name leads back.
     static std::string own_program() {
-        const std::string self = "/proc/self/exe";
+        const char *const self = "/proc/self/exe";
         std::array<char, PATH_MAX> name{};
-        struct stat named{};
-        struct stat running{};
-        const ssize_t length = readlink(self.c_str(), name.data(), name.size() - 1);
-        const bool same = length > 0 && stat(name.data(), &named) == 0 &&
-                          stat(self.c_str(), &running) == 0 && named.st_dev == running.st_dev &&
-                          named.st_ino == running.st_ino;
-        return same ? name.data() : self;
+        const bool known = process_is_watched() && readlink(self, name.data(), name.size() - 1) > 0;
+        return known ? name.data() : self;
     }
 
     double processor_seconds() const {
