@@ -10,9 +10,9 @@ using Word = std::uint64_t;
 
 /// The marks `by` columns to the right of those in this word, at their places.
 Word beside(const Word *word, int by) {
-    if (by == 0)
-        return *word;
-    return by > 0 ? word[0] >> by | word[1] << (64 - by) : word[0] << -by | word[-1] >> (64 + by);
+    const auto shift = static_cast<unsigned>(by < 0 ? -by : by) % 64;
+    return by < 0 ? word[0] << shift | word[-1] >> 1 >> (63 - shift)
+                  : word[0] >> shift | word[1] << 1 << (63 - shift);
 }
 
 } // namespace

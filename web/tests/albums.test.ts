@@ -71,6 +71,7 @@ afterAll(async () => {
   server?.close();
 });
 
+const eventually = <T>(value: () => T) => expect.poll(value, { timeout: 60_000 });
 const status = () => page.textContent("#status");
 const zoom = () => Number(new URLSearchParams(new URL(page.url()).hash.slice(1)).get("zoom") ?? 1);
 
@@ -81,51 +82,51 @@ test("albums are looked through, and cropped for a device", async () => {
   await page.click("#albums");
   await page.fill("#token", "wrong");
   await page.keyboard.press("Enter");
-  await expect.poll(() => page.textContent("#token-error")).toBe("The server does not take this token.");
+  await eventually(() => page.textContent("#token-error")).toBe("The server does not take this token.");
   await page.fill("#token", "secret");
   await page.keyboard.press("Enter");
 
   const option = (i: number) => page.getByRole("option", { name: `sub/photo ${i}.png` });
-  await expect.poll(() => option(1).locator("img").evaluate((image: HTMLImageElement) => image.naturalWidth)).toBe(160);
+  await eventually(() => option(1).locator("img").evaluate((image: HTMLImageElement) => image.naturalWidth)).toBe(160);
   expect(await option(1).textContent()).toMatch(/cropped for kitchen/);
   const thumbnails = () => asked.filter((url) => url.endsWith("?thumbnail")).length;
   expect(thumbnails()).toBeLessThan(60); // what is in sight
   expect((await option(1).boundingBox())!.height).toBeGreaterThan(120);
   await option(0).focus();
   await page.keyboard.press("End");
-  await expect.poll(() => page.getByRole("option").count()).toBeGreaterThan(120);
+  await eventually(() => page.getByRole("option").count()).toBeGreaterThan(120);
 
   await option(0).focus();
   await page.keyboard.press("ArrowRight");
   await page.keyboard.press("Enter");
-  await expect.poll(() => page.locator("#device").inputValue()).toBe("kitchen");
-  await expect.poll(zoom).toBeCloseTo(2, 3); // the crop that the device has
+  await eventually(() => page.locator("#device").inputValue()).toBe("kitchen");
+  await eventually(zoom).toBeCloseTo(2, 3); // the crop that the device has
   const shown = () => page.evaluate(() => {
     const { width, height } = document.getElementById("original") as HTMLCanvasElement;
     return [width, height, (document.getElementById("format") as HTMLSelectElement).value];
   });
-  await expect.poll(shown).toEqual([80, 40, "packed1"]);
+  await eventually(shown).toEqual([80, 40, "packed1"]);
   await page.focus("#large");
   await page.keyboard.press("ArrowRight");
   await page.click("#save-crop");
-  await expect.poll(status).toBe("Cropped for kitchen.");
+  await eventually(status).toBe("Cropped for kitchen.");
   const crop = crops["sub/photo 1.png"]!.kitchen!;
   expect(crop[0]).toBeCloseTo(saved[0]! + 0.02 * saved[2]!, 6);
   expect(crop.slice(1)).toEqual(saved.slice(1).map((part) => expect.closeTo(part, 6)));
   await page.click("#forget-crop");
-  await expect.poll(() => crops["sub/photo 1.png"]).toBeUndefined();
-  await expect.poll(zoom).toBe(1);
+  await eventually(() => crops["sub/photo 1.png"]).toBeUndefined();
+  await eventually(zoom).toBe(1);
   await page.click("#rotate");
   await page.click("#save-crop");
-  await expect.poll(status).toMatch(/upright/);
+  await eventually(status).toMatch(/upright/);
 
   await page.click("#albums"); // the token is asked for once
   await option(2).click();
-  await expect.poll(status).toMatch(/photo 2\.png/);
+  await eventually(status).toMatch(/photo 2\.png/);
   await page.click("#fit");
   await page.click("#fit");
   await page.click("#save-crop");
-  await expect.poll(status).toBe("The server refuses this: nobody may crop this");
+  await eventually(status).toBe("The server refuses this: nobody may crop this");
   expect(await page.evaluate(() => [localStorage.length, sessionStorage.getItem("oxel-token")])).toEqual([0, "secret"]);
   await page.close();
 }, 120_000);
