@@ -18,7 +18,7 @@ sleep, and by 304 that it has the frame already. / is the page, where albums are
   cache = "cache"                      the folder of rendered frames, and below it
   cache-megabytes = 1000               what they may take
   state = "state"                      what users have moved on by ?next
-  site = "/usr/share/oxel/site"        the page
+  site = "/usr/share/oxel/site"        the page; by default the one that was installed
   token = "..."                        of the page, and of all that writes (or token-file)
   upload-megabytes = 40                the largest picture that may be sent
   jobs = 2                             renders at once; all processors by default

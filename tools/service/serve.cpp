@@ -9,21 +9,34 @@
 #include <algorithm>
 #include <array>
 #include <csignal>
+#include <filesystem>
 #include <iostream>
 #include <malloc.h>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
 
 namespace oxel::tools {
 
 namespace {
 
+/// The page that was installed with the program; "" if none was.
+std::string installed_site() {
+    std::error_code error;
+    const std::filesystem::path program = std::filesystem::read_symlink("/proc/self/exe", error);
+    const auto site = program.parent_path().parent_path() / "share" / "oxel" / "site";
+    return std::filesystem::is_directory(site, error) ? site.string() : "";
+}
+
 std::shared_ptr<const Fleet> read_fleet(const ServeOptions &options) {
     const Bytes bytes = read_file(options.configuration);
-    return open_fleet(parse_configuration(
+    Configuration configuration = parse_configuration(
         options.configuration, {reinterpret_cast<const char *>(bytes.data()), bytes.size()},
-        options.read_settings));
+        options.read_settings);
+    if (configuration.site.empty())
+        configuration.site = installed_site();
+    return open_fleet(std::move(configuration));
 }
 
 /// Signals, in the order in which they come.
