@@ -72,7 +72,8 @@ std::optional<Panel> built_in_panel(const std::string &name, Tuning tuning) {
 Panel panel_from_bytes(const std::string &source, Bytes bytes, Tuning tuning) {
     if (is_description(bytes))
         return open_description(source, parse(source, bytes), tuning);
-    return {source, source, std::move(bytes), std::nullopt, 0, {}, {}, Intent::perceptual};
+    const std::string name = source.substr(source.rfind('/') + 1);
+    return {source, name, std::move(bytes), std::nullopt, 0, {}, {}, Intent::perceptual};
 }
 
 Panel open_panel(const std::string &name, Tuning tuning, std::optional<Intent> intent) {

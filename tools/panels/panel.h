@@ -14,7 +14,7 @@ namespace oxel::tools {
 /// A panel as rendering needs it.
 struct Panel {
     std::string source; // the file or the built-in name, for messages
-    std::string name;   // the description's; the source of a package, which has none
+    std::string name;   // the description's; of a package, which has none, the file's
     Bytes package;
     std::optional<ImageSize> size;
     int layout = 0;
