@@ -22,14 +22,14 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds most_time{60};
+constexpr std::chrono::seconds most_time{20};
 
 std::vector<std::string> words_of(const std::string &device, const PictureSource &source) {
     if (!source.command.empty())
         return source.command;
     return {"curl",           "--fail",       "--silent",    "--show-error",
             "--location",     "--max-redirs", "5",           "--proto",
-            "=http,https",    "--max-time",   "55",          "--user-agent",
+            "=http,https",    "--max-time",   "18",          "--user-agent",
             "oxel/" + device, "--",           source.address};
 }
 
@@ -83,7 +83,7 @@ class Child {
                 std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now()).count();
             pollfd ready = {output_.get(), POLLIN, 0};
             if (left <= 0 || poll(&ready, 1, static_cast<int>(left)) == 0)
-                throw std::runtime_error("takes longer than a minute");
+                throw std::runtime_error("takes longer than 20 s");
             const ssize_t count = ::read(output_.get(), block.data(), block.size());
             if (count == 0)
                 return bytes;

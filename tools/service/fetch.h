@@ -9,7 +9,7 @@
 namespace oxel::tools {
 
 /// What a device's command writes to its standard output, or what is at its address, which curl
-/// asks for. Neither may take longer than a minute or give more than so many bytes. Throws Failure.
+/// asks for. Neither may take longer than 20 s or give more than so many bytes. Throws Failure.
 Bytes fetch_picture(const std::string &device, const PictureSource &source, std::size_t most_bytes);
 
 } // namespace oxel::tools

@@ -7,9 +7,12 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstdlib>
 #include <cstring>
 #include <fcntl.h>
+#include <iostream>
 #include <netdb.h>
 #include <netinet/in.h>
 #include <sys/resource.h>
@@ -230,6 +233,11 @@ HttpServer::~HttpServer() {
     using namespace std::chrono_literals;
     for (int i = 0; i < 3000 && daemon_->under_way > 0; ++i)
         std::this_thread::sleep_for(10ms);
+    if (daemon_->under_way > 0) { // neither they nor their connections can be given up
+        std::cerr << "oxel: " << daemon_->under_way << " requests were not finished\n"
+                  << std::flush;
+        std::_Exit(EXIT_FAILURE);
+    }
     std::this_thread::sleep_for(100ms); // what was answered last goes out
     MHD_stop_daemon(daemon_->daemon);
 }
