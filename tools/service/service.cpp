@@ -239,7 +239,7 @@ std::optional<Response> Service::answer_at_once(const Request &request) {
     return frame_response(device->second, std::move(frame), slot, now, gzip);
 }
 
-void Service::answer(std::shared_ptr<Request> request, std::function<void(Response)> done) {
+void Service::answer(const std::shared_ptr<Request> &request, std::function<void(Response)> done) {
     const auto finish = std::make_shared<std::function<void(Response)>>(std::move(done));
     const bool taken = lookers_.add([this, request, finish] {
         if (Result response = answer_safely(*request, Diligence::look)) {

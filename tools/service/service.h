@@ -43,7 +43,7 @@ class Service {
     std::optional<Response> answer_at_once(const Request &request);
 
     /// Calls `done` with the answer, from another thread.
-    void answer(std::shared_ptr<Request> request, std::function<void(Response)> done);
+    void answer(const std::shared_ptr<Request> &request, std::function<void(Response)> done);
 
     Metrics &metrics() { return metrics_; }
 
