@@ -16,10 +16,12 @@ targets=(calls package transfer configuration panel picture request)
 cmake --build "$build" --parallel "$(nproc)" --target "${targets[@]/#/fuzz_}" >/dev/null
 
 fuzz() { # TARGET
-    local dictionary=() log=$build/$1.log
+    local dictionary=() log=$build/$1.log runtime
+    # Where the sanitizers' is shared, it must come before the library that the fuzzer's brings.
+    runtime=$(ldd "$build/fuzz/fuzz_$1" | sed -n 's/.*libclang_rt.* => \([^ ]*\) .*/\1/p')
     [ ! -f "fuzz/$1.dict" ] || dictionary=("-dict=fuzz/$1.dict")
     mkdir -p "$build/corpus/$1"
-    LSAN_OPTIONS=suppressions=tests/records/leaks.txt \
+    LD_PRELOAD=$runtime LSAN_OPTIONS=suppressions=tests/records/leaks.txt \
         "$build/fuzz/fuzz_$1" -max_total_time="$seconds" -max_len=1024 -timeout=60 \
         "${dictionary[@]}" "$build/corpus/$1" "$build/fuzz/seeds/$1" >"$log" 2>&1 ||
         { tail -n 60 "$log" && exit 1; }
