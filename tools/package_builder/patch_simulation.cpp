@@ -244,11 +244,11 @@ PatchSimulation::block_lights(int dithering_mode, std::span<const DitheredBytes>
         for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
             pixels[threshold * pairs + i / patches_a_pair][i % patches_a_pair] =
                 quad(colours[i].at(threshold));
-    const auto simulated = [&]<const DiffusionKernel & kernel>() {
+    const auto kernel_of_mode = static_cast<Kernel>(dithering_mode / 2);
+    const Counts counts = with_kernel(kernel_of_mode, [&]<const DiffusionKernel & kernel>() {
         return simulate<kernel>({quantisation_.data(), palette_.data()}, pixels,
                                 dithering_mode % 2 != 0, area, lights_.size());
-    };
-    const Counts counts = with_kernel(static_cast<Kernel>(dithering_mode / 2), simulated);
+    });
     const std::size_t blocks = std::size_t(area.blocks) * std::size_t(area.blocks);
     const double block_side = double(area.size - 2 * area.border) / area.blocks;
     std::vector<std::vector<Vector3>> patches(colours.size(), std::vector<Vector3>(blocks));

@@ -131,7 +131,7 @@ class Picture {
 
 class Finder {
   public:
-    Finder(Picture picture, InkRuns found, ImageSize size, const InkColours &colours)
+    Finder(Picture picture, InkRuns &&found, ImageSize size, const InkColours &colours)
         : picture_(std::move(picture)), exact_(std::move(found.exact)),
           runs_(std::move(found.runs)), sizes_(std::move(found.sizes)), size_(size),
           width_(static_cast<std::size_t>(size.width)), colours_(colours), marks_(size) {}
