@@ -180,7 +180,12 @@ class Command(CommandCase):
                  ImageOps.pad(image, (width, height), nearest, red)),
                 (f"{size} --fit contain --rotate 90 --background #00FF00",
                  ImageOps.pad(turned[90], (width, height), nearest, (0, 255, 0))),
-                (size, fit(image)), (f"{size} --rotate 270", fit(turned[270]))]
+                (size, fit(image)), (f"{size} --rotate 270", fit(turned[270])),
+                (f"{size} --fit stretch --crop 20%,{image.height // 3},60%,{image.height // 3}",
+                 image.crop((image.width // 5, image.height // 3, image.width * 4 // 5,
+                             image.height * 2 // 3)).resize((width, height), nearest)),
+                (f"{size} --focus 100%,{image.height}",
+                 ImageOps.fit(image, (width, height), nearest, centering=(1, 1)))]
         for options, expected in cases:
             shown, expected = self.poster("blocks.png", options), np.asarray(expected)
             self.assertEqual(shown.shape, expected.shape, options)
