@@ -3,7 +3,6 @@
 
 #include "preparation/light.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <span>
@@ -20,6 +19,8 @@ class ExactColours {
 
     /// Whether a pixel of 3 channels of light is one of them, but for the rounding of a resize.
     bool hold(const std::uint16_t *light) const {
+        if (!have_green(light[1])) // as in nearly all pixels of photographs
+            return false;
         const auto pure = [](std::uint16_t channel) {
             return near(channel, 0) || near(channel, 65535);
         };
@@ -38,22 +39,20 @@ class ExactColours {
         return hold(light.data());
     }
 
-    /// Whether one of them has this byte of green.
-    bool have_green(std::uint8_t byte) const {
-        const std::uint16_t light = light_of_byte(byte);
-        const auto has_it = [light](const auto &ink) { return near(light, ink[1]); };
-        return byte == 0 || byte == 255 || std::any_of(inks_.begin(), inks_.end(), has_it);
-    }
+    /// Whether one of them has this light in its green, but for that rounding.
+    bool have_green(std::uint16_t light) const { return greens_[light]; }
 
     /// Whether two channels of light are the same, but for that rounding.
     static bool near(std::uint16_t channel, std::uint16_t other) {
-        constexpr int rounding = 4; // a fifth of the smallest step of a byte
         const int apart = int{channel} - int{other};
         return apart <= rounding && apart >= -rounding;
     }
 
   private:
+    static constexpr int rounding = 4; // a fifth of the smallest step of a byte
+
     std::vector<std::array<std::uint16_t, 3>> inks_; // in light
+    std::vector<bool> greens_;                       // of each light
 };
 
 } // namespace oxel::tools

@@ -3,22 +3,53 @@
 #include "preparation/light.h"
 
 #include <array>
+#include <vector>
 
 namespace oxel::tools {
 
 namespace {
 
-/// `keep(from, to)` writes the bytes of a pixel that is an exact colour, and tells whether it is;
-/// `spread(channel)` is a GridSpread.
-template <class Channel, class Keep, class Spread>
-void dither(const Channel *from, ImageSize size, std::uint8_t *to, Keep keep, Spread spread) {
+/// No cell beyond the table for any channel and threshold; a cell grows with the threshold.
+constexpr bool stays_on_grid(Grid grid) {
+    for (int fine_byte = 0; fine_byte <= 255 * 256; ++fine_byte) {
+        const GridSpread spread = grid_spread(grid_place(grid, fine_byte));
+        if (grid_cell(spread, 0) < 0 || grid_cell(spread, grid_steps - 1) > last_grid_cell)
+            return false;
+    }
+    return true;
+}
+static_assert(stays_on_grid(Grid::middles) && stays_on_grid(Grid::ends));
+
+/// Of each light a channel can have.
+std::vector<GridSpread> make_spreads(Grid grid) {
+    std::vector<GridSpread> spreads;
+    spreads.reserve(65536);
+    for (const int fine_byte : fine_bytes_of_light())
+        spreads.push_back(grid_spread(grid_place(grid, fine_byte)));
+    return spreads;
+}
+
+const std::vector<GridSpread> &spreads_of_light(Grid grid) {
+    if (grid == Grid::middles) {
+        static const auto middles = make_spreads(Grid::middles);
+        return middles;
+    }
+    static const auto ends = make_spreads(Grid::ends);
+    return ends;
+}
+
+/// `spreads` has an entry for each value of a channel; `keep(from, to)` writes the bytes of a pixel
+/// that is an exact colour, and tells whether it is.
+template <class Channel, class Keep>
+void dither(const Channel *from, ImageSize size, std::uint8_t *to, const GridSpread *spreads,
+            Keep keep) {
     for (int y = 0; y < size.height; ++y)
         for (int x = 0; x < size.width; ++x, from += 3, to += 3) {
             if (keep(from, to))
                 continue;
             const int threshold = grid_threshold(std::uint32_t(x), std::uint32_t(y));
             for (int i = 0; i < 3; ++i)
-                to[i] = static_cast<std::uint8_t>(4 * grid_cell(spread(from[i]), threshold) + 1);
+                to[i] = static_cast<std::uint8_t>(4 * grid_cell(spreads[from[i]], threshold) + 1);
         }
 }
 
@@ -26,16 +57,13 @@ void dither(const Channel *from, ImageSize size, std::uint8_t *to, Keep keep, Sp
 
 void dither_to_grid(std::span<const std::uint16_t> light, ImageSize size, Grid grid,
                     const ExactColours &exact, std::span<std::uint8_t> bytes) {
-    const auto fine_bytes = fine_bytes_of_light();
-    const auto keep = [&](const std::uint16_t *from, std::uint8_t *to) {
-        const bool kept = exact.hold(from);
-        if (kept)
-            bytes_of_light({from, 3}, {to, 3});
-        return kept;
-    };
-    dither(light.data(), size, bytes.data(), keep, [&](std::uint16_t channel) {
-        return grid_spread(grid_place(grid, fine_bytes[channel]));
-    });
+    dither(light.data(), size, bytes.data(), spreads_of_light(grid).data(),
+           [&](const std::uint16_t *from, std::uint8_t *to) {
+               const bool kept = exact.hold(from);
+               if (kept)
+                   bytes_of_light({from, 3}, {to, 3});
+               return kept;
+           });
 }
 
 void dither_to_grid(std::span<const std::uint8_t> picture, ImageSize size, Grid grid,
@@ -45,17 +73,16 @@ void dither_to_grid(std::span<const std::uint8_t> picture, ImageSize size, Grid 
     for (int byte = 0; byte < 256; ++byte) {
         const auto i = static_cast<std::size_t>(byte);
         spreads[i] = grid_spread(grid_place(grid, 256 * byte));
-        occurs[i] = exact.have_green(static_cast<std::uint8_t>(byte));
+        occurs[i] = exact.have_green(light_of_byte(static_cast<std::uint8_t>(byte)));
     }
-    const auto keep = [&](const std::uint8_t *from, std::uint8_t *to) {
-        const bool kept = occurs[from[1]] && exact.hold(from);
-        if (kept)
-            for (int i = 0; i < 3; ++i)
-                to[i] = from[i];
-        return kept;
-    };
-    dither(picture.data(), size, bytes.data(), keep,
-           [&](std::uint8_t channel) { return spreads[channel]; });
+    dither(picture.data(), size, bytes.data(), spreads.data(),
+           [&](const std::uint8_t *from, std::uint8_t *to) {
+               const bool kept = occurs[from[1]] && exact.hold(from);
+               if (kept)
+                   for (int i = 0; i < 3; ++i)
+                       to[i] = from[i];
+               return kept;
+           });
 }
 
 } // namespace oxel::tools

@@ -38,8 +38,8 @@ constexpr int grid_threshold(std::uint32_t x, std::uint32_t y) {
 
 /// How noise makes a cell of a place: half of the noise lies below the place, half above.
 struct GridSpread {
-    int start; // in steps from the first cell
-    int width; // of the noise, in cells
+    std::uint16_t start; // in steps from the first cell
+    std::uint16_t width; // of the noise, in cells
 };
 
 /// By noise of three cells' width, what is shown is the mean of four, so that the roundings of a
@@ -49,12 +49,14 @@ struct GridSpread {
 constexpr GridSpread grid_spread(int place) {
     const int room = std::min(place, last_grid_cell * grid_steps - place); // to the nearer end
     const int halves = std::clamp(2 * room / grid_steps, 0, 2); // of a cell, on each side
-    return {place - halves * (grid_steps / 2), 1 + halves};
+    const int start = place - halves * (grid_steps / 2);
+    return {static_cast<std::uint16_t>(std::clamp(start, 0, last_grid_cell * grid_steps)),
+            static_cast<std::uint16_t>(1 + halves)};
 }
 
 /// The cell, 0 to 63, that a channel becomes.
 constexpr int grid_cell(GridSpread spread, int threshold) {
-    return std::clamp((spread.start + spread.width * threshold) / grid_steps, 0, last_grid_cell);
+    return (spread.start + spread.width * threshold) / grid_steps;
 }
 
 constexpr int grid_cell(int place, int threshold) {
