@@ -52,21 +52,41 @@ template <std::size_t bytes>
     }
 }
 
-/// Pixels of light, each of `count` others of a row by their weights.
+/// Writes three channels, rounded.
+[[gnu::always_inline]] inline void write_light(Pixel sum, std::uint16_t *light) {
+    using Whole __attribute__((vector_size(sizeof(Pixel)))) = std::int32_t;
+    constexpr Pixel white = {65535, 65535, 65535, 65535};
+    sum = sum < 0 ? Pixel{} : sum;
+    sum = (sum > white ? white : sum) + 0.5F;
+    const Whole whole = __builtin_convertvector(sum, Whole);
+    for (std::size_t channel = 0; channel < 3; ++channel)
+        light[channel] = static_cast<std::uint16_t>(whole[channel]);
+}
+
+/// Pixels of light, each of `count` others of a row by their weights. Two sums side by side need
+/// not wait for themselves.
 [[gnu::always_inline]] inline void weigh_columns(const float *row,
                                                  std::span<const ReducedSide::Taps> pixels,
                                                  int count, std::span<std::uint16_t> light) {
     std::uint16_t *out = light.data();
-    for (const auto &[first, weights] : pixels) {
-        const float *from = row + 3 * first;
+    for (std::size_t x = 0; x < pixels.size(); x += 2, out += 6) {
+        const ReducedSide::Taps &one = pixels[x];
+        const ReducedSide::Taps &other = pixels[std::min(x + 1, pixels.size() - 1)];
+        const float *from = row + 3 * one.first;
+        const float *from_other = row + 3 * other.first;
         Pixel sum = {};
-        for (int tap = 0; tap < count; ++tap, from += 3) {
+        Pixel sum_other = {};
+        for (int tap = 0; tap < count; ++tap, from += 3, from_other += 3) {
             Pixel values;
+            Pixel values_other;
             std::memcpy(&values, from, sizeof values);
-            sum += weights[tap] * values;
+            std::memcpy(&values_other, from_other, sizeof values_other);
+            sum += one.weights[tap] * values;
+            sum_other += other.weights[tap] * values_other;
         }
-        for (std::size_t channel = 0; channel < 3; ++channel)
-            *out++ = static_cast<std::uint16_t>(std::clamp(sum[channel], 0.0F, 65535.0F) + 0.5F);
+        write_light(sum, out);
+        if (x + 1 < pixels.size())
+            write_light(sum_other, out + 3);
     }
 }
 
