@@ -10,6 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <iostream>
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 #include <mutex>
 #include <optional>
 
@@ -18,6 +21,15 @@ namespace oxel::tools {
 namespace fs = std::filesystem;
 
 namespace {
+
+/// The next picture wants as much memory as the one before gives back. To get it anew from the
+/// system, page by page, would take a tenth of a picture's time.
+void keep_freed_memory() {
+#ifdef __GLIBC__
+    mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024); // the most that is allowed
+    mallopt(M_TRIM_THRESHOLD, 256 * 1024 * 1024);
+#endif
+}
 
 class Batch {
   public:
@@ -139,6 +151,7 @@ class Batch {
 } // namespace
 
 void render_batch(const BatchOptions &options, const RenderSettings &settings, const Panel &panel) {
+    keep_freed_memory();
     Batch(options, settings, panel).run();
 }
 
