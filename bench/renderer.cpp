@@ -123,7 +123,8 @@ Bytes Renderer::show(const Light &picture, ImageSize size) const {
     Light developed = picture;
     develop(developed, size, development, exact_colours_of(panel_.package));
     adopt_package(panel_.source, panel_.package);
-    return render(prepare_page(developed, size, panel_, prepared, Inks::off), panel_, mode)
+    return render(prepare_page(developed, size, panel_, prepared, Inks::off), panel_, mode,
+                  {.measured = true})
         .measured;
 }
 

@@ -186,7 +186,7 @@ void draw_rendered(const ChartOptions &options, const std::string &name, Bytes (
     Light light(picture.size());
     light_of_bytes(picture, light);
     Rendering rendering = render(prepare_page(light, charts.size(), panel, true, Inks::automatic),
-                                 panel, options.dithering_mode);
+                                 panel, options.dithering_mode, {.tcon = true, .measured = true});
     charts.add_picture(name, picture);
     charts.add_picture(name + "-preview", rendering.measured);
     charts.add_frame(name, std::move(rendering.tcon));

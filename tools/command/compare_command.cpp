@@ -57,7 +57,7 @@ void run(const CompareOptions &options) {
             tune(panel, tuning_for(static_cast<int>(mode)));
             adopt_package(panel.source, panel.package);
         }
-        renderings.push_back(render(prepared, panel, static_cast<int>(mode)));
+        renderings.push_back(render(prepared, panel, static_cast<int>(mode), {.measured = true}));
     }
 
     const Bytes original = bytes_of(picture); // which libvips reads where it is

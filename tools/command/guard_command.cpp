@@ -112,8 +112,9 @@ void run(const GuardOptions &options) {
             adopt_package(panel.source, panel.package);
         }
         const auto changes = [&](const Bytes &image) {
-            return line_pair_changes(render(panel.source, image, size, static_cast<int>(mode)).tcon,
-                                     size, colours);
+            return line_pair_changes(
+                render(panel.source, image, size, static_cast<int>(mode), {.tcon = true}).tcon,
+                size, colours);
         };
         const auto first = changes(picture);
         const auto second = changes(shifted);

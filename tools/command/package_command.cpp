@@ -172,7 +172,8 @@ void info(const std::string &path) {
     }
     std::cout << std::flush;
     adopt_package(path, package);
-    render(path, {0, 0, 0}, {1, 1}, 0); // only a render tells whether the tables can be used
+    render(path, {0, 0, 0}, {1, 1}, 0,
+           {.tcon = true}); // only a render tells whether the tables can be used
     std::cout << "\nThe package is whole and its tables can be used.\n";
 }
 

@@ -9,6 +9,7 @@
 #include <new>
 #include <numeric>
 #include <span>
+#include <utility>
 
 namespace oxel::tools {
 
@@ -71,8 +72,21 @@ Rendering renderings_of_colours(std::size_t count) {
     return rendering;
 }
 
-Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode) {
-    Rendering rendering{Bytes(rgb.size()), Bytes(rgb.size()), Bytes(rgb.size())};
+Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode,
+                 const Forms &wanted) {
+    Rendering rendering;
+    const auto render_to = [&](int type, Bytes &output) {
+        output.resize(rgb.size());
+        check(panel,
+              Oxel_Morvel6_render(rgb.data(), ORDER_RGB, output.data(), ORDER_RGB, size.width,
+                                  size.height, static_cast<std::uint32_t>(dithering_mode), type));
+        return std::move(rendering);
+    };
+    if (!wanted.nominal && !wanted.measured)
+        return render_to(OUTPUT_TCON_CODE, rendering.tcon);
+    if (!wanted.tcon && !wanted.nominal)
+        return render_to(OUTPUT_EO_RGB, rendering.measured);
+    rendering = {Bytes(rgb.size()), Bytes(rgb.size()), Bytes(rgb.size())};
     check(panel, Oxel_Morvel6_render_All(rgb.data(), ORDER_RGB, rendering.tcon.data(),
                                          rendering.nominal.data(), rendering.measured.data(),
                                          nullptr, size.width, size.height,

@@ -34,10 +34,19 @@ struct Rendering {
     Bytes measured;
 };
 
+/// Which of them are wanted.
+struct Forms {
+    bool tcon = false;
+    bool nominal = false;
+    bool measured = false;
+};
+
 /// The first colours of the adopted package, which must have so many, as renders show them.
 Rendering renderings_of_colours(std::size_t count);
 
-Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode);
+/// Forms that are not wanted may be filled, too.
+Rendering render(const std::string &panel, const Bytes &rgb, ImageSize size, int dithering_mode,
+                 const Forms &wanted);
 
 /// Renders to one form (enum Oxel_output_type) under the power guard's threshold. Returns the
 /// verdict, enum Oxel_guard_result.

@@ -26,11 +26,13 @@ Page prepare_page(const Light &picture, ImageSize size, const Panel &panel, bool
 
 namespace {
 
-Rendering render(const PreparedPicture &picture, const Panel &panel, int dithering_mode) {
-    Rendering rendering = render(panel.source, picture.bytes, picture.size, dithering_mode);
+Rendering render(const PreparedPicture &picture, const Panel &panel, int dithering_mode,
+                 const Forms &wanted) {
+    Rendering rendering = render(panel.source, picture.bytes, picture.size, dithering_mode, wanted);
     const auto cut = 3 * static_cast<std::ptrdiff_t>(picture.size.width) * picture.preroll;
     for (Bytes *image : {&rendering.tcon, &rendering.nominal, &rendering.measured})
-        image->erase(image->begin(), image->begin() + cut);
+        if (!image->empty())
+            image->erase(image->begin(), image->begin() + cut);
     return rendering;
 }
 
@@ -39,16 +41,18 @@ void put_inks(const InkPlane &inks, const Panel &panel, const Rendering &apart,
               Rendering &rendering) {
     const Rendering colours = renderings_of_colours(read_package_fields(panel.package)->colours);
     for (Bytes Rendering::*form : {&Rendering::tcon, &Rendering::nominal, &Rendering::measured})
-        put_together(inks, colours.*form, apart.*form, rendering.*form);
+        if (!(rendering.*form).empty())
+            put_together(inks, colours.*form, apart.*form, rendering.*form);
 }
 
 } // namespace
 
-Rendering render(const Page &page, const Panel &panel, int dithering_mode) {
-    Rendering rendering = render(page.picture, panel, dithering_mode);
+Rendering render(const Page &page, const Panel &panel, int dithering_mode, const Forms &wanted) {
+    Rendering rendering = render(page.picture, panel, dithering_mode, wanted);
     if (!page.inks.empty())
         put_inks(page.inks, panel,
-                 page.apart ? render(*page.apart, panel, dithering_mode) : Rendering(), rendering);
+                 page.apart ? render(*page.apart, panel, dithering_mode, wanted) : Rendering(),
+                 rendering);
     return rendering;
 }
 

@@ -19,7 +19,7 @@ Page prepare_page(const Light &picture, ImageSize size, const Panel &panel, bool
                   Inks inks);
 
 /// Renders with the adopted panel. The renderings have the picture's own size.
-Rendering render(const Page &page, const Panel &panel, int dithering_mode);
+Rendering render(const Page &page, const Panel &panel, int dithering_mode, const Forms &wanted);
 
 /// Renders without diffusion: every pixel as the package's tables give it. Throws Failure.
 Rendering render_undiffused(const Bytes &rgb, const Panel &panel);

@@ -8,9 +8,10 @@ RenderResult run_job(const RenderJob &job, const RenderSettings &settings, const
     RenderResult result{};
     ImageSize &size = result.picture_size;
     const Light picture = open_picture(job.photo, settings.picture, panel, size);
-    Rendering rendering = render_picture(
-        picture, size, settings, panel,
-        {.measured = !job.preview.empty(), .nominal = !job.nominal.empty()}, result.verdict);
+    Forms wanted = frame_form(settings.frame.content);
+    wanted.measured |= !job.preview.empty();
+    wanted.nominal |= !job.nominal.empty();
+    Rendering rendering = render_picture(picture, size, settings, panel, wanted, result.verdict);
 
     OutputFiles outputs;
     if (!job.preview.empty())

@@ -16,14 +16,14 @@ int output_type(FrameContent content) {
 
 /// Renders each form that is wanted under the guard, which decides alike for all of them.
 int render_guarded(const Bytes &picture, ImageSize size, const RenderSettings &settings,
-                   const Panel &panel, const WantedForms &wanted, Rendering &rendering) {
+                   const Panel &panel, const Forms &wanted, Rendering &rendering) {
     const auto render_to = [&](int type, Bytes &output) {
         return tools::render_guarded(panel.source, picture, size, settings.dithering_mode,
                                      *settings.guard_threshold, type, output);
     };
-    if (wanted.measured || settings.frame.content == FrameContent::eo)
+    if (wanted.measured)
         render_to(OUTPUT_EO_RGB, rendering.measured);
-    if (wanted.nominal || settings.frame.content == FrameContent::nominal)
+    if (wanted.nominal)
         render_to(OUTPUT_NOMINAL_RGB, rendering.nominal);
     return render_to(OUTPUT_TCON_CODE, rendering.tcon);
 }
@@ -41,14 +41,18 @@ Bytes &frame_of(Rendering &rendering, FrameContent content) {
 
 } // namespace
 
+Forms frame_form(FrameContent content) {
+    const int type = output_type(content);
+    return {type == OUTPUT_TCON_CODE, type == OUTPUT_NOMINAL_RGB, type == OUTPUT_EO_RGB};
+}
+
 Tuning tuning_of(const RenderSettings &settings) {
     return settings.dithering_mode == undiffused ? Tuning::all
                                                  : tuning_for(settings.dithering_mode);
 }
 
 Rendering render_picture(const Light &picture, ImageSize size, const RenderSettings &settings,
-                         const Panel &panel, const WantedForms &wanted,
-                         std::optional<int> &verdict) {
+                         const Panel &panel, const Forms &wanted, std::optional<int> &verdict) {
     const bool prepared = !settings.picture.bare;
     if (settings.guard_threshold) {
         Rendering rendering;
@@ -59,7 +63,7 @@ Rendering render_picture(const Light &picture, ImageSize size, const RenderSetti
     if (settings.dithering_mode == undiffused)
         return render_undiffused(bytes_of(picture), panel);
     return render(prepare_page(picture, size, panel, prepared, settings.picture.inks), panel,
-                  settings.dithering_mode);
+                  settings.dithering_mode, wanted);
 }
 
 Bytes frame_file(Rendering &rendering, ImageSize &size, const RenderSettings &settings,

@@ -21,17 +21,13 @@ struct RenderSettings {
 /// Of the package that such renders want.
 Tuning tuning_of(const RenderSettings &settings);
 
-/// What a rendering is for, beside its frame.
-struct WantedForms {
-    bool measured = false;
-    bool nominal = false;
-};
+/// The form that a frame of it shows.
+Forms frame_form(FrameContent content);
 
 /// Prepares and renders a picture with the adopted panel. `verdict`, enum Oxel_guard_result, is
 /// set for renders under the guard. Throws Failure.
 Rendering render_picture(const Light &picture, ImageSize size, const RenderSettings &settings,
-                         const Panel &panel, const WantedForms &wanted,
-                         std::optional<int> &verdict);
+                         const Panel &panel, const Forms &wanted, std::optional<int> &verdict);
 
 /// The file of the rendering's frame, in this driving layout. `size` becomes the frame's; `name` is
 /// the file's. The panel must be the adopted one. Throws Failure.

@@ -87,9 +87,8 @@ Bytes device_frame(const Device &device, const Light &picture, PanelTurns &turns
     const RenderSettings &settings = device.configuration.settings;
     const PanelTurns::Turn turn(turns, device.panel, writes_indices(device));
     std::optional<int> verdict;
-    Rendering rendering =
-        render_picture(picture, device.size, settings, *device.panel,
-                       {.measured = settings.frame.content == FrameContent::eo}, verdict);
+    Rendering rendering = render_picture(picture, device.size, settings, *device.panel,
+                                         frame_form(settings.frame.content), verdict);
     ImageSize size = device.size;
     // Devices share frames, so that formats that name what they hold name no device.
     return frame_file(rendering, size, settings, *device.panel, device.layout, "frame");
