@@ -3,8 +3,8 @@
 # the current folder, where anyone may have put a library.
 file(RELATIVE_PATH libraries_from_command
   ${CMAKE_INSTALL_FULL_BINDIR} ${CMAKE_INSTALL_FULL_LIBDIR})
-add_executable(oxel_installed command/oxel.cpp)
-target_link_libraries(oxel_installed PRIVATE oxel_commands oxel_warnings)
+add_executable(oxel_installed $<TARGET_OBJECTS:oxel_main>)
+target_link_libraries(oxel_installed PRIVATE oxel_commands)
 set_target_properties(oxel_installed PROPERTIES
   OUTPUT_NAME oxel
   BUILD_WITH_INSTALL_RPATH ON

@@ -9,11 +9,14 @@ namespace oxel::tools {
 
 namespace {
 
-/// No cell beyond the table for any channel and threshold; a cell grows with the threshold.
+/// No cell beyond the table, even at the ends of the scale; a cell grows with the threshold.
 constexpr bool stays_on_grid(Grid grid) {
-    for (int fine_byte = 0; fine_byte <= 255 * 256; ++fine_byte) {
-        const GridSpread spread = grid_spread(grid_place(grid, fine_byte));
-        if (grid_cell(spread, 0) < 0 || grid_cell(spread, grid_steps - 1) > last_grid_cell)
+    constexpr int last = 255 * 256;
+    for (int from_end = 0; from_end <= 2 * grid_steps; ++from_end) {
+        const GridSpread first_spread = grid_spread(grid_place(grid, from_end));
+        const GridSpread last_spread = grid_spread(grid_place(grid, last - from_end));
+        if (grid_cell(first_spread, 0) < 0 ||
+            grid_cell(last_spread, grid_steps - 1) > last_grid_cell)
             return false;
     }
     return true;
