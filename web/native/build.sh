@@ -16,8 +16,8 @@ mkdir -p "$objects/include"
 ln -sfn /usr/include/nlohmann "$objects/include/nlohmann" # nothing else of the host's
 
 # Nothing catches: see runtime.cpp.
-flags=(-DNDEBUG -fexceptions -fvisibility=hidden -ffunction-sections -fdata-sections
-    -ftls-model=local-exec -fno-c++-static-destructors -mbulk-memory -mnontrapping-fptoint -Iinclude -Isrc -Itools -isystem "$objects/include"
+flags=(-DNDEBUG -fexceptions -fvisibility=hidden -ffunction-sections -fdata-sections -fno-c++-static-destructors
+    -ftls-model=local-exec -mbulk-memory -mnontrapping-fptoint -Iinclude -Isrc -Itools -isystem "$objects/include"
     -DJSON_HAS_FILESYSTEM=0 -DJSON_HAS_EXPERIMENTAL_FILESYSTEM=0 -w)
 # shellcheck disable=SC2054 # the linker's own commas
 link=(-mexec-model=reactor -Wl,--gc-sections -Wl,--strip-all -Wl,-z,stack-size=1048576
@@ -70,6 +70,7 @@ mapfile -t frames < <(find tools/frames -name '*.cpp' -not -name deflate.cpp)
 compile frames -Oz -- "${frames[@]}"
 compile frames+ -Oz -- tools/render/panel_codes.cpp tools/package_builder/package_file.cpp \
     web/native/{runtime,deflate,frames}.cpp
+cp "$objects/heap/"*.o "$objects/frames+"
 link_tools frames result result_size format_name format_suffix crc encode_frame
 compile builder -O2 -msimd128 -- tools/package_builder/*.cpp web/native/{runtime,builder}.cpp
 compile builder+ -Oz -- tools/panels/panel_description.cpp tools/base/{failure,suggestion}.cpp
