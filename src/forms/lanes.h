@@ -218,13 +218,21 @@ template <class Target>
 OXEL_INLINE Words<Target> quantise(Words<Target> value, const LaneTables &tables,
                                    std::uint8_t *indices, std::ptrdiff_t stride) {
     value = clamp<Target>(value);
-    // Six bits of R, G and B from bits 0, 16 and 32 on; in the cell's number from 12, 6 and 0 on.
-    const Quads<Target> channels = (Quads<Target>)(value >> 2);
-    const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
     std::uint32_t chosen[Target::pixels];
-    OXEL_UNROLL
-    for (int i = 0; i < Target::pixels; ++i)
-        chosen[i] = tables.cells[cells[i]];
+    if constexpr (requires { Target::cells_of(value); }) {
+        const Quads<Target> cells = Target::cells_of(value);
+        OXEL_UNROLL
+        for (int i = 0; i < Target::pixels; ++i)
+            chosen[i] = tables.cells[static_cast<std::uint32_t>(cells[i])];
+    } else {
+        // Six bits of R, G and B from bits 0, 16 and 32 on; in the cell's number from 12, 6 and 0
+        // on.
+        const Quads<Target> channels = (Quads<Target>)(value >> 2);
+        const Quads<Target> cells = (channels << 12 | channels >> 10 | channels >> 32) & 0x3FFFF;
+        OXEL_UNROLL
+        for (int i = 0; i < Target::pixels; ++i)
+            chosen[i] = tables.cells[cells[i]];
+    }
     return value - colours_of<Target>(chosen, tables, indices, stride, EachPixel<Target>());
 }
 

@@ -5,7 +5,7 @@
 #ifdef __SSE2__
 #include <emmintrin.h>
 #elif defined(__wasm_simd128__)
-#include <wasm_simd128.h>
+#include "wasm_pixels.h"
 #else
 #include <arm_neon.h>
 #endif
@@ -34,10 +34,7 @@ struct Vector128 {
         return (Words<Vector128>)_mm_mulhi_epi16((__m128i)words,
                                                  _mm_set1_epi16(static_cast<short>(factor)));
 #elif defined(__wasm_simd128__)
-        const v128_t factors = wasm_i16x8_splat(static_cast<std::int16_t>(factor));
-        const v128_t low = wasm_i32x4_extmul_low_i16x8((v128_t)words, factors);
-        const v128_t high = wasm_i32x4_extmul_high_i16x8((v128_t)words, factors);
-        return (Words<Vector128>)wasm_i16x8_shuffle(low, high, 1, 3, 5, 7, 9, 11, 13, 15);
+        return (Words<Vector128>)upper_halves((v128_t)words, static_cast<std::int16_t>(factor));
 #else
         return (Words<Vector128>)vqdmulhq_n_s16((int16x8_t)words,
                                                 static_cast<std::int16_t>(factor / 2));
@@ -82,6 +79,14 @@ struct Vector128 {
 #ifdef __wasm_simd128__
     static constexpr bool shifts_are_cheaper = true; // than the upper half of a product
 
+    static Quads<Vector128> cells_of(Words<Vector128> value) {
+        return (Quads<Vector128>)cells_of_two((v128_t)value);
+    }
+    template <bool rgb>
+    static v128_t gamut_places(const std::uint8_t *first) {
+        return gamut_places_of_four<rgb>(first);
+    }
+
     static IntLanes<Vector128> truncated(DoubleLanes<Vector128> low, DoubleLanes<Vector128> high) {
         return (IntLanes<Vector128>)wasm_i32x4_shuffle(
             wasm_i32x4_trunc_sat_f64x2_zero((v128_t)low),
@@ -105,6 +110,9 @@ constinit const Form vector128_form = {.name = "128-bit vectors",
                                        .runs_here = [] { return true; },
                                        .diffusion_memory = diffusion_memory_in_lanes<Vector128>,
                                        .diffuse = diffuse_in_lanes<Vector128>,
+#ifdef __wasm_simd128__
+                                       .write_pixels = write_few_colours,
+#endif
                                        .count_indices = count_in_lanes<Vector128>,
                                        .power = power_in_lanes<Vector128>,
                                        .adjust = adjust_in_lanes<Vector128>};

@@ -51,7 +51,7 @@ DoubleLanes<Target> clamp_lanes(DoubleLanes<Target> x) {
 struct HuePlaces {
     alignas(64) double place[360][4];
 };
-inline constexpr HuePlaces hue_places = [] {
+constexpr HuePlaces places_of_hues(int hues = 360) {
     constexpr double third = 0.333333, one_sixth = 1.0 / 6.0, two_thirds = 2.0 / 3.0;
     const auto place = [](double position) {
         return position < one_sixth    ? position
@@ -60,14 +60,24 @@ inline constexpr HuePlaces hue_places = [] {
                                        : 0.0;
     };
     HuePlaces places{};
-    for (int hue = 0; hue < 360; ++hue) {
+    for (int hue = 0; hue < hues; ++hue) {
         const double turn = hue / 360.0, ahead = turn + third, behind = turn - third;
         places.place[hue][0] = place(ahead > 1.0 ? ahead - 1.0 : ahead);
         places.place[hue][1] = place(turn);
         places.place[hue][2] = place(behind < 0.0 ? behind + 1.0 : behind);
     }
     return places;
+}
+#ifdef __wasm__
+// Pages load the table's code instead of the table, twenty times as much. A count that compilers
+// cannot know keeps them from working it out.
+inline const HuePlaces hue_places = [] {
+    volatile int hues = 360;
+    return places_of_hues(hues);
 }();
+#else
+inline constexpr HuePlaces hue_places = places_of_hues();
+#endif
 
 /// Greatest and least in a register, and how far apart.
 template <class Target>

@@ -16,7 +16,7 @@ mkdir -p "$objects/include"
 ln -sfn /usr/include/nlohmann "$objects/include/nlohmann" # nothing else of the host's
 
 # Nothing catches: see runtime.cpp.
-flags=(-DNDEBUG -fexceptions -fvisibility=hidden -ffunction-sections -fdata-sections
+flags=(-DNDEBUG -fexceptions -fvisibility=hidden -ffunction-sections -fdata-sections -fno-c++-static-destructors
     -ftls-model=local-exec -mbulk-memory -mnontrapping-fptoint -Iinclude -Isrc -Itools -isystem "$objects/include"
     -DJSON_HAS_FILESYSTEM=0 -DJSON_HAS_EXPERIMENTAL_FILESYSTEM=0 -w)
 # shellcheck disable=SC2054 # the linker's own commas
@@ -37,23 +37,26 @@ compile() { # MODULE FLAGS -- SOURCES
 mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \
     include/Oxel_Morvel6_render.h)
 
-# -Os makes the wide kernels' inner loop ten times as slow, and -O2 serpentine order by a fifth. Nothing
-# here throws but for want of memory, which ends the call anyway.
+# What is compiled for size is optimised once more when all of it is known, a tenth off. -Os would make
+# the wide kernels' inner loop ten times as slow, and loops that clang makes vectors of are no faster
+# here. Nothing here throws but for want of memory, which ends the call anyway.
 render() { # MODULE FLAG ...
-    local module=$1
-    shift
+    local module=$1 own=(-flto -fno-exceptions "${@:2}")
     mapfile -t sources < <(find src -name '*.cpp' -not -name vector128.cpp)
-    compile "$module" -Os -fno-exceptions "$@" -- "${sources[@]}"
-    compile "$module-" -O3 -fno-exceptions "$@" -- src/forms/vector128.cpp
-    compile "$module+" -O2 -fno-exceptions "$@" -- tools/preparation/grid.cpp web/native/{pixels,preparation,draft}.cpp
-    compile "$module++" -Os -fno-exceptions "$@" -- \
-        tools/preparation/{blur,development,exact_colours,preroll,preparation,page,ink_colours,ink_runs,inks,light,pixel_marks}.cpp \
+    compile "$module" -Oz "${own[@]}" -- "${sources[@]}" \
+        tools/preparation/{exact_colours,preroll,preparation,page,ink_colours,ink_runs,inks,pixel_marks}.cpp \
         tools/panels/{picture_needs,table_lookup}.cpp tools/package_builder/{package_file,noted_options}.cpp \
-        tools/render/line_pairs.cpp web/native/{runtime,guard,display,developed}.cpp
-    "${clang[@]}" "${link[@]}" "$objects/$module"{,-,+,++}/*.o -o "$folder/$module.wasm" \
+        tools/render/line_pairs.cpp web/native/{runtime,guard,draft}.cpp
+    compile "$module+" -Os "${own[@]}" -- \
+        tools/preparation/{blur,development,light}.cpp web/native/{display,developed}.cpp
+    compile "$module++" -O2 -fno-vectorize -fno-slp-vectorize "${own[@]}" -- \
+        tools/preparation/grid.cpp web/native/{pixels,preparation}.cpp
+    compile "$module-" -O3 "${own[@]}" -fno-lto -- src/forms/vector128.cpp
+    "${clang[@]}" "${link[@]}" -flto "$objects/$module"{,-,+,++}/*.o "$objects/heap/"*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
         -Wl,--export=oxel_{prepare,prepare_draft,put_together,render_undiffused,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
 }
+compile heap -Os -fno-builtin -- web/native/heap.cpp
 render oxel &
 render oxel-simd -msimd128 &
 wait
@@ -64,9 +67,10 @@ link_tools() { # MODULE EXPORT ...
         "${names[@]/#/-Wl,--export=oxel_}"
 }
 mapfile -t frames < <(find tools/frames -name '*.cpp' -not -name deflate.cpp)
-compile frames -Os -- "${frames[@]}"
-compile frames+ -Os -- tools/render/panel_codes.cpp tools/package_builder/package_file.cpp \
+compile frames -Oz -- "${frames[@]}"
+compile frames+ -Oz -- tools/render/panel_codes.cpp tools/package_builder/package_file.cpp \
     web/native/{runtime,deflate,frames}.cpp
+cp "$objects/heap/"*.o "$objects/frames+"
 link_tools frames result result_size format_name format_suffix crc encode_frame
 compile builder -O2 -msimd128 -- tools/package_builder/*.cpp web/native/{runtime,builder}.cpp
 compile builder+ -Oz -- tools/panels/panel_description.cpp tools/base/{failure,suggestion}.cpp

@@ -6,6 +6,7 @@ import { describe as group, expect, test } from "vitest";
 import * as oxelPackage from "../dist/index.js";
 import { adjust, buildPackage, describe, dithers, frameFormats, inkChoices, Panel, transfer, tuningFor } from
   "../dist/index.js";
+import { instantiate } from "../dist/module.js";
 import { bytesOf, folder, oxel, picture, ppm, run } from "./command.js";
 
 const photo = picture(320, 201);
@@ -120,6 +121,35 @@ test("drafts and rough packages show nearly the same", async () => {
   expect([fromDraft.mean < 2, fromDraft.most < 10]).toEqual([true, true]);
   for (const left of ["adjustment", "development"] as const) // both are seen
     expect((await apart(right, right, options, { ...options, [left]: {}, draft: true } as typeof options)).mean).toBeGreaterThan(4);
+});
+
+test("the heap gives whole pieces, and joins what comes back", async () => {
+  const { exports } = await instantiate("oxel");
+  const bytes = () => new Uint8Array(exports.memory.buffer);
+  const held: { address: number; size: number; mark: number }[] = [];
+  let random = 1;
+  const below = (limit: number) => (random = (random * 48271) % 0x7fffffff) % limit;
+  let grown = 0;
+  for (let round = 0; round < 20_000; ++round) {
+    if (round === 10_000) grown = bytes().length;
+    if (below(2) && held.length < 50) {
+      const piece = { size: below(below(9) ? 300 : 200_000), mark: round % 255 + 1, address: 0 };
+      piece.address = exports.malloc(piece.size);
+      expect(piece.address % 16).toBe(0);
+      bytes().fill(piece.mark, piece.address, piece.address + piece.size);
+      held.push(piece);
+    } else if (held.length) {
+      const [{ address, size, mark }] = held.splice(below(held.length), 1) as typeof held;
+      expect(bytes().subarray(address, address + size).every((byte) => byte === mark)).toBe(true);
+      exports.free(address);
+    }
+  }
+  expect(bytes().length).toBeLessThan(grown * 1.3);
+  for (const { address } of held) exports.free(address);
+  const before = bytes().length;
+  expect(exports.malloc(before - 1_300_000)).toBeGreaterThan(0); // all but stack and data in one piece
+  expect(bytes().length).toBe(before);
+  expect(exports.malloc(0xfffffff0)).toBe(0);
 });
 
 test("after a trap the panel renders as before", async () => {
