@@ -115,12 +115,14 @@ Vector3 GamutMapping::clip(const Vector3 &target, Vector3 near) const {
         channel = std::max(channel, 0.0);
     OklabPlace place(near);
     Vector3 miss = miss_at(place);
+    Mixture mixture;
     for (int round = 0; round < 12; ++round) {
         const Matrix3 slopes = weigh * place.slopes();
         const Vector3 origin = miss - slopes * near;
         for (std::size_t i = 0; i < corners_.size(); ++i)
             flattened[i] = origin + slopes * corners_[i];
-        Vector3 next = nearest_mixture(flattened, {0, 0, 0}).of(corners_);
+        mixture = nearest_mixture(flattened, {0, 0, 0}, round > 0 ? &mixture : nullptr);
+        Vector3 next = mixture.of(corners_);
         OklabPlace next_place(next);
         Vector3 next_miss = miss_at(next_place);
         const auto worse = [&] {
