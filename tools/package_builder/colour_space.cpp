@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
+#include <cstdint>
+#include <limits>
 
 namespace oxel::tools {
 
@@ -69,12 +72,15 @@ double root(double x) {
         }();
     if (x <= 0)
         return 0;
-    int exponent = 0;
-    const double mantissa = std::frexp(x, &exponent);
+    // A double's own bits: an exponent of 11 with 1022 added, of a mantissa of 1/2 and more, and
+    // the mantissa's other 52.
+    const auto bits = std::bit_cast<std::uint64_t>(std::max(x, std::numeric_limits<double>::min()));
+    const int exponent = int(bits >> 52) - 1022;
     const int whole = (exponent - (exponent < 0 ? degree - 1 : 0)) / degree; // rounded down
-    const auto &of_rest = starts[std::size_t(exponent - degree * whole)];
+    const double start =
+        starts[std::size_t(exponent - degree * whole)][bits >> 46 & (root_starts - 1)];
     return fall_to_root<degree>(
-        x, std::ldexp(of_rest[std::size_t((mantissa - 0.5) * (2 * root_starts))], whole));
+        x, start * std::bit_cast<double>(std::uint64_t(1023 + whole) << 52)); // 2 to the whole
 }
 
 double light_from_byte(double byte) {
@@ -150,22 +156,24 @@ Vector3 srgb_from_lab(const Vector3 &lab) {
     return srgb_from_light(rgb_from_xyz * xyz);
 }
 
+OklabPlace::OklabPlace(const Vector3 &light)
+    : roots_(map(cones_from_rgb * light, cube_root)), oklab_(opponents_from_cones * roots_) {}
+
+Matrix3 OklabPlace::slopes() const {
+    Matrix3 slopes = cones_from_rgb;
+    for (std::size_t cone = 0; cone < 3; ++cone) {
+        const double root = std::max(roots_[cone], 0.01);
+        slopes[cone] = 1 / (3 * root * root) * slopes[cone];
+    }
+    return opponents_from_cones * slopes;
+}
+
 Vector3 oklab_from_light(const Vector3 &light) {
-    return opponents_from_cones * map(cones_from_rgb * light, cube_root);
+    return OklabPlace(light).oklab();
 }
 
 Vector3 light_from_oklab(const Vector3 &oklab) {
     return rgb_from_cones * map(cones_from_opponents * oklab, cube);
-}
-
-Matrix3 oklab_slopes(const Vector3 &light) {
-    const Vector3 roots = map(cones_from_rgb * light, cube_root);
-    Matrix3 slopes = cones_from_rgb;
-    for (std::size_t cone = 0; cone < 3; ++cone) {
-        const double root = std::max(roots[cone], 0.01);
-        slopes[cone] = 1 / (3 * root * root) * slopes[cone];
-    }
-    return opponents_from_cones * slopes;
 }
 
 } // namespace oxel::tools

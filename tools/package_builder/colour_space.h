@@ -39,8 +39,21 @@ Vector3 oklab_from_light(const Vector3 &light);
 
 Vector3 light_from_oklab(const Vector3 &oklab);
 
-/// The derivatives of oklab_from_light by each channel, as columns; finite also for black.
-Matrix3 oklab_slopes(const Vector3 &light);
+/// A light's place in OKLab, and how it moves with the light.
+class OklabPlace {
+  public:
+    /// The light must not be negative.
+    explicit OklabPlace(const Vector3 &light);
+
+    const Vector3 &oklab() const { return oklab_; }
+
+    /// The derivatives by each channel, as columns; finite also for black.
+    Matrix3 slopes() const;
+
+  private:
+    Vector3 roots_; // of the cones' responses
+    Vector3 oklab_;
+};
 
 // The same on every machine, and 0 of what is negative.
 double cube_root(double v);

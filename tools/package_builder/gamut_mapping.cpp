@@ -109,31 +109,35 @@ Vector3 GamutMapping::clip(const Vector3 &target, Vector3 near) const {
     const Matrix3 weigh = {{{rule_.lightness_weight, 0, 0},
                             {0, rule_.chroma_weight * along, rule_.chroma_weight * across},
                             {0, -rule_.hue_weight * across, rule_.hue_weight * along}}};
-    const auto miss_at = [&](const Vector3 &place) {
-        return weigh * (oklab_from_light(place) - target);
-    };
+    const auto miss_at = [&](const OklabPlace &place) { return weigh * (place.oklab() - target); };
     std::vector<Vector3> flattened(corners_.size());
     for (double &channel : near)
         channel = std::max(channel, 0.0);
-    Vector3 miss = miss_at(near);
+    OklabPlace place(near);
+    Vector3 miss = miss_at(place);
+    Mixture mixture;
     for (int round = 0; round < 12; ++round) {
-        const Matrix3 slopes = weigh * oklab_slopes(near);
+        const Matrix3 slopes = weigh * place.slopes();
         const Vector3 origin = miss - slopes * near;
         for (std::size_t i = 0; i < corners_.size(); ++i)
             flattened[i] = origin + slopes * corners_[i];
-        Vector3 next = nearest_mixture(flattened, {0, 0, 0}).of(corners_);
-        Vector3 next_miss = miss_at(next);
+        mixture = nearest_mixture(flattened, {0, 0, 0}, round > 0 ? &mixture : nullptr);
+        Vector3 next = mixture.of(corners_);
+        OklabPlace next_place(next);
+        Vector3 next_miss = miss_at(next_place);
         const auto worse = [&] {
             return round > 0 && dot(next_miss, next_miss) > dot(miss, miss); // the start is any
         };
         for (int halvings = 0; worse() && halvings < 5; ++halvings) {
             next = 0.5 * (next + near);
-            next_miss = miss_at(next);
+            next_place = OklabPlace(next);
+            next_miss = miss_at(next_place);
         }
         if (worse()) // only rounding is left
             break;
         const double moved = squared_distance(next, near);
         near = next;
+        place = next_place;
         miss = next_miss;
         if (moved < 1e-8)
             break;

@@ -4,6 +4,8 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <map>
+#include <utility>
 
 namespace oxel::tools {
 
@@ -83,7 +85,7 @@ class Ramp {
         std::vector<DitheredBytes> cells;
         for (const GreyStep &step : steps_)
             cells.emplace_back(step.bytes);
-        bare_ = solver_.show(cells);
+        bare_ = show(cells);
         std::vector<bool> moved(steps_.size(), true);
         for (int descent = 0; descent < descents; ++descent) {
             const std::vector<bool> before = moved; // a cell settles when its neighbourhood has
@@ -109,7 +111,21 @@ class Ramp {
         std::vector<DitheredBytes> colours;
         for (std::size_t place = begin; place < end; ++place)
             colours.push_back(at(place));
-        return solver_.show(colours);
+        return show(colours);
+    }
+
+    /// What was shown before is not simulated again: moves of neighbours ask for much that is.
+    std::vector<Shown> show(const std::vector<DitheredBytes> &colours) const {
+        std::vector<DitheredBytes> unknown;
+        for (const DitheredBytes &colour : colours)
+            if (known_.try_emplace(colour).second)
+                unknown.push_back(colour);
+        for (std::size_t i = 0; Shown & shown : solver_.show(unknown))
+            known_[unknown[i++]] = std::move(shown);
+        std::vector<Shown> shown;
+        for (const DitheredBytes &colour : colours)
+            shown.push_back(known_[colour]);
+        return shown;
     }
 
     /// Calls `f` with the places that a cell has a share in, and the share.
@@ -218,7 +234,7 @@ class Ramp {
                 colours.push_back(at(place));
             colours.emplace_back(candidate);
         }
-        const std::vector<Shown> moved = solver_.show(colours);
+        const std::vector<Shown> moved = show(colours);
         std::vector<Shown> best_shown(shown.begin() + std::ptrdiff_t(begin),
                                       shown.begin() + std::ptrdiff_t(end));
         Shown best_bare = bare_[step];
@@ -245,6 +261,7 @@ class Ramp {
     std::vector<Vector3> wanted_srgb_; // by place
     std::vector<Vector3> wanted_lab_;
     std::vector<Shown> bare_; // by cell
+    mutable std::map<DitheredBytes, Shown> known_;
 };
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <limits>
 #include <random>
+#include <utility>
 
 namespace oxel::tools {
 
@@ -59,7 +60,7 @@ class Judge {
             for (const Vector3 &given : solver.solve(goals))
                 requests_.emplace_back(given);
         }
-        first_grain_ = grain(table);
+        first_grain_ = judge(table, std::numeric_limits<double>::infinity()).grain;
     }
 
     bool has_sample() const { return !requests_.empty(); }
@@ -67,39 +68,49 @@ class Judge {
     /// What is to become small: by how much the diffusions differ, times the growth of grain. Of
     /// what is not less than `limit`, any number that is not.
     double cost(const std::vector<std::uint8_t> &table, double limit) const {
-        const double difference = disagreement(table);
-        if (difference >= limit)
-            return difference;
-        return difference * power(std::max(1.0, grain(table) / first_grain_), 6);
+        const Verdict verdict = judge(table, limit);
+        return verdict.disagreement * power(std::max(1.0, verdict.grain / first_grain_), 6);
     }
 
   private:
-    /// In CIE94, summed over all patches. The wide kernels are much alike, so one speaks for both.
-    double disagreement(const std::vector<std::uint8_t> &table) const {
+    using Blocks = std::vector<Vector3>; // of a patch
+
+    struct Verdict {
+        double disagreement = 0;
+        double grain = 0;
+    };
+
+    /// Disagreement is summed over all patches, in CIE94; from `limit` on it is not gone into any
+    /// further. The wide kernels are much alike, so one speaks for both.
+    Verdict judge(const std::vector<std::uint8_t> &table, double limit) const {
         const PatchSimulation simulation(panel_, table);
-        double sum = 0;
+        Verdict verdict;
+        std::vector<Blocks> shown;
         for_each_part([&](const std::vector<DitheredBytes> &part) {
-            const std::vector<Vector3> floyd =
-                simulation.mean_light(DITHER_FLOYD, part, judged_patch);
+            if (verdict.disagreement >= limit)
+                return;
             const std::vector<Vector3> wide = simulation.mean_light(DITHER_JJN, part, judged_patch);
-            for (std::size_t i = 0; i < part.size(); ++i)
-                sum += cie94(lab_from_light(floyd[i]), lab_from_light(wide[i]));
+            for (std::size_t i = 0;
+                 Blocks & blocks : simulation.block_lights(DITHER_FLOYD, part, judged_patch)) {
+                verdict.disagreement +=
+                    cie94(lab_from_light(mean(blocks)), lab_from_light(wide[i++]));
+                shown.push_back(std::move(blocks));
+            }
         });
-        return sum;
+        if (verdict.disagreement < limit)
+            verdict.grain = grain(shown);
+        return verdict;
     }
 
     /// Of Floyd and Steinberg's diffusion: by how much blocks differ from their patch, in CIE94,
     /// summed over all blocks.
-    double grain(const std::vector<std::uint8_t> &table) const {
-        const PatchSimulation simulation(panel_, table);
+    static double grain(const std::vector<Blocks> &shown) {
         double sum = 0;
-        for_each_part([&](const std::vector<DitheredBytes> &part) {
-            for (const auto &blocks : simulation.block_lights(DITHER_FLOYD, part, judged_patch)) {
-                const Vector3 whole = lab_from_light(mean(blocks));
-                for (const Vector3 &block : blocks)
-                    sum += cie94(lab_from_light(block), whole);
-            }
-        });
+        for (const Blocks &blocks : shown) {
+            const Vector3 whole = lab_from_light(mean(blocks));
+            for (const Vector3 &block : blocks)
+                sum += cie94(lab_from_light(block), whole);
+        }
         return sum;
     }
 

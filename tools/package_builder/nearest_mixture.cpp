@@ -26,6 +26,18 @@ class SimplexPoint {
     }
 
     const Mixture &mixture() const { return mixture_; }
+    /// Goes to the nearest point of the affine hull of other corners, if it lies inside of them.
+    void start_at(const Mixture &corners, const Vector3 &target) {
+        const Mixture before = mixture_;
+        mixture_ = corners;
+        mixture_.weights = nearest_in_affine_hull(target);
+        for (std::size_t i = 0; i < mixture_.count; ++i)
+            if (!(mixture_.weights[i] > 0)) {
+                mixture_ = before;
+                return;
+            }
+    }
+
     bool in_tetrahedron() const { return mixture_.count == 4; }
     Vector3 position() const { return mixture_.of(points_); }
 
@@ -75,16 +87,32 @@ class SimplexPoint {
         mixture_.weights[corner] = mixture_.weights[last];
     }
 
+    Weights nearest_in_affine_hull(const Vector3 &target) const {
+        switch (mixture_.count) {
+        case 1:
+            return {1};
+        case 2:
+            return nearest_along<1>(target);
+        case 3:
+            return nearest_along<2>(target);
+        default:
+            return nearest_along<3>(target);
+        }
+    }
+
     /// Solves the normal equations of the edges from corner 0. They are positive definite, so
     /// elimination needs no pivoting.
-    Weights nearest_in_affine_hull(const Vector3 &target) const {
-        const std::size_t edges = mixture_.count - 1;
-        double rows[3][4];
+    template <std::size_t edges>
+    Weights nearest_along(const Vector3 &target) const {
+        std::array<Vector3, edges> edge;
+        for (std::size_t i = 0; i < edges; ++i)
+            edge[i] = corner(i + 1) - corner(0);
+        const Vector3 way = target - corner(0);
+        double rows[edges][edges + 1];
         for (std::size_t i = 0; i < edges; ++i) {
-            const Vector3 edge = corner(i + 1) - corner(0);
-            for (std::size_t j = 0; j < edges; ++j)
-                rows[i][j] = dot(edge, corner(j + 1) - corner(0));
-            rows[i][edges] = dot(edge, target - corner(0));
+            for (std::size_t j = 0; j <= i; ++j)
+                rows[i][j] = rows[j][i] = dot(edge[i], edge[j]);
+            rows[i][edges] = dot(edge[i], way);
         }
         for (std::size_t pivot = 0; pivot < edges; ++pivot)
             for (std::size_t i = 0; i < edges; ++i)
@@ -111,9 +139,12 @@ class SimplexPoint {
 
 } // namespace
 
-Mixture nearest_mixture(std::span<const Vector3> points, const Vector3 &target) {
+Mixture nearest_mixture(std::span<const Vector3> points, const Vector3 &target,
+                        const Mixture *start) {
     SimplexPoint point(points);
-    Vector3 position = points.front();
+    if (start)
+        point.start_at(*start, target);
+    Vector3 position = point.position();
     double distance = squared_distance(target, position);
     for (;;) {
         const Vector3 way = target - position;

@@ -24,10 +24,12 @@ struct Mixture {
 };
 
 /// The average of points that comes nearest to `target`: the target itself inside their convex
-/// hull. The points may be any, also repeated, on one line or in one plane; at least one.
+/// hull. The points may be any, also repeated, on one line or in one plane; at least one. `start`
+/// is what is likely mixed, of points that span as many dimensions as they can: it saves time.
 ///
 /// Wolfe, "Finding the nearest point in a polytope", Mathematical Programming 11, 1976.
-Mixture nearest_mixture(std::span<const Vector3> points, const Vector3 &target);
+Mixture nearest_mixture(std::span<const Vector3> points, const Vector3 &target,
+                        const Mixture *start = nullptr);
 
 } // namespace oxel::tools
 

@@ -38,6 +38,9 @@ class DitheredBytes {
 
     const RgbBytes &at(std::size_t threshold) const { return by_threshold_[threshold]; }
 
+    /// Any order.
+    bool operator<(const DitheredBytes &other) const { return by_threshold_ < other.by_threshold_; }
+
   private:
     std::array<RgbBytes, thresholds> by_threshold_;
 };

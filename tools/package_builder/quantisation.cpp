@@ -61,20 +61,30 @@ std::vector<ByteTriangle> byte_triangles(const Characterisation &panel) {
 }
 
 /// The palette indices that the place of a surface nearest to a colour is mixed of: one, two or
-/// three; none if it is not nearer than `limit`.
+/// three; none if it is not nearer than `limit`. `likely` is the triangle that is tried beforehand,
+/// to see the least of the others; it receives the one found.
 std::vector<std::size_t> nearest_on_surface(const std::vector<ByteTriangle> &triangles,
-                                            const Vector3 &srgb, double limit) {
+                                            const Vector3 &srgb, double limit,
+                                            std::size_t &likely) {
     std::vector<std::size_t> indices;
     double least = limit * limit;
+    const auto distance = [&](const ByteTriangle &triangle, const Mixture &mixture) {
+        return squared_distance(mixture.of(triangle.corners), srgb);
+    };
+    if (likely < triangles.size())
+        least = std::min(
+            least, 1e-9 + (1 + 1e-9) * distance(triangles[likely],
+                                                nearest_mixture(triangles[likely].corners, srgb)));
     for (const ByteTriangle &triangle : triangles) {
         const double height = dot(triangle.normal, srgb - triangle.corners[0]);
         if (height * height >= least) // its plane is further away already
             continue;
         const Mixture mixture = nearest_mixture(triangle.corners, srgb);
-        const double d = squared_distance(mixture.of(triangle.corners), srgb);
+        const double d = distance(triangle, mixture);
         if (d >= least)
             continue;
         least = d;
+        likely = std::size_t(&triangle - triangles.data());
         indices.clear();
         for (std::size_t i = 0; i < mixture.count; ++i)
             indices.push_back(triangle.indices[mixture.points[i]]);
@@ -107,6 +117,7 @@ Quantiser::Quantiser(const Characterisation &panel, std::size_t together) : toge
     for (std::size_t step = 0; step < steps; ++step)
         channel_light[step] = light_from_srgb({middle(step), 0, 0})[0];
     cells_.reserve(steps * steps * steps);
+    std::size_t likely = triangles.size();
     for (std::size_t number = 0; number < steps * steps * steps; ++number) {
         const std::size_t red = number / steps / steps;
         const std::size_t green = number / steps % steps;
@@ -114,8 +125,8 @@ Quantiser::Quantiser(const Characterisation &panel, std::size_t together) : toge
         const Vector3 light = {channel_light[red], channel_light[green], channel_light[blue]};
         const double thickness =
             panel.holds(light) ? surface_thickness : std::numeric_limits<double>::infinity();
-        const std::vector<std::size_t> surface =
-            nearest_on_surface(triangles, {middle(red), middle(green), middle(blue)}, thickness);
+        const std::vector<std::size_t> surface = nearest_on_surface(
+            triangles, {middle(red), middle(green), middle(blue)}, thickness, likely);
         const auto [choice, is_new] = known.try_emplace(surface, choices_.size());
         if (is_new)
             choices_.push_back(surface);
