@@ -7,6 +7,7 @@ import io
 import json
 import os
 import pathlib
+import shutil
 import signal
 import socket
 import subprocess
@@ -133,6 +134,7 @@ class Serve(CommandCase):
         service.set_clock(START + 3599)
         again = service.ask("/devices/kitchen/frame", If_None_Match=tag)
         self.assertEqual((again.status, again.body, again.headers["X-Next-Wake"]), (304, b"", "1"))
+        self.assertEqual(again.headers["Content-Length"], first.headers["Content-Length"])
         packed = service.ask("/devices/kitchen/frame", Accept_Encoding="gzip")
         self.assertEqual(gzip.decompress(packed.body), first.body)
         self.assertNotEqual(packed.headers["ETag"], tag)
@@ -254,6 +256,22 @@ class Serve(CommandCase):
         refused = closed.ask(target, "PUT", crop)
         self.assertEqual((refused.status, refused.body),
                          (403, b"writing needs a token, and the configuration has none\n"))
+
+    def test_says_which_methods_are_possible(self):
+        service = self.serve(TOP + KITCHEN)
+        for target, allowed in [("/devices", "GET, HEAD"), ("/", "GET, HEAD"), ("/render", "POST"),
+                                ("/albums/family/p0.png", "GET, HEAD, PUT, DELETE")]:
+            answer = service.ask(target, "BREW")
+            self.assertEqual((answer.status, answer.headers["Allow"]), (405, allowed), target)
+
+    def test_tags_the_page_as_another_machine_would(self):
+        service = self.serve(TOP + KITCHEN)
+        tag = service.ask("/").headers["ETag"]
+        shutil.copytree("site", "other", copy_function=shutil.copy2)
+        other = self.serve(TOP.replace('"site"', '"other"') + KITCHEN)
+        self.assertEqual(other.ask("/").headers["ETag"], tag)
+        os.utime("other/index.html", (START, START))
+        self.assertNotEqual(other.ask("/").headers["ETag"], tag)
 
     def test_renders_what_is_sent(self):
         service = self.serve(TOP + KITCHEN)

@@ -152,12 +152,12 @@ TEST(Response, SendsWhatWasAskedFor) {
         std::uint64_t first, length;
     } table[] = {
         {"", "", "", 200, 0, 100},
-        {"\"tag\"", "", "", 304, 0, 0},
-        {"\"other\", W/\"tag\"", "", "", 304, 0, 0},
-        {"*", "", "", 304, 0, 0},
+        {"\"tag\"", "", "", 304, 0, 100},
+        {"\"other\", W/\"tag\"", "", "", 304, 0, 100},
+        {"*", "", "", 304, 0, 100},
         {"\"other\"", "", "", 200, 0, 100},
         {"tag", "", "", 200, 0, 100},
-        {"\"tag\"", "bytes=0-9", "", 304, 0, 0},
+        {"\"tag\"", "bytes=0-9", "", 304, 0, 100},
         {"", "bytes=0-9", "", 206, 0, 10},
         {"", "bytes=90-", "", 206, 90, 10},
         {"", "bytes=90-1000", "", 206, 90, 10},
@@ -169,6 +169,7 @@ TEST(Response, SendsWhatWasAskedFor) {
         {"", "bytes=-0", "", 416, 0, 0},
         {"", "bytes=9-0", "", 200, 0, 100},
         {"", "bytes=0-1,5-6", "", 200, 0, 100},
+        {"", "Bytes=0-9", "", 206, 0, 10},
         {"", "bytes=-", "", 200, 0, 100},
         {"", "bytes=+1-2", "", 200, 0, 100},
         {"", "lines=0-9", "", 200, 0, 100},
@@ -191,9 +192,20 @@ TEST(Response, SendsWhatWasAskedFor) {
             EXPECT_EQ(response.first, row.first) << row.range;
         }
     }
-    for (const char *yes : {"gzip", "br, gzip", "*", "gzip;q=0.5", "deflate;q=0, gzip ; q=1"})
+    Request head;
+    head.method = "HEAD";
+    head.range = "bytes=0-9";
+    Response whole;
+    whole.text.assign(100, 'x');
+    whole.etag = "\"tag\"";
+    apply_conditions(head, whole);
+    EXPECT_EQ(whole.status, 200);
+    EXPECT_EQ(whole.length, 100U);
+    for (const char *yes :
+         {"gzip", "GZIP;Q=1", "br, gzip", "*", "gzip;q=0.5", "deflate;q=0, gzip ; q=1"})
         EXPECT_TRUE(accepts_gzip(yes)) << yes;
-    for (const char *no : {"", "br", "gzip;q=0", "gzip;q=0.0", "*;q=0", "*, gzip;q=0", "gzipped"})
+    for (const char *no :
+         {"", "br", "gzip;q=0", "Gzip;Q=0", "gzip;q=0.0", "*;q=0", "*, gzip;q=0", "gzipped"})
         EXPECT_FALSE(accepts_gzip(no)) << no;
 }
 

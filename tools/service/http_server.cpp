@@ -44,7 +44,15 @@ std::string header(MHD_Connection *connection, const char *name) {
     return value ? value : "";
 }
 
+/// Of a 304, which bears the length of what it stands for, and never 0 instead, but has no body.
+ssize_t no_body(void *, std::uint64_t, char *, std::size_t) {
+    return MHD_CONTENT_READER_END_WITH_ERROR;
+}
+
 ResponseHandle body_of(const Response &response) {
+    if (response.status == 304)
+        return {MHD_create_response_from_callback(response.length, 1, no_body, nullptr, nullptr),
+                MHD_destroy_response};
     if (response.file.file && response.length > 0) {
         const int file = fcntl(response.file.file.get(), F_DUPFD_CLOEXEC, 0);
         if (file >= 0)
@@ -118,10 +126,6 @@ struct HttpServer::Daemon {
             request.target = std::move(*target);
         else
             exchange.response = line_response(400, "this address names nothing");
-        const bool known = request.reads() || request.method == "PUT" || request.method == "POST" ||
-                           request.method == "DELETE";
-        if (!exchange.response && !known)
-            exchange.response = line_response(405, "there is no such method here");
         if (!exchange.response)
             exchange.response =
                 service.refusal(request, std::strtoull(length.c_str(), nullptr, 10));

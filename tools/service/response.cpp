@@ -19,6 +19,13 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
+std::string lower_case(std::string_view text) {
+    std::string lower(text);
+    for (char &c : lower)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    return lower;
+}
+
 /// The parts of a list, without the blanks around them, until `take` says that it has enough.
 template <class Take>
 void for_each_part(std::string_view list, Take take) {
@@ -48,7 +55,8 @@ Asked parse_range(std::string_view text, std::uint64_t bytes, std::uint64_t &fir
                   std::uint64_t &length) {
     constexpr std::string_view unit = "bytes=";
     const std::size_t dash = text.find('-');
-    if (!text.starts_with(unit) || dash == text.npos || text.find(',') != text.npos)
+    if (lower_case(text.substr(0, unit.size())) != unit || dash == text.npos ||
+        text.find(',') != text.npos)
         return Asked::all;
     const std::string_view from = trimmed(text.substr(unit.size(), dash - unit.size()));
     const std::string_view to = trimmed(text.substr(dash + 1));
@@ -95,7 +103,7 @@ bool names_tag(std::string_view if_none_match, std::string_view etag) {
 
 bool accepts_gzip(std::string_view accept_encoding) {
     bool accepted = false;
-    for_each_part(accept_encoding, [&](std::string_view part) {
+    for_each_part(lower_case(accept_encoding), [&](std::string_view part) {
         const std::string_view name = trimmed(part.substr(0, part.find(';')));
         if (name != "gzip" && name != "x-gzip" && name != "*")
             return false;
@@ -115,10 +123,9 @@ void apply_conditions(const Request &request, Response &response) {
         return;
     if (names_tag(request.if_none_match, response.etag)) {
         response.status = 304;
-        response.length = 0; // small clients would wait for a body of any other length
         return;
     }
-    if (request.range.empty() || response.etag.empty() ||
+    if (request.method != "GET" || request.range.empty() || response.etag.empty() ||
         (!request.if_range.empty() && request.if_range != response.etag))
         return;
     switch (parse_range(request.range, bytes, response.first, response.length)) {

@@ -38,8 +38,20 @@ Response not_found() {
     return line_response(404, "there is nothing of this name");
 }
 
-Response wrong_method(const char *allowed) {
-    Response response = line_response(405, std::string("only ") + allowed + " is possible here");
+/// What may be done with what bears such a name.
+std::vector<std::string_view> methods_of(const std::vector<std::string> &path) {
+    if (path.size() == 1 && path[0] == "render")
+        return {"POST"};
+    if (path.size() >= 3 && path[0] == "albums")
+        return {"GET", "HEAD", "PUT", "DELETE"};
+    return {"GET", "HEAD"};
+}
+
+Response wrong_method(const std::vector<std::string_view> &methods) {
+    std::string allowed;
+    for (const std::string_view method : methods)
+        allowed += (allowed.empty() ? "" : ", ") + std::string(method);
+    Response response = line_response(405, "only " + allowed + " is possible here");
     response.headers.emplace_back("Allow", allowed);
     return response;
 }
@@ -193,14 +205,12 @@ std::optional<Response> Service::refused(const Request &request, const Fleet &fl
 
 std::optional<Response> Service::refusal(const Request &request, std::uint64_t body_bytes) {
     const std::vector<std::string> &path = request.target.path;
+    const auto methods = methods_of(path);
+    if (std::find(methods.begin(), methods.end(), request.method) == methods.end())
+        return wrong_method(methods);
     if (auto response = refused(request, *fleet()))
         return response;
-    const bool crop = path.size() >= 3 && path[0] == "albums";
-    const bool render = path.size() == 1 && path[0] == "render";
-    if ((request.method == "PUT" || request.method == "DELETE") && !crop)
-        return wrong_method("GET");
-    if (request.method == "POST" && !render)
-        return wrong_method("GET");
+    const bool render = request.method == "POST";
     const std::uint64_t most = render ? most_body_bytes() : most_note_bytes;
     if (body_bytes > most)
         return line_response(413, "more than the " + std::to_string(most) + " bytes that may come");
@@ -274,11 +284,9 @@ Service::Result Service::route(Request &request, Diligence diligence) {
     const std::vector<std::string> &path = request.target.path;
     const std::string first = path.empty() ? "" : path[0];
     if (first == "render")
-        return request.method == "POST" ? upload(request, *held, diligence) : wrong_method("POST");
+        return upload(request, *held, diligence);
     if (first == "albums")
         return albums(request, *held, diligence);
-    if (!request.reads())
-        return wrong_method("GET");
     if (first == "devices")
         return devices(request, *held, diligence);
     if (first == "metrics" && path.size() == 1)
@@ -386,8 +394,6 @@ Service::Result Service::preview(const Device &device, Diligence diligence) {
 Service::Result Service::albums(Request &request, const Fleet &fleet, Diligence diligence) {
     const std::vector<std::string> &path = request.target.path;
     if (path.size() == 1) {
-        if (!request.reads())
-            return wrong_method("GET");
         ordered_json list = ordered_json::array();
         for (const auto &[name, album] : fleet.albums)
             list.push_back({{"name", name}, {"pictures", album->listing()->size()}});
@@ -398,8 +404,6 @@ Service::Result Service::albums(Request &request, const Fleet &fleet, Diligence 
         return not_found();
     if (path.size() > 2)
         return album_picture(request, fleet, *album->second, joined(path, 2), diligence);
-    if (!request.reads())
-        return wrong_method("GET");
     ordered_json list = ordered_json::array();
     for (const AlbumPicture &picture : *album->second->listing()) {
         Crops crops;
@@ -467,8 +471,6 @@ Response Service::change_crop(Request &request, const Fleet &fleet, const Album 
         if (!crop)
             return line_response(400, "must be {\"crop\": [x, y, width, height]}, in shares of the "
                                       "upright picture from 0 to 1");
-    } else if (request.method != "DELETE") {
-        return wrong_method("GET, PUT, DELETE");
     }
     write_crop(album, name, device, crop);
     Running &known = running(device);

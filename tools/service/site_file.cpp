@@ -28,9 +28,8 @@ std::optional<SiteFile> open_site_file(const std::string &site,
     if (!place || fstat(place.get(), &status) != 0 || !S_ISREG(status.st_mode))
         return std::nullopt;
     return SiteFile{{std::move(place), static_cast<std::uint64_t>(status.st_size)},
-                    std::to_string(status.st_ino) + ":" + std::to_string(status.st_size) + ":" +
-                        std::to_string(status.st_mtim.tv_sec) + ":" +
-                        std::to_string(status.st_mtim.tv_nsec),
+                    std::to_string(status.st_size) + ":" + std::to_string(status.st_mtim.tv_sec) +
+                        ":" + std::to_string(status.st_mtim.tv_nsec),
                     is_index};
 }
 
