@@ -273,6 +273,14 @@ class Serve(CommandCase):
         os.utime("other/index.html", (START, START))
         self.assertNotEqual(other.ask("/").headers["ETag"], tag)
 
+    def test_forgets_that_the_cache_could_not_be_written(self):
+        service = self.serve(TOP + device("fixed", 'picture = "photo.png"'))
+        service.ask("/devices/fixed/frame")
+        shutil.rmtree("cache")
+        self.assertEqual(service.ask("/devices/fixed/frame").status, 500)
+        os.mkdir("cache")
+        self.assertEqual(service.ask("/devices/fixed/frame").body, self.rendered("photo.png"))
+
     def test_renders_what_is_sent(self):
         service = self.serve(TOP + KITCHEN)
         photo = pathlib.Path("photo.png").read_bytes()

@@ -14,9 +14,10 @@ class Descriptor {
     int get() const { return number_; }
     explicit operator bool() const { return number_ >= 0; }
 
-  private:
+    /// Gives it to who closes it from now on.
     int release();
 
+  private:
     int number_;
 };
 

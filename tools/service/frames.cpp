@@ -11,6 +11,7 @@
 #include <ctime>
 #include <fcntl.h>
 #include <iostream>
+#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -290,6 +291,16 @@ std::optional<Frames::Pictures> Frames::pictures_at(const Device &device, std::i
     return pictures;
 }
 
+/// A cache that is full says nothing against the picture, which is not to be given up for it.
+OpenFile Frames::keep(const std::string &name, std::span<const std::uint8_t> bytes) {
+    try {
+        return store_.put(name, bytes);
+    } catch (const Failure &failure) {
+        tell(failure.what());
+        throw std::runtime_error(std::string("the frame cannot be kept: ") + failure.reason());
+    }
+}
+
 OpenFile Frames::make(const Device &device, const Pictures &pictures, const std::string &key,
                       FrameForm form) {
     const std::string name = key + suffix_of(form);
@@ -297,13 +308,12 @@ OpenFile Frames::make(const Device &device, const Pictures &pictures, const std:
         std::optional<OpenFile> frame = store_.find(key + suffix_of(FrameForm::frame));
         if (!frame)
             frame = make(device, pictures, key, FrameForm::frame);
-        return store_.put(name, deflate_bytes(read_open_file(*frame), Wrapping::gzip));
+        return keep(name, deflate_bytes(read_open_file(*frame), Wrapping::gzip));
     }
     const auto start = std::chrono::steady_clock::now();
     const Light picture = compose(device, pictures);
-    OpenFile file =
-        store_.put(name, form == FrameForm::frame ? device_frame(device, picture, turns_)
-                                                  : device_preview(device, picture, turns_));
+    OpenFile file = keep(name, form == FrameForm::frame ? device_frame(device, picture, turns_)
+                                                        : device_preview(device, picture, turns_));
     ++metrics_.renders;
     metrics_.render_microseconds +=
         static_cast<std::uint64_t>(std::chrono::duration_cast<std::chrono::microseconds>(

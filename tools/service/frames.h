@@ -10,6 +10,7 @@
 #include <mutex>
 #include <optional>
 #include <set>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -63,6 +64,7 @@ class Frames {
                            const OpenPictureFile &file);
     std::optional<ShownFrame> find(const Device &device, const Pictures &pictures, FrameForm form,
                                    Diligence diligence);
+    OpenFile keep(const std::string &name, std::span<const std::uint8_t> bytes);
     OpenFile make(const Device &device, const Pictures &pictures, const std::string &key,
                   FrameForm form);
 

@@ -49,15 +49,18 @@ ssize_t no_body(void *, std::uint64_t, char *, std::size_t) {
     return MHD_CONTENT_READER_END_WITH_ERROR;
 }
 
-ResponseHandle body_of(const Response &response) {
+/// Takes the response's file.
+ResponseHandle body_of(Response &response) {
     if (response.status == 304)
         return {MHD_create_response_from_callback(response.length, 1, no_body, nullptr, nullptr),
                 MHD_destroy_response};
     if (response.file.file && response.length > 0) {
-        const int file = fcntl(response.file.file.get(), F_DUPFD_CLOEXEC, 0);
-        if (file >= 0)
-            return {MHD_create_response_from_fd_at_offset64(response.length, file, response.first),
-                    MHD_destroy_response};
+        ResponseHandle handle(MHD_create_response_from_fd_at_offset64(
+                                  response.length, response.file.file.get(), response.first),
+                              MHD_destroy_response);
+        if (handle)
+            response.file.file.release();
+        return handle;
     }
     const std::size_t bytes = response.file.file ? 0 : static_cast<std::size_t>(response.length);
     const char *const start = response.text.data() + (bytes > 0 ? response.first : 0);
