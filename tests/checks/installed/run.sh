@@ -31,7 +31,6 @@ fi
 # What pip does with a clone: a source distribution, and of that a wheel.
 (
     unset CFLAGS LDFLAGS
-    export CMAKE_BUILD_TYPE=Debug CXXFLAGS=-O1 # that it builds is what counts, and this takes half the time
     hook() { # SOURCES HOOK
         PYTHONPATH=$1/python /usr/bin/python3 -c \
             "import sys, wheel_backend; wheel_backend.$2(sys.argv[1])" "$root" >"$root/log"
