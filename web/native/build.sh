@@ -38,7 +38,7 @@ mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*
     include/Oxel_Morvel6_render.h)
 
 # What is compiled for size is optimised once more when all of it is known, a tenth off. -Os would make
-# the wide kernels' inner loop ten times as slow, and loops that clang makes vectors of are no faster
+# the wide kernels' inner loop fifty times as slow, and loops that clang makes vectors of are no faster
 # here. Nothing here throws but for want of memory, which ends the call anyway.
 render() { # MODULE FLAG ...
     local module=$1 own=(-flto -fno-exceptions "${@:2}")
