@@ -38,7 +38,7 @@ mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*
     include/Oxel_Morvel6_render.h)
 
 # What is compiled for size is optimised once more when all of it is known, a tenth off. -Os would make
-# the wide kernels' inner loop ten times as slow, and loops that clang makes vectors of are no faster
+# the wide kernels' inner loop fifty times as slow, and loops that clang makes vectors of are no faster
 # here. Nothing here throws but for want of memory, which ends the call anyway.
 render() { # MODULE FLAG ...
     local module=$1 own=(-flto -fno-exceptions "${@:2}")
@@ -46,11 +46,11 @@ render() { # MODULE FLAG ...
     compile "$module" -Oz "${own[@]}" -- "${sources[@]}" \
         tools/preparation/{exact_colours,preroll,preparation,page,ink_colours,ink_runs,inks,pixel_marks}.cpp \
         tools/panels/{picture_needs,table_lookup}.cpp tools/package_builder/{package_file,noted_options}.cpp \
-        tools/render/line_pairs.cpp web/native/{runtime,guard,draft}.cpp
+        tools/render/line_pairs.cpp web/native/{runtime,guard}.cpp
     compile "$module+" -Os "${own[@]}" -- \
         tools/preparation/{blur,development,light}.cpp web/native/{display,developed}.cpp
     compile "$module++" -O2 -fno-vectorize -fno-slp-vectorize "${own[@]}" -- \
-        tools/preparation/grid.cpp web/native/{pixels,preparation}.cpp
+        tools/preparation/grid.cpp web/native/{pixels,preparation,draft}.cpp
     compile "$module-" -O3 "${own[@]}" -fno-lto -- src/forms/vector128.cpp
     "${clang[@]}" "${link[@]}" -flto "$objects/$module"{,-,+,++}/*.o "$objects/heap/"*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \

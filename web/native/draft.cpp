@@ -27,23 +27,31 @@ struct AdjustedColours {
     std::int32_t adjust(const std::array<std::int32_t, 4> &wanted, double wanted_gamma) {
         if (amounts == wanted && gamma == wanted_gamma)
             return OXEL_SUCCESS;
-        std::vector<std::uint8_t> table;
+        std::vector<std::uint8_t> table(3 * levels * levels * levels);
+        std::uint8_t *next = table.data();
         const auto byte = [](std::size_t level) {
             return static_cast<std::uint8_t>(level * 255 / (levels - 1));
         };
-        for (std::size_t i = 0; i < levels * levels * levels; ++i)
-            for (const std::size_t level : {i / levels / levels, i / levels % levels, i % levels})
-                table.push_back(byte(level));
+        for (std::size_t r = 0; r < levels; ++r)
+            for (std::size_t g = 0; g < levels; ++g)
+                for (std::size_t b = 0; b < levels; ++b) {
+                    *next++ = byte(r);
+                    *next++ = byte(g);
+                    *next++ = byte(b);
+                }
         const std::int32_t status =
             Oxel_image_adjustment(table.data(), ORDER_RGB, table.data(), ORDER_RGB, levels * levels,
                                   levels, wanted[0], wanted[1], wanted[2], wanted[3], wanted_gamma);
         if (status != OXEL_SUCCESS)
             return status;
-        colours.assign(levels * levels * levels, 0);
-        for (std::size_t i = 0; i < table.size(); ++i) {
-            // The cell of the gamut table that is nearest.
-            const auto cell = static_cast<std::uint32_t>((table[i] * 63 + 127) / 255);
-            colours[i / 3] |= (4 * cell + 1) << (8 * (i % 3));
+        std::array<std::uint32_t, 256> cells{}; // of the gamut table, the nearest one's middle
+        for (std::uint32_t value = 0; value < 256; ++value)
+            cells[value] = 4 * ((value * 63 + 127) / 255) + 1;
+        colours.resize(levels * levels * levels);
+        const std::uint8_t *channels = table.data();
+        for (std::uint32_t &colour : colours) {
+            colour = cells[channels[0]] | cells[channels[1]] << 8 | cells[channels[2]] << 16;
+            channels += 3;
         }
         amounts = wanted;
         gamma = wanted_gamma;

@@ -139,7 +139,7 @@ test("the heap gives whole pieces, and joins what comes back", async () => {
       bytes().fill(piece.mark, piece.address, piece.address + piece.size);
       held.push(piece);
     } else if (held.length) {
-      const [{ address, size, mark }] = held.splice(below(held.length), 1) as typeof held;
+      const { address, size, mark } = held.splice(below(held.length), 1)[0]!;
       expect(bytes().subarray(address, address + size).every((byte) => byte === mark)).toBe(true);
       exports.free(address);
     }
