@@ -19,8 +19,10 @@ constexpr IntentRule rules[] = {
 /// as black as it can be: gently, so that shadows keep their steps.
 constexpr double shadow_end = 0.3;
 
-/// Below this one, less than a cell's, they take the ink's cast, too.
-constexpr double ink_cast = 0.1;
+/// Below this one, those that cannot be mixed take part of the ink's cast, too: else they are mixed
+/// of black and the ink that takes the cast away, often a light one, whose dots strike in dark
+/// hair.
+constexpr double ink_cast = 0.45;
 
 /// As far from neutral, in OKLab, as a grey may be; less than one CIEDE2000.
 constexpr double neutral_tolerance = 0.003;
