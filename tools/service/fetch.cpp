@@ -91,7 +91,8 @@ class Child {
                 throw std::runtime_error(std::strerror(errno));
             bytes.insert(bytes.end(), block.begin(), block.begin() + std::max<ssize_t>(0, count));
             if (bytes.size() > most_bytes)
-                throw std::runtime_error("gives more than " + std::to_string(most_bytes >> 20) + " MB");
+                throw std::runtime_error("gives more than " + std::to_string(most_bytes >> 20) +
+                                         " MB");
         }
     }
 
