@@ -21,8 +21,10 @@ constexpr double shadow_end = 0.3;
 
 /// Below this one, those that cannot be mixed take part of the ink's cast, too: else they are mixed
 /// of black and the ink that takes the cast away, often a light one, whose dots strike in dark
-/// hair.
+/// hair. Colours of more chroma than hair keep theirs.
 constexpr double ink_cast = 0.45;
+constexpr double coloured_ink_cast = 0.1;
+constexpr double coloured = 0.1;
 
 /// As far from neutral, in OKLab, as a grey may be; less than one CIEDE2000.
 constexpr double neutral_tolerance = 0.003;
@@ -157,7 +159,9 @@ Vector3 GamutMapping::map(const Vector3 &source, Vector3 &near) const {
     }
     near = clip(target, near);
     const Vector3 ink = panel_.lights()[panel_.black()];
-    const double rest = rule_.relative_to_paper ? std::min(1.0, oklab[0] / ink_cast) : 1;
+    const double grey = std::max(0.0, 1 - chroma(oklab) / coloured);
+    const double cast_end = coloured_ink_cast + grey * (ink_cast - coloured_ink_cast);
+    const double rest = rule_.relative_to_paper ? std::min(1.0, oklab[0] / cast_end) : 1;
     return ink + rest * (from_paper(near) - ink);
 }
 
