@@ -56,6 +56,14 @@ v128_t spread_out(v128_t values, std::integer_sequence<int, byte...>) {
         wasm_i8x16_make(((16 * third + byte) % 3 == channel ? (16 * third + byte) / 3 : -1)...));
 }
 
+template <int third>
+void write_third(v128_t r, v128_t g, v128_t b, std::uint8_t *pixels) {
+    constexpr std::make_integer_sequence<int, 16> bytes;
+    wasm_v128_store(pixels + 16 * third, spread_out<0, third>(r, bytes) |
+                                             spread_out<1, third>(g, bytes) |
+                                             spread_out<2, third>(b, bytes));
+}
+
 /// As portable::write_pixels, sixteen pixels at once if there are no more colours.
 inline void write_few_colours(const std::uint8_t *indices, std::size_t count,
                               const ColourTable &colours, std::uint8_t *pixels) {
@@ -72,15 +80,9 @@ inline void write_few_colours(const std::uint8_t *indices, std::size_t count,
             const v128_t r = wasm_i8x16_swizzle(red, chosen);
             const v128_t g = wasm_i8x16_swizzle(green, chosen);
             const v128_t b = wasm_i8x16_swizzle(blue, chosen);
-            const auto write = [&]<int third>(std::integral_constant<int, third>) {
-                constexpr std::make_integer_sequence<int, 16> bytes;
-                wasm_v128_store(pixels + 16 * third, spread_out<0, third>(r, bytes) |
-                                                         spread_out<1, third>(g, bytes) |
-                                                         spread_out<2, third>(b, bytes));
-            };
-            write(std::integral_constant<int, 0>());
-            write(std::integral_constant<int, 1>());
-            write(std::integral_constant<int, 2>());
+            write_third<0>(r, g, b, pixels);
+            write_third<1>(r, g, b, pixels);
+            write_third<2>(r, g, b, pixels);
         }
     }
     portable::write_pixels(indices, count, colours, pixels);
