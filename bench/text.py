@@ -4,7 +4,8 @@
 
 Text of 9, 12 and 18 pixels, smoothed as browsers do it, black on white, is rendered by the command
 with its inks and without (plain diffusion), and reduced to the panel's measured colours by general
-tools, whose black and white are first brought to the panel's. FOLDER receives the pictures.
+tools, whose black and white are first brought to the panel's. What the fonts' own engine makes of it
+with one bit a pixel tells how much can be read of black and white at all. FOLDER receives the pictures.
 """
 
 import difflib
@@ -35,10 +36,12 @@ PURE = {"black": (0, 0, 0), "white": (255, 255, 255), "yellow": (255, 255, 0), "
 BOX = 60
 
 
-def page(size, font):
+def page(size, font, mode="L"):
+    """Smoothed, or with the mode "1" as its engine draws it in black and white."""
     picture = Image.new("RGB", (32 * size, 21 * size), "white")
-    ImageDraw.Draw(picture).multiline_text((size, size), TEXT, "black", ImageFont.truetype(font, size),
-                                           spacing=size // 3)
+    draw = ImageDraw.Draw(picture)
+    draw.fontmode = mode
+    draw.multiline_text((size, size), TEXT, "black", ImageFont.truetype(font, size), spacing=size // 3)
     return picture
 
 
@@ -126,7 +129,7 @@ def percent(share):
 def main():
     oxel, panel, folder = sys.argv[1:]
     tools = Tools(oxel, panel, folder)
-    ways = {"unrendered": None, "`--inks auto`": tools.inks, "plain diffusion": tools.diffusion,
+    ways = {"unrendered": None, "drawn in one bit": None, "`--inks auto`": tools.inks, "plain diffusion": tools.diffusion,
             "Pillow quantize": tools.pillow, "ImageMagick -remap": tools.magick}
     print("Pixels that are not black or white, of those that are not white in the page, and words that\n"
           "tesseract reads:\n")
@@ -137,7 +140,7 @@ def main():
         for size in SIZES:
             read, coloured, drawn = [], 0, 0
             for font in FONTS:
-                picture = page(size, font)
+                picture = page(size, font, "1" if name == "drawn in one bit" else "L")
                 if way is not None:
                     indices = way(picture)
                     coloured += (indices > 1).sum()
