@@ -7,11 +7,12 @@
 // All pictures are rendered by the library and judged by the light that leaves the panel.
 
 #include "base/files.h"
+#include "decoder/vips_session.h"
 #include "package_builder/cells.h"
 #include "package_builder/colour_difference.h"
 #include "pictures/decoder_process.h"
 #include "pictures/picture.h"
-#include "pictures/vips_session.h"
+#include "pictures/picture_files.h"
 #include "render/library.h"
 #include "renderer.h"
 
@@ -299,8 +300,7 @@ void run(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (const auto code = run_decoder_process(argc, argv))
-        return *code;
+    decode_with(OXEL_DECODER);
     const bool pictures = argc == 5 && std::string(argv[1]) == "--pictures";
     if (argc < 2 || (argv[1][0] == '-' && !pictures)) {
         std::fprintf(stderr, "usage: colour_quality PANEL.json [PICTURE ...]\n"

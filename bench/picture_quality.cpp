@@ -7,11 +7,11 @@
 
 #include "Oxel_Morvel6_render.h"
 #include "base/failure.h"
+#include "decoder/vips_session.h"
 #include "package_builder/colour_difference.h"
 #include "package_builder/noted_options.h"
 #include "pictures/decoder_process.h"
 #include "pictures/picture.h"
-#include "pictures/vips_session.h"
 #include "render/library.h"
 #include "renderer.h"
 
@@ -422,8 +422,7 @@ void run(const char *panel_name, const std::vector<Photo> &photos) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (const auto code = run_decoder_process(argc, argv))
-        return *code;
+    decode_with(OXEL_DECODER);
     if (argc < 2 || argv[1][0] == '-') {
         std::fprintf(stderr, "usage: picture_quality PANEL.json [PICTURE ...]\n");
         return 2;

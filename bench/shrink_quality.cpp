@@ -8,12 +8,12 @@
 // pictures.
 
 #include "base/failure.h"
+#include "decoder/loaders.h"
+#include "decoder/vips_session.h"
 #include "package_builder/colour_difference.h"
 #include "package_builder/colour_space.h"
 #include "package_builder/patch_quality.h"
 #include "pictures/decoder_messages.h"
-#include "pictures/loaders.h"
-#include "pictures/vips_session.h"
 #include "preparation/light.h"
 #include "preparation/reduction.h"
 

@@ -11,6 +11,7 @@ set_target_properties(oxel_installed PROPERTIES
   INSTALL_RPATH $ORIGIN/${libraries_from_command})
 
 install(TARGETS oxel_installed RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT tool)
+install(TARGETS oxel_decoder RUNTIME DESTINATION ${CMAKE_INSTALL_LIBEXECDIR}/oxel COMPONENT tool)
 configure_file(${PROJECT_SOURCE_DIR}/cmake/oxel.service.in oxel.service @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/oxel.service DESTINATION lib/systemd/system
   COMPONENT tool)

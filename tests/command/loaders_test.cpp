@@ -1,8 +1,9 @@
 // Which formats are decoded at less than their size, and that it changes little in them.
-#include "pictures/decoder.h"
+#include "decoder/decoder.h"
+#include "decoder/loaders.h"
+#include "decoder/vips_session.h"
 #include "pictures/decoder_messages.h"
-#include "pictures/loaders.h"
-#include "pictures/vips_session.h"
+#include "pictures/picture_threads.h"
 #include "preparation/light.h"
 
 #include <cmath>
@@ -100,9 +101,9 @@ TEST(Loaders, DecodeSmallerPicturesThatLookAlike) {
         const Descriptor file = saved(photograph(), suffix);
         EXPECT_EQ(halvings_of(file), halvings) << suffix;
         for (const ImageSize wanted : {ImageSize{400, 300}, {128, 96}, {61, 47}, {29, 17}}) {
-            limit_vips_threads(1); // which reads rows in another way
+            limit_picture_threads(1); // which reads rows in another way
             const Light light = decoded(file, wanted);
-            limit_vips_threads(2);
+            limit_picture_threads(2);
             const Light expected = decoded(whole, wanted);
             double sum = 0;
             for (std::size_t i = 0; i < light.size(); ++i)

@@ -1,5 +1,7 @@
 // What a decoder may do, where the kernel can forbid the rest.
-#include "pictures/sandbox.h"
+#include "decoder/sandbox.h"
+
+#include "base/watched.h"
 
 #include <cerrno>
 #include <cstdlib>

@@ -5,7 +5,8 @@
 #include "command/frame_options.h"
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
-#include "pictures/vips_session.h"
+#include "pictures/drawing.h"
+#include "pictures/picture_files.h"
 #include "render/prepared_render.h"
 
 #include <algorithm>
@@ -120,25 +121,7 @@ void draw_patches(const ChartOptions &options) {
 }
 
 Bytes draw_scene(ImageSize size) {
-    return with_vips("the built-in scene", [&] {
-        using vips::VImage;
-        const auto open = [](double scale) {
-            return VImage::new_from_buffer(built_in_scene.data(), built_in_scene.size(), "",
-                                           VImage::option()->set("scale", scale));
-        };
-        const VImage small = open(1);
-        const double scale =
-            std::max(double(size.width) / small.width(), double(size.height) / small.height());
-        const VImage drawn =
-            open(scale)
-                .flatten(VImage::option()->set("background", 255))
-                .thumbnail_image(size.width, VImage::option()
-                                                 ->set("height", size.height)
-                                                 ->set("crop", VIPS_INTERESTING_CENTRE));
-        std::size_t count = 0;
-        void *memory = drawn.write_to_memory(&count);
-        return take_vips_memory(memory, count);
-    });
+    return draw_svg("the built-in scene", built_in_scene, size);
 }
 
 /// A full colour of a hue from 0 to 6.

@@ -2,14 +2,14 @@
 
 #include "base/failure.h"
 #include "command/picture_options.h"
-#include "pictures/vips_session.h"
+#include "pictures/drawing.h"
+#include "pictures/picture_files.h"
 #include "render/prepared_render.h"
 
+#include <algorithm>
 #include <iostream>
 
 namespace oxel::tools {
-
-using vips::VImage;
 
 namespace {
 
@@ -27,21 +27,54 @@ struct CompareOptions {
     PictureSettings picture;
 };
 
-VImage white(int width, int height) {
-    return VImage::black(width, height).invert().colourspace(VIPS_INTERPRETATION_sRGB);
-}
+/// Pictures of one size side by side, each under its name, on white.
+class Sheet {
+  public:
+    Sheet(ImageSize tile, std::size_t columns, std::size_t rows)
+        : tile_(tile), size_{static_cast<int>(columns) * (tile.width + gap) - gap,
+                             static_cast<int>(rows) * (tile.height + strip + gap) - gap},
+          rgb_(3 * size_.pixels(), 255) {}
 
-/// A picture under its name.
-VImage labelled(const std::string &label, const Bytes &rgb, ImageSize size) {
-    constexpr int strip = 28;
-    const VImage text = VImage::text(
-        label.c_str(), VImage::option()->set("font", "DejaVu Sans 11")->set("dpi", 96));
-    const VImage black_on_white = text.invert().colourspace(VIPS_INTERPRETATION_sRGB);
-    const int left = (size.width - text.width()) / 2;
-    return white(size.width, strip)
-        .insert(black_on_white, left, (strip - text.height()) / 2)
-        .join(image_of(rgb, size), VIPS_DIRECTION_VERTICAL);
-}
+    void add(std::size_t column, std::size_t row, const std::string &name, const Bytes &picture) {
+        ImageSize label{tile_.width, strip};
+        const Bytes drawn = draw_svg("a name", label_of(name), label);
+        const int left = static_cast<int>(column) * (tile_.width + gap);
+        const int top = static_cast<int>(row) * (tile_.height + strip + gap);
+        put(drawn, label, left, top);
+        put(picture, tile_, left, top + strip);
+    }
+
+    ImageSize size() const { return size_; }
+    const Bytes &rgb() const { return rgb_; }
+
+  private:
+    static constexpr int gap = 8;
+    static constexpr int strip = 28; // that the name stands in
+
+    std::string label_of(const std::string &name) const {
+        const std::string width = std::to_string(tile_.width);
+        const std::string height = std::to_string(strip);
+        return "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"" + width + "\" height=\"" +
+               height +
+               "\" font-family=\"DejaVu Sans, sans-serif\" font-size=\"14.67\">"
+               "<text x=\"50%\" y=\"19\" text-anchor=\"middle\">" +
+               name + "</text></svg>";
+    }
+
+    void put(const Bytes &picture, ImageSize size, int left, int top) {
+        const std::size_t row = 3 * static_cast<std::size_t>(size.width);
+        for (int y = 0; y < size.height; ++y) {
+            const auto place =
+                static_cast<std::size_t>(top + y) * 3 * static_cast<std::size_t>(size_.width) +
+                3 * static_cast<std::size_t>(left);
+            std::copy_n(&picture[row * static_cast<std::size_t>(y)], row, &rgb_[place]);
+        }
+    }
+
+    ImageSize tile_;
+    ImageSize size_;
+    Bytes rgb_;
+};
 
 void run(const CompareOptions &options) {
     check_outputs({options.sheet}, {options.photo, options.picture.panel});
@@ -60,26 +93,12 @@ void run(const CompareOptions &options) {
         renderings.push_back(render(prepared, panel, static_cast<int>(mode), {.measured = true}));
     }
 
-    const Bytes original = bytes_of(picture); // which libvips reads where it is
-    const Bytes sheet = with_vips(options.sheet, [&] {
-        const auto tile = [&](std::size_t mode) {
-            return labelled(dither_names[mode], renderings[mode].measured, size);
-        };
-        std::vector<VImage> tiles;
-        for (const std::size_t order : {0U, 1U}) { // plain above serpentine
-            tiles.push_back(order == 0 ? labelled("original", original, size)
-                                       : white(size.width, 1));
-            for (std::size_t mode = order; mode < dither_names.size(); mode += 2)
-                tiles.push_back(tile(mode));
-        }
-        return to_png(
-            VImage::arrayjoin(tiles, VImage::option()
-                                         ->set("across", static_cast<int>(tiles.size() / 2))
-                                         ->set("shim", 8)
-                                         ->set("background", 255)));
-    });
+    Sheet sheet(size, 1 + dither_names.size() / 2, 2);
+    sheet.add(0, 0, "original", bytes_of(picture));
+    for (std::size_t mode = 0; mode < dither_names.size(); ++mode) // plain above serpentine
+        sheet.add(1 + mode / 2, mode % 2, dither_names[mode], renderings[mode].measured);
     OutputFiles outputs;
-    outputs.write(options.sheet, sheet);
+    outputs.write(options.sheet, encode_png(options.sheet, sheet.rgb(), sheet.size()));
     outputs.publish();
     std::cout << printable(options.sheet) << ": " << dither_names.size() << " renderings of "
               << size.text() << '\n';

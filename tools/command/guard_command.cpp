@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "command/picture_options.h"
 #include "package_builder/package_file.h"
+#include "pictures/picture_files.h"
 #include "render/line_pairs.h"
 #include "render/prepared_render.h"
 #include "reports/guard_plot.h"

@@ -1,7 +1,6 @@
 #include "base/failure.h"
 #include "base/files.h"
 #include "command/command_line.h"
-#include "pictures/decoder_process.h"
 
 #include <iostream>
 
@@ -33,8 +32,6 @@ void parse_and_run(int argc, char **argv) {
 } // namespace
 
 int main(int argc, char **argv) {
-    if (const auto code = oxel::tools::run_decoder_process(argc, argv))
-        return *code;
     try {
         oxel::tools::remove_temporaries_when_interrupted();
         parse_and_run(argc, argv);

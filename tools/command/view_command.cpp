@@ -3,7 +3,7 @@
 #include "base/failure.h"
 #include "command/frame_options.h"
 #include "command/picture_options.h"
-#include "pictures/picture.h"
+#include "pictures/picture_files.h"
 #include "render/library.h"
 #include "render/panel_codes.h"
 

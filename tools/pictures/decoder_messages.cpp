@@ -115,4 +115,9 @@ bool receive_packet(int socket, void *bytes, std::size_t count, TwoFiles *files)
     return received == static_cast<ssize_t>(count) && !(packet.header.msg_flags & MSG_TRUNC);
 }
 
+std::string memory_refusal(const PictureLimits &limits) {
+    return "takes more memory than the " + std::to_string(limits.megabytes) +
+           " MB that --max-memory allows";
+}
+
 } // namespace oxel::tools

@@ -2,18 +2,18 @@
 #define OXEL_TOOLS_DECODER_MESSAGES_H
 
 #include "base/descriptor.h"
-#include "pictures/decoder.h"
+#include "pictures/decoding.h"
 
 #include <array>
 #include <cstddef>
+#include <string>
 #include <type_traits>
 
 namespace oxel::tools {
 
-// What the command and its decoders' processes say to each other, each message in one packet.
+// What a program and the decoders that it starts say to each other, each message in one packet.
 
-/// The argument that makes the command such a process, and where it finds its socket.
-constexpr const char *decoder_argument = "--decode-pictures";
+/// Where a decoder finds its socket.
 constexpr int decoder_socket = 3;
 
 /// The first one: how the process is to work.
@@ -43,6 +43,9 @@ static_assert(std::is_trivially_copyable_v<DecoderSettings> &&
               std::is_trivially_copyable_v<DecoderReply>);
 
 constexpr std::size_t pixel_packet = 65536;
+
+/// What is told of a picture that needs more memory than the limit.
+std::string memory_refusal(const PictureLimits &limits);
 
 using TwoFiles = std::array<Descriptor, 2>;
 

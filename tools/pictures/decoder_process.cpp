@@ -1,20 +1,19 @@
 #include "pictures/decoder_process.h"
 
 #include "base/failure.h"
+#include "base/watched.h"
 #include "pictures/decoder_messages.h"
-#include "pictures/loaders.h"
-#include "pictures/sandbox.h"
-#include "pictures/vips_session.h"
+#include "pictures/picture_threads.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <csignal>
 #include <cstring>
 #include <ctime>
 #include <fcntl.h>
+#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <poll.h>
@@ -35,6 +34,10 @@ namespace oxel::tools {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+namespace fs = std::filesystem;
+
+constexpr const char *decoder_name = "oxel-decoder";
 
 /// A disk may be slow and a machine busy: by the clock a picture has more time.
 constexpr int clock_seconds_a_second = 30;
@@ -88,6 +91,41 @@ class SharedMemory {
 struct Answer {
     DecoderReply reply{};
     bool worth_another; // a fresh process might do better
+};
+
+std::string &told_program() {
+    static std::string path;
+    return path;
+}
+
+/// It stays open, so that an upgrade does not give a running program a decoder that speaks in
+/// another way.
+class DecoderProgram {
+  public:
+    DecoderProgram() {
+        std::error_code unknown;
+        const fs::path here = fs::read_symlink("/proc/self/exe", unknown).parent_path();
+        std::vector<fs::path> places = {here / decoder_name, here / OXEL_HELPERS / decoder_name};
+        if (!told_program().empty())
+            places = {told_program()};
+        for (const fs::path &place : places)
+            if (!file_) {
+                path_ = place;
+                file_ = away_from_standard(Descriptor(open(place.c_str(), O_PATH | O_CLOEXEC)));
+            }
+        if (!file_)
+            throw std::runtime_error("the program that decodes pictures is missing: " +
+                                     places.front().string());
+    }
+
+    /// Valgrind follows only a name.
+    std::string path() const {
+        return process_is_watched() ? path_ : "/proc/self/fd/" + std::to_string(file_.get());
+    }
+
+  private:
+    std::string path_;
+    Descriptor file_;
 };
 
 class DecoderProcess {
@@ -148,13 +186,13 @@ class DecoderProcess {
         if (!process_is_watched()) // whoever watches wants to be heard
             posix_spawn_file_actions_adddup2(&actions, errors_.get(), STDERR_FILENO);
         posix_spawn_file_actions_adddup2(&actions, theirs.get(), decoder_socket);
-        std::string program = "oxel";
-        std::string argument = decoder_argument;
-        char *const arguments[] = {program.data(), argument.data(), nullptr};
+        std::string name = decoder_name;
+        char *const arguments[] = {name.data(), nullptr};
+        static const DecoderProgram program;
         const int error =
-            posix_spawn(&process_, own_program().c_str(), &actions, nullptr, arguments, environ);
+            posix_spawn(&process_, program.path().c_str(), &actions, nullptr, arguments, environ);
         posix_spawn_file_actions_destroy(&actions);
-        const DecoderSettings settings{limits_, vips_threads()};
+        const DecoderSettings settings{limits_, picture_threads()};
         if (error != 0) {
             process_ = -1;
             throw std::runtime_error(std::string("the process that decodes pictures cannot be "
@@ -162,15 +200,6 @@ class DecoderProcess {
                                      std::strerror(error));
         }
         send_packet(socket_.get(), &settings, sizeof settings);
-    }
-
-    /// The program's own file, whatever its name stands for now. Under Valgrind that is Valgrind's,
-    /// and only the name leads back.
-    static std::string own_program() {
-        const char *const self = "/proc/self/exe";
-        std::array<char, PATH_MAX> name{};
-        const bool known = process_is_watched() && readlink(self, name.data(), name.size() - 1) > 0;
-        return known ? name.data() : self;
     }
 
     double processor_seconds() const {
@@ -194,7 +223,7 @@ class DecoderProcess {
                                          std::to_string(clock_seconds_a_second) +
                                          " times what --timeout allows");
             // Its threads may use it up at once.
-            const double wait = std::clamp(1000 * left / vips_threads(), 1.0, 1000.0);
+            const double wait = std::clamp(1000 * left / picture_threads(), 1.0, 1000.0);
             pollfd socket = {socket_.get(), POLLIN, 0};
             if (poll(&socket, 1, static_cast<int>(wait)) > 0)
                 return true;
@@ -301,6 +330,10 @@ DecoderReply ask(const DecoderRequest &request, const PictureLimits &limits, int
 }
 
 } // namespace
+
+void decode_with(const std::string &program) {
+    told_program() = program;
+}
 
 Light decode_apart(const std::string &path, const Decoding &wanted, const PictureLimits &limits,
                    PictureFacts &facts) {

@@ -1,17 +1,12 @@
 #include "pictures/picture.h"
 
-#include "base/failure.h"
-#include "frames/png.h"
 #include "pictures/decoder_process.h"
-#include "pictures/vips_session.h"
 
 #include <cctype>
 #include <filesystem>
 #include <set>
 
 namespace oxel::tools {
-
-using vips::VImage;
 
 namespace {
 
@@ -57,29 +52,6 @@ Light load_picture(const std::string &path, ImageSize size, const Framing &frami
                    const PictureLimits &limits) {
     PictureFacts facts{};
     return decode_apart(path, {size, framing, is_document_name(path)}, limits, facts);
-}
-
-Bytes encode_png(const std::string &path, const Bytes &rgb, ImageSize size) {
-    if (const auto png = encode_png_of_few_colours(rgb, size))
-        return *png;
-    return with_vips(path, [&] { return to_png(image_of(rgb, size)); });
-}
-
-Bytes encode_jpeg(const std::string &path, const Bytes &rgb, ImageSize size) {
-    return with_vips(path, [&] {
-        void *memory = nullptr;
-        std::size_t count = 0;
-        image_of(rgb, size).write_to_buffer(".jpg", &memory, &count,
-                                            VImage::option()->set("Q", 80));
-        return take_vips_memory(memory, count);
-    });
-}
-
-Bytes png_of_svg(const std::string &path, const std::string &svg) {
-    return with_vips(path, [&] {
-        const VImage image = VImage::new_from_buffer(svg.data(), svg.size(), "");
-        return to_png(image.flatten(VImage::option()->set("background", 255)));
-    });
 }
 
 } // namespace oxel::tools

@@ -29,13 +29,6 @@ std::string picture_day(const std::string &path, const PictureLimits &limits = {
 Light load_picture(const std::string &path, ImageSize size, const Framing &framing,
                    const PictureLimits &limits = {});
 
-/// `path` is where the PNG will go, for messages.
-Bytes encode_png(const std::string &path, const Bytes &rgb, ImageSize size);
-
-Bytes encode_jpeg(const std::string &path, const Bytes &rgb, ImageSize size);
-
-Bytes png_of_svg(const std::string &path, const std::string &svg);
-
 } // namespace oxel::tools
 
 #endif

@@ -1,7 +1,7 @@
 #include "render/render_batch.h"
 
 #include "base/failure.h"
-#include "pictures/vips_session.h"
+#include "pictures/picture_threads.h"
 #include "render/batch.h"
 #include "render/batch_journal.h"
 #include "render/describe_settings.h"

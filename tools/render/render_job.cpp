@@ -1,6 +1,6 @@
 #include "render/render_job.h"
 
-#include "pictures/picture.h"
+#include "pictures/picture_files.h"
 
 namespace oxel::tools {
 

@@ -1,7 +1,7 @@
 #include "reports/package_report.h"
 
 #include "package_builder/cells.h"
-#include "pictures/picture.h"
+#include "pictures/picture_files.h"
 #include "render/library.h"
 
 #include <glib.h>

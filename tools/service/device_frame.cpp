@@ -2,6 +2,7 @@
 
 #include "base/failure.h"
 #include "pictures/picture.h"
+#include "pictures/picture_files.h"
 #include "service/caption.h"
 #include "service/digest.h"
 

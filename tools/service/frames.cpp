@@ -3,6 +3,7 @@
 #include "base/failure.h"
 #include "frames/deflate.h"
 #include "pictures/picture.h"
+#include "pictures/picture_files.h"
 #include "service/digest.h"
 #include "service/fetch.h"
 

@@ -2,7 +2,7 @@
 
 #include "base/failure.h"
 #include "base/files.h"
-#include "pictures/vips_session.h"
+#include "pictures/picture_threads.h"
 #include "service/http_server.h"
 #include "service/service.h"
 

@@ -17,7 +17,8 @@ ${CC:-cc} ${CFLAGS-} host.c $(pkg-config --cflags --libs Oxel_Morvel6_render) "-
 ${CC:-cc} ${CFLAGS-} -static host.c $(pkg-config --static --cflags --libs Oxel_Morvel6_render) -o "$root/host"
 "$root/host"
 
-"$root/usr/bin/oxel" --version >"$root/log"
+# The command finds its decoder.
+"$root/usr/bin/oxel" render ../../../examples/scene.svg --panel six-colour --size 40x30 -o "$root/frame" >"$root/log"
 
 # Neither what is built nor what is installed looks for libraries where it happens to be started.
 find "$build" "$root" -type f \( -perm -u+x -o -name '*.so*' \) -exec readelf -d {} + 2>"$root/log" |

@@ -1,4 +1,4 @@
-#include "pictures/tiff_pyramid.h"
+#include "decoder/tiff_pyramid.h"
 
 #include <array>
 #include <memory>

@@ -1,6 +1,6 @@
-#include "pictures/vips_modules.h"
+#include "decoder/vips_modules.h"
 
-#include "pictures/vips_session.h"
+#include "decoder/vips_session.h"
 
 #include <cstdlib>
 #include <dlfcn.h>

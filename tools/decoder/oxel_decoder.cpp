@@ -1,19 +1,20 @@
-// The process that decodes pictures: the other end of decoder_process.cpp.
+// The program that decodes pictures: the other end of decoder_process.cpp.
+#include "decoder/decoder.h"
+#include "decoder/sandbox.h"
+#include "decoder/vips_modules.h"
 #include "pictures/decoder_messages.h"
-#include "pictures/decoder_process.h"
-#include "pictures/sandbox.h"
-#include "pictures/vips_modules.h"
-#include "pictures/vips_session.h"
+#include "pictures/picture_threads.h"
 
 #include <algorithm>
 #include <cstring>
+#include <iostream>
 #include <new>
+#include <optional>
 #include <stdexcept>
-#include <string_view>
 #include <sys/mman.h>
 #include <unistd.h>
 
-namespace oxel::tools {
+using namespace oxel::tools;
 
 namespace {
 
@@ -69,13 +70,13 @@ bool serve(const DecoderRequest &request, const TwoFiles &files, const PictureLi
 
 } // namespace
 
-std::optional<int> run_decoder_process(int argc, char **argv) {
-    if (argc != 2 || std::string_view(argv[1]) != decoder_argument)
-        return std::nullopt;
+int main() {
     DecoderSettings settings{};
-    if (!receive_packet(decoder_socket, &settings, sizeof settings))
-        return 2; // started by somebody else
-    limit_vips_threads(settings.threads);
+    if (!receive_packet(decoder_socket, &settings, sizeof settings)) {
+        std::cerr << "oxel-decoder: only oxel starts it, to have pictures decoded\n";
+        return 2;
+    }
+    limit_picture_threads(settings.threads);
     start_vips_without_modules();
     enter_sandbox(settings.limits);
     DecoderRequest request{};
@@ -86,5 +87,3 @@ std::optional<int> run_decoder_process(int argc, char **argv) {
             _exit(0); // there is nothing to put in order
     }
 }
-
-} // namespace oxel::tools

@@ -5,9 +5,6 @@
 
 namespace oxel::tools {
 
-/// Whether a sanitizer or Valgrind is at work, which need more than the program does.
-bool process_is_watched();
-
 /// Takes from this process, for good, what a decoder of pictures does not need: memory beyond the
 /// limit and, as far as the kernel has Landlock and seccomp, the network, other programs, and all
 /// files but the system's libraries and fonts, which can be read. Files that are open stay so. Does

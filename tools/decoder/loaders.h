@@ -36,9 +36,6 @@ OpenPicture open_picture_file(int file, bool document, Opening opening,
 /// Throws std::runtime_error that names the limit.
 void check_pixels(ImageSize size, const PictureLimits &limits);
 
-/// What is told of a picture that needs more memory than the limit.
-std::string memory_refusal(const PictureLimits &limits);
-
 } // namespace oxel::tools
 
 #endif

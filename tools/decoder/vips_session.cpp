@@ -1,12 +1,12 @@
-#include "pictures/vips_session.h"
+#include "decoder/vips_session.h"
 
-#include <algorithm>
+#include "pictures/picture_threads.h"
+
 #include <atomic>
 #include <iostream>
 #include <memory>
 #include <sstream>
 #include <string_view>
-#include <thread>
 
 namespace oxel::tools {
 
@@ -14,8 +14,7 @@ using vips::VImage;
 
 namespace {
 
-std::atomic<unsigned> losses = 0;       // counted by workers of libvips
-std::atomic<int> threads_a_picture = 0; // 0: as many as there are processors
+std::atomic<unsigned> losses = 0; // counted by workers of libvips
 
 /// Nothing of the libraries' talk reaches the terminal. What they cannot go on without is memory.
 GLogWriterOutput on_message(GLogLevelFlags level, const GLogField *fields, gsize count, void *) {
@@ -41,25 +40,11 @@ void start_vips() {
             if (VIPS_INIT("oxel") != 0)
                 throw vips::VError();
             vips_cache_set_max(0); // no picture is opened twice
-            vips_concurrency_set(vips_threads());
+            vips_concurrency_set(picture_threads());
         }
         ~Session() { vips_shutdown(); }
     };
     static const Session session;
-}
-
-void share_processors(int threads) {
-    limit_vips_threads(vips_threads() / threads);
-}
-
-void limit_vips_threads(int threads) {
-    threads_a_picture = std::max(1, threads);
-}
-
-int vips_threads() {
-    const int threads = threads_a_picture;
-    return threads > 0 ? threads
-                       : std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
 }
 
 unsigned vips_losses() {

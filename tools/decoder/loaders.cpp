@@ -1,9 +1,10 @@
-#include "pictures/loaders.h"
+#include "decoder/loaders.h"
 
-#include "pictures/plain_pnm.h"
-#include "pictures/svg_text.h"
-#include "pictures/tiff_pyramid.h"
-#include "pictures/vips_modules.h"
+#include "decoder/plain_pnm.h"
+#include "decoder/svg_text.h"
+#include "decoder/tiff_pyramid.h"
+#include "decoder/vips_modules.h"
+#include "pictures/decoder_messages.h"
 
 #include <algorithm>
 #include <array>
@@ -244,11 +245,6 @@ void check_pixels(ImageSize size, const PictureLimits &limits) {
         throw std::runtime_error("has " + size.text() + " pixels, more than the " +
                                  std::to_string(limits.megapixels) +
                                  " million that --max-pixels allows");
-}
-
-std::string memory_refusal(const PictureLimits &limits) {
-    return "takes more memory than the " + std::to_string(limits.megabytes) +
-           " MB that --max-memory allows";
 }
 
 } // namespace oxel::tools

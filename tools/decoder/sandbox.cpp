@@ -1,4 +1,6 @@
-#include "pictures/sandbox.h"
+#include "decoder/sandbox.h"
+
+#include "base/watched.h"
 
 #include <algorithm>
 #include <array>
@@ -10,7 +12,6 @@
 #include <sched.h>
 #include <seccomp.h>
 #include <string>
-#include <string_view>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -19,15 +20,6 @@
 
 #if __has_include(<linux/landlock.h>)
 #include <linux/landlock.h>
-#endif
-
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-#define OXEL_SANITIZED 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer) || __has_feature(memory_sanitizer) ||                         \
-    __has_feature(thread_sanitizer)
-#define OXEL_SANITIZED 1
-#endif
 #endif
 
 namespace oxel::tools {
@@ -153,15 +145,6 @@ void restrict_system_calls() {
 }
 
 } // namespace
-
-bool process_is_watched() {
-#ifdef OXEL_SANITIZED
-    return true;
-#else
-    const char *const preloaded = std::getenv("LD_PRELOAD");
-    return preloaded && std::string_view(preloaded).find("vgpreload") != std::string_view::npos;
-#endif
-}
 
 void enter_sandbox(const PictureLimits &limits) {
     if (process_is_watched())

@@ -1,13 +1,11 @@
-#ifndef OXEL_TOOLS_DECODER_H
-#define OXEL_TOOLS_DECODER_H
+#ifndef OXEL_TOOLS_DECODING_H
+#define OXEL_TOOLS_DECODING_H
 
 #include "base/image_size.h"
 #include "pictures/framing.h"
 
 #include <array>
 #include <cstddef>
-#include <cstdint>
-#include <span>
 
 namespace oxel::tools {
 
@@ -25,11 +23,6 @@ struct PictureFacts {
     ImageSize size;             // the decoded picture's, or its own if that is asked for
     std::array<char, 11> taken; // "2019-07-03", as EXIF says; "" if nobody does
 };
-
-/// Decodes the picture in a file, here and now, to the bytes of its light, unless its own size is
-/// asked for. Throws std::runtime_error and std::bad_alloc.
-PictureFacts decode_picture(int file, const Decoding &wanted, const PictureLimits &limits,
-                            std::span<std::uint8_t> light);
 
 } // namespace oxel::tools
 

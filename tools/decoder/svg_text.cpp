@@ -1,4 +1,4 @@
-#include "pictures/svg_text.h"
+#include "decoder/svg_text.h"
 
 #include <string_view>
 

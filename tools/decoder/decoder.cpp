@@ -1,8 +1,9 @@
-#include "pictures/decoder.h"
+#include "decoder/decoder.h"
 
 #include "base/files.h"
-#include "pictures/loaders.h"
-#include "pictures/vips_session.h"
+#include "decoder/loaders.h"
+#include "decoder/vips_session.h"
+#include "pictures/picture_threads.h"
 #include "preparation/light.h"
 #include "preparation/reduction.h"
 
@@ -244,7 +245,7 @@ void for_each_row(const VImage &picture, Take take) {
             (*static_cast<Take *>(taker))(y, VIPS_REGION_ADDR(region, 0, y));
         return 0;
     };
-    if (vips_threads() > 1) {
+    if (picture_threads() > 1) {
         if (vips_sink_disc(picture.get_image(), take_rows, &take) != 0)
             throw vips::VError();
         return;

@@ -1,7 +1,7 @@
-#include "pictures/plain_pnm.h"
+#include "decoder/plain_pnm.h"
 
 #include "base/files.h"
-#include "pictures/loaders.h"
+#include "decoder/loaders.h"
 
 #include <memory>
 #include <stdexcept>

@@ -14,14 +14,6 @@ namespace oxel::tools {
 
 void start_vips();
 
-/// Tells libvips, here and in the decoders' processes, that so many threads will use it at once.
-void share_processors(int threads);
-
-/// The threads that libvips uses for one picture.
-int vips_threads();
-
-void limit_vips_threads(int threads);
-
 /// How often libvips painted something black because it could not decode it, which it does not
 /// always report as an error.
 unsigned vips_losses();
