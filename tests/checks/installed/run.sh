@@ -66,6 +66,6 @@ fi
 host subdirectory subdirectory
 cmake --install "$root/subdirectory" --prefix "$root/nothing" >"$root/log"
 [ ! -e "$root/nothing" ]
-host asked subdirectory -DOXEL_INSTALL=ON -DBUILD_SHARED_LIBS=OFF
-cmake --install "$root/asked" --prefix "$root/some" >"$root/log"
+host subdirectory subdirectory -DOXEL_INSTALL=ON -DBUILD_SHARED_LIBS=OFF # the same objects
+cmake --install "$root/subdirectory" --prefix "$root/some" >"$root/log"
 host from-host static -DCMAKE_PREFIX_PATH="$root/some"
