@@ -3,7 +3,8 @@
 ones their tests catch:  mutation.py [--quick] [WORD ...]
 
 --quick plants those that are marked with a star, WORDs those whose line has one of them. Fails if
-one is not caught, does not compile, or is not found in just one place.
+one is not caught, does not compile, or is not found in just one place. With ccache as CMake's compiler
+launcher and CCACHE_BASEDIR=build/mutation it compiles once what the copies share, and what it restores.
 """
 
 import concurrent.futures
@@ -39,13 +40,13 @@ def run(folder, *command, **options):
                           text=True, **options)
 
 
-def build(tree, targets):
-    return run(tree, "cmake", "--build", "build", "--target", *targets)
+def build(tree, targets, jobs=1):
+    return run(tree, "cmake", "--build", "build", "--parallel", str(jobs), "--target", *targets)
 
 
-def passes(tree, tests):
+def passes(tree, tests, jobs=1):
     done = run(tree, "prlimit", f"--cpu={LIMIT}:", "ctest", "--test-dir", "build",
-               "--no-tests=error", "--stop-on-failure", "-R", f"^({tests})")
+               "--no-tests=error", "--stop-on-failure", "--parallel", str(jobs), "-R", f"^({tests})")
     if "Not Run" in done.stdout or "No tests" in done.stdout:
         sys.exit(f"{tests}: did not run\n{done.stdout}")
     return done.returncode == 0
@@ -66,8 +67,8 @@ def prepare(tree, chosen):
         "-DCMAKE_CXX_FLAGS_RELWITHDEBINFO=-O1", "-DOXEL_BUILD_TESTS=ON", "-DOXEL_HARDENING=OFF",
         "-DOXEL_BUILD_TOOLS=ON", "-DOXEL_BUILD_PYTHON=ON", check=True)
     for targets, tests, *_ in chosen:
-        if (done := build(tree, targets)).returncode or (
-                tree.name == "0" and not passes(tree, tests)):
+        if (done := build(tree, targets, os.cpu_count())).returncode or (
+                tree.name == "0" and not passes(tree, tests, os.cpu_count())):
             sys.exit(f"without any fault, {tests} does not pass\n{done.stdout}")
 
 
@@ -104,7 +105,8 @@ def main(words):
     with concurrent.futures.ThreadPoolExecutor(workers) as pool:
         folders = [BUILD / str(i) for i in range(workers)]
         unique = list({(tuple(t), tests): (t, tests) for t, tests, *_ in chosen}.values())
-        for folder, _ in zip(folders, pool.map(lambda f: prepare(f, unique), folders)):
+        for folder in folders:
+            prepare(folder, unique)
             trees.put(folder)
         caught = sum(pool.map(work, chosen))
     print(f"{caught} of {len(chosen)} caught")
