@@ -3,6 +3,7 @@
 #include "service/album.h"
 #include "service/digest.h"
 #include "service/frame_store.h"
+#include "service/kept_bytes.h"
 #include "service/picture_order.h"
 #include "service/response.h"
 #include "service/schedule.h"
@@ -298,4 +299,17 @@ TEST(FrameStore, RemovesWhatWasNotAskedForForLongest) {
     EXPECT_FALSE(store.find("b"));
     EXPECT_TRUE(store.find("c"));
     EXPECT_EQ(store.bytes(), 800U);
+}
+
+TEST(KeptBytes, ForgetsWhatWasNotAskedForForLongest) {
+    KeptBytes kept(12'000);
+    const auto bytes = std::make_shared<const Bytes>(5000, std::uint8_t{7});
+    kept.keep("a", bytes);
+    kept.keep("b", bytes);
+    EXPECT_EQ(kept.find("a"), bytes);
+    kept.keep("c", bytes);
+    kept.keep("c", bytes); // another thread was at it, too
+    EXPECT_EQ(kept.find("a"), bytes);
+    EXPECT_EQ(kept.find("b"), nullptr);
+    EXPECT_EQ(kept.find("c"), bytes);
 }

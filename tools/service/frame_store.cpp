@@ -25,10 +25,27 @@ constexpr time_t seconds_an_hour = 3600;
 /// How exactly it is known when a file was last asked for.
 constexpr time_t mark_seconds = 60;
 
+/// So much is kept in memory, and of files that are no larger than that.
+constexpr std::size_t most_kept_bytes = std::size_t{8} << 20;
+constexpr std::size_t most_kept_file_bytes = std::size_t{1} << 20;
+
 } // namespace
 
+Bytes read_open_file(const OpenFile &file) {
+    Bytes bytes(file.bytes);
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t count = pread(file.file.get(), bytes.data() + done, bytes.size() - done,
+                                    static_cast<off_t>(done));
+        if (count <= 0)
+            throw Failure("cache", "a frame cannot be read");
+        done += static_cast<std::size_t>(count);
+    }
+    return bytes;
+}
+
 FrameStore::FrameStore(std::string folder, std::uint64_t most_bytes)
-    : folder_(std::move(folder)), most_bytes_(most_bytes) {
+    : folder_(std::move(folder)), most_bytes_(most_bytes), kept_(most_kept_bytes) {
     make_folder(folder_);
     const std::lock_guard lock(mutex_);
     tidy();
@@ -42,6 +59,17 @@ std::optional<OpenFile> FrameStore::find(const std::string &name) const {
     if (status.st_mtime + mark_seconds < time(nullptr))
         futimens(file.get(), nullptr);
     return OpenFile{std::move(file), static_cast<std::uint64_t>(status.st_size)};
+}
+
+std::shared_ptr<const Bytes> FrameStore::find_kept(const std::string &name) {
+    if (auto kept = kept_.find(name))
+        return kept;
+    const std::optional<OpenFile> file = find(name);
+    if (!file || file->bytes > most_kept_file_bytes)
+        return nullptr;
+    auto bytes = std::make_shared<const Bytes>(read_open_file(*file));
+    kept_.keep(name, bytes);
+    return bytes;
 }
 
 OpenFile FrameStore::put(const std::string &name, std::span<const std::uint8_t> bytes) {

@@ -2,15 +2,20 @@
 #define OXEL_TOOLS_FRAME_STORE_H
 
 #include "base/bytes.h"
+#include "service/kept_bytes.h"
 #include "service/response.h"
 
 #include <cstdint>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <span>
 #include <string>
 
 namespace oxel::tools {
+
+/// Throws Failure.
+Bytes read_open_file(const OpenFile &file);
 
 /// Files that can be made again, in a folder that several processes share: each is there whole or
 /// not at all, and what was not asked for for the longest time goes first when there are too many
@@ -22,6 +27,10 @@ class FrameStore {
 
     /// Names are digests with suffixes.
     std::optional<OpenFile> find(const std::string &name) const;
+
+    /// The same, in memory; null for what is too large for that, or not there. What is in memory is
+    /// given even if its file has gone since.
+    std::shared_ptr<const Bytes> find_kept(const std::string &name);
 
     OpenFile put(const std::string &name, std::span<const std::uint8_t> bytes);
 
@@ -38,6 +47,7 @@ class FrameStore {
     mutable std::mutex mutex_;
     std::uint64_t bytes_ = 0;    // when it was looked at, and what was put there since
     std::uint64_t unlooked_ = 0; // put there since
+    KeptBytes kept_;
 };
 
 } // namespace oxel::tools

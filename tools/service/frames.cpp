@@ -39,19 +39,6 @@ const char *suffix_of(FrameForm form) {
     return form == FrameForm::frame ? ".frame" : form == FrameForm::gzip ? ".frame.gz" : ".png";
 }
 
-Bytes read_open_file(const OpenFile &file) {
-    Bytes bytes(file.bytes);
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count = pread(file.file.get(), bytes.data() + done, bytes.size() - done,
-                                    static_cast<off_t>(done));
-        if (count <= 0)
-            throw Failure("cache", "a frame cannot be read");
-        done += static_cast<std::size_t>(count);
-    }
-    return bytes;
-}
-
 /// Of a picture's own, and of files that the configuration names.
 OpenPictureFile open_named(const std::string &path) {
     Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));

@@ -62,6 +62,18 @@ ResponseHandle body_of(Response &response) {
             response.file.file.release();
         return handle;
     }
+    if (response.kept && response.length > 0) {
+        using Kept = std::shared_ptr<const Bytes>;
+        auto held = std::make_unique<Kept>(response.kept);
+        auto *const start = const_cast<std::uint8_t *>(response.kept->data() + response.first);
+        ResponseHandle handle(MHD_create_response_from_buffer_with_free_callback_cls(
+                                  static_cast<std::size_t>(response.length), start,
+                                  [](void *kept) { delete static_cast<Kept *>(kept); }, held.get()),
+                              MHD_destroy_response);
+        if (handle)
+            held.release(); // it is deleted with the answer
+        return handle;
+    }
     const std::size_t bytes = response.file.file ? 0 : static_cast<std::size_t>(response.length);
     const char *const start = response.text.data() + (bytes > 0 ? response.first : 0);
     return {

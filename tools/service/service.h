@@ -54,6 +54,7 @@ class Service {
         std::string key; // of the frame that is shown
         Slot slot{};
         Moment looked_at = -1;
+        Moment looking_at = -1; // somebody is at it, or was
         Moment last_wake = 0;
         std::string battery;
         Moment ahead_until = -1;      // its frames are made up to the end of this slot
@@ -68,11 +69,13 @@ class Service {
     std::optional<Response> refused(const Request &request, const Fleet &fleet);
     Response unauthorised();
 
+    std::optional<Response> find_at_once(const Request &request);
     Result route(Request &request, Diligence diligence);
     Result answer_safely(Request &request, Diligence diligence);
     Result devices(Request &request, const Fleet &fleet, Diligence diligence);
-    Result device_part(Request &request, const Device &device, Diligence diligence);
-    Result frame(Request &request, const Device &device, Diligence diligence);
+    Result device_part(Request &request, const Fleet &fleet, const Device &device,
+                       Diligence diligence);
+    Result frame(Request &request, const Fleet &fleet, const Device &device, Diligence diligence);
     Result preview(const Device &device, Diligence diligence);
     Result albums(Request &request, const Fleet &fleet, Diligence diligence);
     Result album_picture(Request &request, const Fleet &fleet, Album &album,
