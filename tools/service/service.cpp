@@ -122,7 +122,7 @@ Service::Service(std::shared_ptr<const Fleet> fleet, const ServiceClock &clock)
     : clock_(clock), fleet_(std::move(fleet)),
       store_(fleet_->configuration.cache,
              std::uint64_t{1'000'000} * std::uint64_t(fleet_->configuration.cache_megabytes)),
-      moved_(fleet_->configuration.state), frames_(store_, metrics_), lookers_(2),
+      moved_(fleet_->configuration.state), frames_(store_, metrics_, clock_), lookers_(2),
       makers_(threads_of(fleet_->configuration)) {
     ahead_ = std::jthread([this](const std::stop_token &stop) {
         while (!stop.stop_requested()) {
@@ -463,10 +463,8 @@ Service::Result Service::album_picture(Request &request, const Fleet &fleet, Alb
         response.etag = tag_of(shown->key);
         response.file = std::move(shown->file);
     } else {
-        Digest digest;
-        digest.add(file.identity);
         response.headers = {{"Content-Type", type_of_file(name)}};
-        response.etag = tag_of(digest.hex());
+        response.etag = tag_of(frames_.digest_of(file));
         const off_t bytes = lseek(file.file.get(), 0, SEEK_END);
         response.file = {std::move(file.file),
                          static_cast<std::uint64_t>(std::max<off_t>(0, bytes))};
