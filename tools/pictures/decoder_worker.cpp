@@ -1,4 +1,5 @@
 // The process that decodes pictures: the other end of decoder_process.cpp.
+#include "base/descriptor.h"
 #include "pictures/decoder_messages.h"
 #include "pictures/decoder_process.h"
 #include "pictures/sandbox.h"
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fcntl.h>
 #include <new>
 #include <stdexcept>
 #include <string_view>
@@ -20,6 +22,14 @@ namespace {
 void refuse(DecoderReply &reply, const char *reason) {
     reply.result = DecoderReply::refused;
     std::strncpy(reply.reason.data(), reason, reply.reason.size() - 1);
+}
+
+/// Where memory runs short, a decoder is to end before the process that asks, which loses all.
+void offer_to_end_first() {
+    const Descriptor score(open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC));
+    constexpr std::string_view most = "1000";
+    if (score && write(score.get(), most.data(), most.size()) < 0)
+        return; // then the kernel goes by size alone
 }
 
 /// The memory that the asking process shares, or memory of our own.
@@ -75,6 +85,7 @@ std::optional<int> run_decoder_process(int argc, char **argv) {
     DecoderSettings settings{};
     if (!receive_packet(decoder_socket, &settings, sizeof settings))
         return 2; // started by somebody else
+    offer_to_end_first();
     limit_vips_threads(settings.threads);
     start_vips_without_modules();
     enter_sandbox(settings.limits);
