@@ -379,6 +379,20 @@ class Serve(CommandCase):
         service.set_clock(START + 100)
         self.assertEqual(service.ask("/devices/made/frame").body, self.rendered("photo.png"))
 
+    def test_renders_while_a_source_lets_it_wait(self):
+        wait = "until [ -e ready ]; do sleep 0.05; done; cat photo.png"
+        service = self.serve("jobs = 1\n" + TOP + device("made", f'command = ["sh", "-c", "{wait}"]')
+                             + KITCHEN)
+        waiting = threading.Thread(
+            target=lambda: setattr(service, "made", service.ask("/devices/made/frame")))
+        waiting.start()
+        for i in range(2, 5):  # none of which is made ahead
+            service.set_clock(START + 3600 * i)
+            self.assertEqual(service.ask("/devices/kitchen/preview.png", token=TOKEN).status, 200)
+        pathlib.Path("ready").touch()
+        waiting.join()
+        self.assertEqual(service.made.body, self.rendered("photo.png"))
+
     def test_fetches_what_an_address_gives_and_no_more(self):
         photo = pathlib.Path("photo.png").read_bytes()
 

@@ -170,7 +170,7 @@ std::optional<Frames::Units> Frames::units_of(const Device &device, Diligence di
         const auto known = units_.find(key);
         if (known != units_.end() && known->second.first == listing)
             return known->second.second;
-        if (diligence == Diligence::look)
+        if (diligence != Diligence::make)
             return std::nullopt;
     }
     std::vector<const AlbumPicture *> pictures;
@@ -360,7 +360,7 @@ std::optional<ShownFrame> Frames::find(const Device &device, const Pictures &pic
             throw Failure(pictures.front().name, *reason);
     };
     expect_no_failure();
-    if (diligence == Diligence::look)
+    if (diligence != Diligence::make)
         return std::nullopt;
     const Making making(*this, name);
     if (auto file = store_.find(name)) // another thread has made it meanwhile
@@ -409,7 +409,7 @@ std::optional<ShownFrame> Frames::thumbnail(const Album &album, const std::strin
     const std::string key = digest.hex();
     if (auto stored = store_.find(key + ".jpg"))
         return ShownFrame{key, std::move(*stored)};
-    if (diligence == Diligence::look)
+    if (diligence != Diligence::make)
         return std::nullopt;
     try {
         const ImageSize own = picture_size(file.path(), {});

@@ -21,8 +21,8 @@ namespace oxel::tools {
 /// The forms in which a frame is kept.
 enum class FrameForm { frame, gzip, preview };
 
-/// Whether a call may take the time that decoding takes.
-enum class Diligence { look, make };
+/// What a call may take the time for: to look only, to ask sources as well, or also to decode.
+enum class Diligence { look, ask, make };
 
 /// A frame by its key, and what it shows.
 struct ShownFrame {

@@ -23,6 +23,9 @@ using nlohmann::ordered_json;
 
 namespace {
 
+/// They wait for others most of the time: for 20 s where a source is dead.
+constexpr int asking_threads = 8;
+
 constexpr std::uint64_t most_note_bytes = 4096; // of a crop
 
 std::string dump(const ordered_json &json) {
@@ -122,8 +125,8 @@ Service::Service(std::shared_ptr<const Fleet> fleet, const ServiceClock &clock)
     : clock_(clock), fleet_(std::move(fleet)),
       store_(fleet_->configuration.cache,
              std::uint64_t{1'000'000} * std::uint64_t(fleet_->configuration.cache_megabytes)),
-      moved_(fleet_->configuration.state), frames_(store_, metrics_, clock_), lookers_(2),
-      makers_(threads_of(fleet_->configuration)) {
+      moved_(fleet_->configuration.state), frames_(store_, metrics_, clock_),
+      makers_(threads_of(fleet_->configuration)), askers_(asking_threads), lookers_(2) {
     ahead_ = std::jthread([this](const std::stop_token &stop) {
         while (!stop.stop_requested()) {
             look_ahead();
@@ -271,21 +274,34 @@ std::optional<Response> Service::find_at_once(const Request &request) {
 }
 
 void Service::answer(const std::shared_ptr<Request> &request, std::function<void(Response)> done) {
-    const auto finish = std::make_shared<std::function<void(Response)>>(std::move(done));
-    const bool taken = lookers_.add([this, request, finish] {
-        if (Result response = answer_safely(*request, Diligence::look)) {
-            (*finish)(std::move(*response));
-            return;
-        }
-        const bool made = makers_.add([this, request, finish] {
-            Result response = answer_safely(*request, Diligence::make);
-            (*finish)(response ? std::move(*response) : not_found());
-        });
-        if (!made)
-            (*finish)(line_response(503, "too much waits already"));
+    answer_by(Diligence::look, request,
+              std::make_shared<std::function<void(Response)>>(std::move(done)));
+}
+
+void Service::answer_by(Diligence diligence, const std::shared_ptr<Request> &request,
+                        const std::shared_ptr<std::function<void(Response)>> &done) {
+    JobQueue &queue = diligence == Diligence::look  ? lookers_
+                      : diligence == Diligence::ask ? askers_
+                                                    : makers_;
+    const bool taken = queue.add([this, diligence, request, done] {
+        Result response = answer_safely(*request, diligence);
+        if (response || diligence == Diligence::make)
+            (*done)(response ? std::move(*response) : not_found());
+        else
+            answer_by(diligence == Diligence::look && asks_source(*request) ? Diligence::ask
+                                                                            : Diligence::make,
+                      request, done);
     });
     if (!taken)
-        (*finish)(line_response(503, "too much waits already"));
+        (*done)(line_response(503, "too much waits already"));
+}
+
+bool Service::asks_source(const Request &request) const {
+    const std::shared_ptr<const Fleet> held = fleet();
+    if (!is_device_part(request))
+        return false;
+    const auto device = held->devices.find(request.target.path[1]);
+    return device != held->devices.end() && device->second.configuration.source.is_asked();
 }
 
 Service::Result Service::answer_safely(Request &request, Diligence diligence) {
@@ -508,7 +524,7 @@ Service::Result Service::upload(Request &request, const Fleet &fleet, Diligence 
         return line_response(404, "?device= must name a device");
     if (!request.body || request.body_bytes == 0)
         return line_response(400, "a picture must come as the body");
-    if (diligence == Diligence::look)
+    if (diligence != Diligence::make)
         return std::nullopt;
     const bool preview = request.target.has("preview");
     try {
@@ -612,24 +628,27 @@ void Service::look_ahead() {
         if (known.ahead_until == slot.end)
             continue;
         known.ahead_until = slot.end;
-        makers_.add_ahead([this, name = id, slot] { make_ahead(name, slot); });
+        const bool asks = device.configuration.source.is_asked();
+        (asks ? askers_ : makers_).add_ahead([this, name = id, slot, asks] {
+            make_ahead(name, slot, asks ? Diligence::ask : Diligence::make);
+        });
     }
 }
 
-void Service::make_ahead(const std::string &id, const Slot &slot) {
+void Service::make_ahead(const std::string &id, const Slot &slot, Diligence diligence) {
     const std::shared_ptr<const Fleet> held = fleet();
     const auto device = held->devices.find(id);
     if (device == held->devices.end())
         return;
-    const DeviceConfiguration &configuration = device->second.configuration;
     // What a source gives in the next slot, it gives then.
-    const bool asks =
-        !configuration.source.command.empty() || !configuration.source.address.empty();
+    const int slots = device->second.configuration.source.is_asked() ? 1 : 2;
     try {
         const std::int64_t moved = moved_.of(id);
-        for (std::int64_t next = 0; next < (asks ? 1 : 2); ++next)
-            frames_.at_step(device->second, slot.number + next + moved, slot.number + next,
-                            FrameForm::frame, Diligence::make);
+        for (std::int64_t next = 0; next < slots; ++next)
+            if (!frames_.at_step(device->second, slot.number + next + moved, slot.number + next,
+                                 FrameForm::frame, diligence) &&
+                diligence == Diligence::ask)
+                makers_.add_ahead([this, id, slot] { make_ahead(id, slot, Diligence::make); });
     } catch (const std::exception &) { // whoever asks for it is told
     }
 }

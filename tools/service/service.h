@@ -70,6 +70,9 @@ class Service {
     Response unauthorised();
 
     std::optional<Response> find_at_once(const Request &request);
+    void answer_by(Diligence diligence, const std::shared_ptr<Request> &request,
+                   const std::shared_ptr<std::function<void(Response)>> &done);
+    bool asks_source(const Request &request) const;
     Result route(Request &request, Diligence diligence);
     Result answer_safely(Request &request, Diligence diligence);
     Result devices(Request &request, const Fleet &fleet, Diligence diligence);
@@ -90,7 +93,7 @@ class Service {
                             bool gzip);
     void note_wake(const Request &request, Running &running, Moment now);
     void look_ahead();
-    void make_ahead(const std::string &id, const Slot &slot);
+    void make_ahead(const std::string &id, const Slot &slot, Diligence diligence);
 
     const ServiceClock &clock_;
     mutable std::mutex mutex_; // of what follows
@@ -101,8 +104,9 @@ class Service {
     FrameStore store_;
     MovedSteps moved_;
     Frames frames_;
-    JobQueue lookers_; // never decode, so that what is there is answered at once
     JobQueue makers_;
+    JobQueue askers_;  // of sources, so that no render waits for a slow one
+    JobQueue lookers_; // never decode, so that what is there is answered at once
     std::jthread ahead_;
 };
 
