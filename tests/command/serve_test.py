@@ -427,6 +427,22 @@ class Serve(CommandCase):
         self.assertEqual({answer.body for answer in answers[:2]}, {self.rendered("photo.png")})
         self.assertIn("/endless: gives more than 64 MB", pathlib.Path("errors").read_text())
 
+    def test_ends_when_slow_clients_have_their_frames(self):
+        service = self.serve(TOP + device("big", 'picture = "photo.png"').replace(
+            "24x16", "4000x3000"))
+        slow = http.client.HTTPConnection("127.0.0.1", service.port, timeout=60)
+        self.addCleanup(slow.close)
+        slow.sock = socket.socket()
+        slow.sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        slow.sock.connect(("127.0.0.1", service.port))
+        slow.request("GET", "/devices/big/frame")
+        answer = slow.getresponse()
+        service.process.terminate()
+        with self.assertRaises(subprocess.TimeoutExpired):
+            service.process.wait(1)
+        self.assertEqual(len(answer.read()), 4000 * 3000)
+        self.assertEqual(service.end(), 0)
+
     def test_reads_its_configuration_anew(self):
         service = self.serve(TOP + KITCHEN)
         self.assertEqual(service.ask("/devices/hall/frame").status, 404)
