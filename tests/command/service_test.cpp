@@ -262,6 +262,17 @@ TEST(Request, NamesNothingOutsideTheAlbums) {
         EXPECT_ANY_THROW(album.open(name)) << name;
 }
 
+TEST(Album, ComesAndGoesWithItsFolder) {
+    const Files files({"album/a.png", "album/below/b.png"});
+    Album album({files / "album"});
+    EXPECT_EQ(album.listing()->size(), 2U);
+    fs::rename(files / "album", files / "away");
+    EXPECT_EQ(album.listing()->size(), 0U);
+    EXPECT_THROW(album.open("a.png"), std::exception);
+    fs::rename(files / "away", files / "album");
+    EXPECT_EQ(album.listing()->size(), 2U);
+}
+
 TEST(Digest, ComparesSecretsAndKnowsTheStandardsSums) {
     for (const char *text : {"", "secret", "secret-secret"}) {
         EXPECT_TRUE(same_secret(text, text));
