@@ -26,13 +26,17 @@ class FrameStore {
     FrameStore(std::string folder, std::uint64_t most_bytes);
 
     /// Names are digests with suffixes.
-    std::optional<OpenFile> find(const std::string &name) const;
+    std::optional<OpenFile> find(const std::string &name);
 
     /// The same, in memory; null for what is too large for that, or not there. What is in memory is
     /// given even if its file has gone since.
     std::shared_ptr<const Bytes> find_kept(const std::string &name);
 
+    /// What was not asked for for longest goes if the disk is full. Throws Failure.
     OpenFile put(const std::string &name, std::span<const std::uint8_t> bytes);
+
+    /// The same in memory only, for as long as there is room for it: where no file can be written.
+    OpenFile hold(const std::string &name, std::span<const std::uint8_t> bytes);
 
     /// A file without a name in the same place, for what is on its way. Throws Failure.
     Descriptor nameless() const;
@@ -40,7 +44,8 @@ class FrameStore {
     std::uint64_t bytes() const;
 
   private:
-    void tidy();
+    /// So many bytes are to go even if there are not too many.
+    void tidy(std::uint64_t missing);
 
     const std::string folder_;
     const std::uint64_t most_bytes_;

@@ -11,7 +11,6 @@
 #include <ctime>
 #include <fcntl.h>
 #include <iostream>
-#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -316,13 +315,13 @@ std::optional<Frames::Pictures> Frames::pictures_at(const Device &device, std::i
     return pictures;
 }
 
-/// A cache that is full says nothing against the picture, which is not to be given up for it.
+/// A cache that cannot be written says nothing against the picture, which a panel waits for.
 OpenFile Frames::keep(const std::string &name, std::span<const std::uint8_t> bytes) {
     try {
         return store_.put(name, bytes);
     } catch (const Failure &failure) {
         tell(failure.what());
-        throw std::runtime_error(std::string("the frame cannot be kept: ") + failure.reason());
+        return store_.hold(name, bytes);
     }
 }
 

@@ -258,7 +258,7 @@ HttpServer::~HttpServer() {
         close(socket);
     daemon_->ends = true;
     using namespace std::chrono_literals;
-    for (int i = 0; i < 3000 && daemon_->begun > 0; ++i)
+    for (int i = 0; i < 3000 && (daemon_->begun > 0 || daemon_->under_way > 0); ++i)
         std::this_thread::sleep_for(10ms);
     if (daemon_->under_way > 0) { // neither they nor their connections can be given up
         std::cerr << "oxel: " << daemon_->under_way << " requests were not finished\n"
