@@ -445,7 +445,8 @@ class Serve(CommandCase):
         with self.assertRaises(subprocess.TimeoutExpired):
             service.process.wait(1)
         self.assertEqual(len(answer.read()), 4000 * 3000)
-        self.assertEqual(service.end(), 0)
+        self.assertEqual(service.process.wait(60), 0)
+        service.process.stdout.close()
 
     def test_reads_its_configuration_anew(self):
         service = self.serve(TOP + KITCHEN)
