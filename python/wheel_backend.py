@@ -1,7 +1,7 @@
 """Builds the package with CMake, without network: what "pip install ." calls in a clone.
 
 The hooks of PEP 517 and PEP 660 for wheels, editable installs and source distributions. Their
-metadata is the [project] table of pyproject.toml.
+metadata is the [project] table of pyproject.toml. The environment's CMAKE_ARGS go to CMake.
 """
 
 import base64
@@ -10,6 +10,7 @@ import hashlib
 import io
 import os
 import re
+import shlex
 import subprocess
 import sys
 import sysconfig
@@ -76,7 +77,8 @@ def _cmake(*arguments: object) -> None:
 
 def _build(folder: Path) -> None:
     """Builds the package in a folder; it is usable there, under python/."""
-    _cmake("-S", SOURCE, "-B", folder, "-DOXEL_BUILD_PYTHON=ON", "-DOXEL_PYTHON_INSTALL_DIR=.")
+    _cmake("-S", SOURCE, "-B", folder, "-DOXEL_BUILD_PYTHON=ON", "-DOXEL_PYTHON_INSTALL_DIR=.",
+           *shlex.split(os.environ.get("CMAKE_ARGS", "")))
     _cmake("--build", folder, "--parallel", os.cpu_count() or 1, "--target", "oxel_python")
 
 

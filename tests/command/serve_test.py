@@ -3,6 +3,7 @@
 import contextlib
 import gzip
 import http.client
+import http.server
 import io
 import json
 import os
@@ -12,6 +13,7 @@ import signal
 import socket
 import subprocess
 import sys
+import threading
 import time
 import unittest
 
@@ -264,22 +266,37 @@ class Serve(CommandCase):
             answer = service.ask(target, "BREW")
             self.assertEqual((answer.status, answer.headers["Allow"]), (405, allowed), target)
 
-    def test_tags_the_page_as_another_machine_would(self):
+    def test_tags_files_as_another_machine_would(self):
         service = self.serve(TOP + KITCHEN)
         tag = service.ask("/").headers["ETag"]
         shutil.copytree("site", "other", copy_function=shutil.copy2)
-        other = self.serve(TOP.replace('"site"', '"other"') + KITCHEN)
+        shutil.copytree("album", "album2", copy_function=shutil.copy)
+        other = self.serve(TOP.replace('"site"', '"other"').replace('"album"', '"album2"') + KITCHEN)
         self.assertEqual(other.ask("/").headers["ETag"], tag)
+        picture = "/albums/family/p0.png"
+        self.assertEqual(other.ask(picture, token=TOKEN).headers["ETag"],
+                         service.ask(picture, token=TOKEN).headers["ETag"])
+        self.picture("album2/p0.png", 9)
+        self.assertNotEqual(other.ask(picture, token=TOKEN).headers["ETag"],
+                            service.ask(picture, token=TOKEN).headers["ETag"])
         os.utime("other/index.html", (START, START))
         self.assertNotEqual(other.ask("/").headers["ETag"], tag)
 
-    def test_forgets_that_the_cache_could_not_be_written(self):
-        service = self.serve(TOP + device("fixed", 'picture = "photo.png"'))
-        service.ask("/devices/fixed/frame")
+    def test_goes_on_without_a_cache(self):
+        service = self.serve(TOP + KITCHEN)
+        service.ask("/devices/kitchen/frame")
         shutil.rmtree("cache")
-        self.assertEqual(service.ask("/devices/fixed/frame").status, 500)
+        frames = set()
+        for i in range(5):
+            service.set_clock(START + 3600 * i)
+            for _ in range(2):
+                frames.add(service.ask("/devices/kitchen/frame").body)
+        self.assertEqual(frames, {self.rendered(f"album/{name}") for name in
+                                  ("p0.png", "p1.png", "p2.png", "sub/p3.png", "sub/p4.png")})
+        self.assertIn(".frame: No such file", pathlib.Path("errors").read_text())
         os.mkdir("cache")
-        self.assertEqual(service.ask("/devices/fixed/frame").body, self.rendered("photo.png"))
+        service.ask("/devices/kitchen/preview.png", token=TOKEN)
+        self.assertTrue(os.listdir("cache"))
 
     def test_renders_what_is_sent(self):
         service = self.serve(TOP + KITCHEN)
@@ -353,6 +370,83 @@ class Serve(CommandCase):
             seen.add(service.ask("/devices/pair/frame").body)
         self.assertEqual(len(seen), 2)  # two of the three, then the last
         self.assertIn(self.rendered("tall/t2.png"), seen)
+
+    def test_asks_a_source_again_after_a_minute_of_its_clock(self):
+        service = self.serve(TOP + device(
+            "made", """command = ["sh", "-c", "echo >>asked; [ -e ready ] && cat photo.png"]""",
+            'interval = "1h"'))
+        for i, (seconds, asked) in enumerate([(0, 1), (59, 1), (60, 2), (30, 3)]):
+            service.set_clock(START + seconds)
+            self.assertEqual(service.ask("/devices/made/frame").status, 500)
+            self.assertEqual(len(pathlib.Path("asked").read_text()), asked, i)
+        pathlib.Path("ready").touch()
+        service.set_clock(START + 100)
+        self.assertEqual(service.ask("/devices/made/frame").body, self.rendered("photo.png"))
+
+    def test_renders_while_a_source_lets_it_wait(self):
+        wait = "until [ -e ready ]; do sleep 0.05; done; cat photo.png"
+        service = self.serve("jobs = 1\n" + TOP + device("made", f'command = ["sh", "-c", "{wait}"]')
+                             + KITCHEN)
+        waiting = threading.Thread(
+            target=lambda: setattr(service, "made", service.ask("/devices/made/frame")))
+        waiting.start()
+        for i in range(2, 5):  # none of which is made ahead
+            service.set_clock(START + 3600 * i)
+            self.assertEqual(service.ask("/devices/kitchen/preview.png", token=TOKEN).status, 200)
+        pathlib.Path("ready").touch()
+        waiting.join()
+        self.assertEqual(service.made.body, self.rendered("photo.png"))
+
+    def test_fetches_what_an_address_gives_and_no_more(self):
+        photo = pathlib.Path("photo.png").read_bytes()
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            def do_GET(self):
+                where = {"/moved": "/photo", "/file": "file:///etc/passwd",
+                         "/ftp": "ftp://127.0.0.1/x", "/loop": "/loop"}.get(self.path)
+                self.send_response(302 if where else 200)
+                if where:
+                    self.send_header("Location", where)
+                if self.path == "/large":
+                    self.send_header("Content-Length", str(1 << 40))
+                self.end_headers()
+                with contextlib.suppress(OSError):
+                    self.wfile.write(photo if self.path == "/photo" else b"")
+                    while self.path == "/endless":
+                        self.wfile.write(bytes(1 << 20))
+
+            def log_message(self, *_):
+                pass
+
+        server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self.addCleanup(server.server_close)
+        threading.Thread(target=server.serve_forever).start()
+        self.addCleanup(server.shutdown)
+        names = ("photo", "moved", "file", "ftp", "loop", "large", "endless")
+        service = self.serve(TOP + "".join(
+            device(name, f'address = "http://127.0.0.1:{server.server_port}/{name}"')
+            for name in names))
+        answers = [service.ask(f"/devices/{name}/frame") for name in names]
+        self.assertEqual([answer.status for answer in answers], [200] * 2 + [500] * 5)
+        self.assertEqual({answer.body for answer in answers[:2]}, {self.rendered("photo.png")})
+        self.assertIn("/endless: gives more than 64 MB", pathlib.Path("errors").read_text())
+
+    def test_ends_when_slow_clients_have_their_frames(self):
+        service = self.serve(TOP + device("big", 'picture = "photo.png"').replace(
+            "24x16", "4000x3000"))
+        slow = http.client.HTTPConnection("127.0.0.1", service.port, timeout=60)
+        self.addCleanup(slow.close)
+        slow.sock = socket.socket()
+        slow.sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, 4096)
+        slow.sock.connect(("127.0.0.1", service.port))
+        slow.request("GET", "/devices/big/frame")
+        answer = slow.getresponse()
+        service.process.terminate()
+        with self.assertRaises(subprocess.TimeoutExpired):
+            service.process.wait(1)
+        self.assertEqual(len(answer.read()), 4000 * 3000)
+        self.assertEqual(service.process.wait(60), 0)
+        service.process.stdout.close()
 
     def test_reads_its_configuration_anew(self):
         service = self.serve(TOP + KITCHEN)

@@ -3,6 +3,7 @@
 #include "service/album.h"
 #include "service/digest.h"
 #include "service/frame_store.h"
+#include "service/kept_bytes.h"
 #include "service/picture_order.h"
 #include "service/response.h"
 #include "service/schedule.h"
@@ -261,6 +262,17 @@ TEST(Request, NamesNothingOutsideTheAlbums) {
         EXPECT_ANY_THROW(album.open(name)) << name;
 }
 
+TEST(Album, ComesAndGoesWithItsFolder) {
+    const Files files({"album/a.png", "album/below/b.png"});
+    Album album({files / "album"});
+    EXPECT_EQ(album.listing()->size(), 2U);
+    fs::rename(files / "album", files / "away");
+    EXPECT_EQ(album.listing()->size(), 0U);
+    EXPECT_THROW(album.open("a.png"), std::exception);
+    fs::rename(files / "away", files / "album");
+    EXPECT_EQ(album.listing()->size(), 2U);
+}
+
 TEST(Digest, ComparesSecretsAndKnowsTheStandardsSums) {
     for (const char *text : {"", "secret", "secret-secret"}) {
         EXPECT_TRUE(same_secret(text, text));
@@ -298,4 +310,17 @@ TEST(FrameStore, RemovesWhatWasNotAskedForForLongest) {
     EXPECT_FALSE(store.find("b"));
     EXPECT_TRUE(store.find("c"));
     EXPECT_EQ(store.bytes(), 800U);
+}
+
+TEST(KeptBytes, ForgetsWhatWasNotAskedForForLongest) {
+    KeptBytes kept(12'000);
+    const auto bytes = std::make_shared<const Bytes>(5000, std::uint8_t{7});
+    kept.keep("a", bytes);
+    kept.keep("b", bytes);
+    EXPECT_EQ(kept.find("a"), bytes);
+    kept.keep("c", bytes);
+    kept.keep("c", bytes); // another thread was at it, too
+    EXPECT_EQ(kept.find("a"), bytes);
+    EXPECT_EQ(kept.find("b"), nullptr);
+    EXPECT_EQ(kept.find("c"), bytes);
 }

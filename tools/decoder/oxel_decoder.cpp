@@ -1,4 +1,5 @@
 // The program that decodes pictures: the other end of decoder_process.cpp.
+#include "base/descriptor.h"
 #include "decoder/decoder.h"
 #include "decoder/sandbox.h"
 #include "decoder/vips_modules.h"
@@ -7,10 +8,12 @@
 
 #include <algorithm>
 #include <cstring>
+#include <fcntl.h>
 #include <iostream>
 #include <new>
 #include <optional>
 #include <stdexcept>
+#include <string_view>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -21,6 +24,14 @@ namespace {
 void refuse(DecoderReply &reply, const char *reason) {
     reply.result = DecoderReply::refused;
     std::strncpy(reply.reason.data(), reason, reply.reason.size() - 1);
+}
+
+/// Where memory runs short, a decoder is to end before the process that asks, which loses all.
+void offer_to_end_first() {
+    const Descriptor score(open("/proc/self/oom_score_adj", O_WRONLY | O_CLOEXEC));
+    constexpr std::string_view most = "1000";
+    if (score && write(score.get(), most.data(), most.size()) < 0)
+        return; // then the kernel goes by size alone
 }
 
 /// The memory that the asking process shares, or memory of our own.
@@ -76,6 +87,7 @@ int main() {
         std::cerr << "oxel-decoder: only oxel starts it, to have pictures decoded\n";
         return 2;
     }
+    offer_to_end_first();
     limit_picture_threads(settings.threads);
     start_vips_without_modules();
     enter_sandbox(settings.limits);

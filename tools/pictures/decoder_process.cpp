@@ -264,6 +264,8 @@ class DecoderProcess {
             refuse(reply, time_refusal());
         } else if (end.si_status == SIGBUS) {
             refuse(reply, "was cut short while it was read");
+        } else if (end.si_status == SIGKILL) {
+            refuse(reply, "its decoder was killed, perhaps as memory ran short");
         } else {
             refuse(reply, std::string("its decoder crashed: ") + strsignal(end.si_status));
         }

@@ -19,6 +19,7 @@ namespace {
 
 constexpr std::int64_t nanoseconds_a_second = 1'000'000'000;
 constexpr int most_levels = 32;
+constexpr std::int64_t never_changed = -1; // of a folder that is not there
 
 std::int64_t now_in_nanoseconds() {
     timespec now{};
@@ -116,6 +117,8 @@ bool Album::is_unchanged() const {
         return false;
     return std::all_of(looked_into_.begin(), looked_into_.end(), [&](const auto &folder) {
         struct stat status{};
+        if (folder.second.nanoseconds == never_changed)
+            return stat(folder.first.c_str(), &status) != 0;
         // What changed while it was looked into may change again without a sign.
         return folder.second.nanoseconds + nanoseconds_a_second / 10 < looked_at_ &&
                stat(folder.first.c_str(), &status) == 0 &&
@@ -127,10 +130,14 @@ void Album::look() {
     auto listing = std::make_shared<AlbumListing>();
     looked_into_.clear();
     looked_at_ = now_in_nanoseconds();
-    for (const std::string &folder : folders_)
-        if (const Descriptor root = open_root(folder))
+    for (const std::string &folder : folders_) {
+        const Descriptor root = open_root(folder);
+        if (!root)
+            looked_into_[folder] = {never_changed, 0};
+        else
             list_folder(root, folder, folders_.size() == 1 ? "" : folder_name(folder) + "/",
                         most_levels, *listing, looked_into_);
+    }
     std::sort(listing->begin(), listing->end(),
               [](const AlbumPicture &a, const AlbumPicture &b) { return a.name < b.name; });
     listing_ = std::move(listing);

@@ -23,7 +23,7 @@ using AlbumListing = std::vector<AlbumPicture>; // by their names
 /// A picture's file, open, and what it was when it was opened.
 struct OpenPictureFile {
     Descriptor file;
-    std::string identity; // of the file and its version
+    std::string identity; // of the file and its version, on this machine
     std::int64_t changed;
 
     /// A name by which the decoder finds just this file, whatever has its old name by now.

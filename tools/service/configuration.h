@@ -25,6 +25,9 @@ struct PictureSource {
     std::string picture;
     std::vector<std::string> command;
     std::string address;
+
+    /// Whether its picture must be asked for.
+    bool is_asked() const { return !command.empty() || !address.empty(); }
 };
 
 struct DeviceConfiguration {

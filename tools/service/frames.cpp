@@ -12,7 +12,6 @@
 #include <ctime>
 #include <fcntl.h>
 #include <iostream>
-#include <stdexcept>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -38,19 +37,6 @@ constexpr int thumbnail_side = 320;
 
 const char *suffix_of(FrameForm form) {
     return form == FrameForm::frame ? ".frame" : form == FrameForm::gzip ? ".frame.gz" : ".png";
-}
-
-Bytes read_open_file(const OpenFile &file) {
-    Bytes bytes(file.bytes);
-    std::size_t done = 0;
-    while (done < bytes.size()) {
-        const ssize_t count = pread(file.file.get(), bytes.data() + done, bytes.size() - done,
-                                    static_cast<off_t>(done));
-        if (count <= 0)
-            throw Failure("cache", "a frame cannot be read");
-        done += static_cast<std::size_t>(count);
-    }
-    return bytes;
 }
 
 /// Of a picture's own, and of files that the configuration names.
@@ -184,7 +170,7 @@ std::optional<Frames::Units> Frames::units_of(const Device &device, Diligence di
         const auto known = units_.find(key);
         if (known != units_.end() && known->second.first == listing)
             return known->second.second;
-        if (diligence == Diligence::look)
+        if (diligence != Diligence::make)
             return std::nullopt;
     }
     std::vector<const AlbumPicture *> pictures;
@@ -216,11 +202,46 @@ std::optional<Frames::Units> Frames::units_of(const Device &device, Diligence di
     return units;
 }
 
-bool Frames::may_ask(const std::string &name) {
+/// Why it failed in the last seconds; nothing if it did not. Clocks may have been set back since.
+std::optional<std::string> Frames::failure_of(const std::string &key, std::int64_t seconds) {
+    const Moment now = clock_.now();
     const std::lock_guard lock(mutex_);
-    const auto failed = failed_.find(name);
-    return failed == failed_.end() || failed->second.first + asking_seconds < time(nullptr);
+    const auto failed = failed_.find(key);
+    if (failed == failed_.end() || now < failed->second.first ||
+        now >= failed->second.first + seconds)
+        return std::nullopt;
+    return failed->second.second;
 }
+
+void Frames::note_failure(const std::string &key, const std::string &reason) {
+    const Moment now = clock_.now();
+    const std::lock_guard lock(mutex_);
+    if (failed_.size() >= most_notes)
+        failed_.clear();
+    failed_[key] = {now, reason};
+}
+
+/// The right to make something, which one thread at a time has.
+class Frames::Making {
+  public:
+    Making(Frames &frames, std::string name) : frames_(frames), name_(std::move(name)) {
+        std::unique_lock lock(frames_.mutex_);
+        frames_.made_.wait(lock, [&] { return frames_.under_way_.insert(name_).second; });
+    }
+    Making(const Making &) = delete;
+    Making &operator=(const Making &) = delete;
+    ~Making() {
+        {
+            const std::lock_guard lock(frames_.mutex_);
+            frames_.under_way_.erase(name_);
+        }
+        frames_.made_.notify_all();
+    }
+
+  private:
+    Frames &frames_;
+    const std::string name_;
+};
 
 /// What was asked for in a slot is asked for once; as long as that fails, what came before is
 /// shown.
@@ -239,18 +260,21 @@ std::optional<OpenPictureFile> Frames::fetched(const Device &device, std::int64_
     const std::string name = name_of(slot);
     if (auto stored = store_.find(name))
         return picture_of(std::move(*stored), name);
-    if (may_ask(name)) {
+    if (!failure_of(name, asking_seconds)) {
         if (diligence == Diligence::look)
             return std::nullopt;
+        const Making making(*this, name);
+        if (auto stored = store_.find(name)) // another thread has asked meanwhile
+            return picture_of(std::move(*stored), name);
         try {
-            return picture_of(
-                store_.put(name, fetch_picture(device.configuration.id, source, most_fetched)),
-                name);
+            if (!failure_of(name, asking_seconds))
+                return picture_of(
+                    store_.put(name, fetch_picture(device.configuration.id, source, most_fetched)),
+                    name);
         } catch (const Failure &failure) {
             ++metrics_.fetch_failures;
             tell(device.configuration.id + ": " + failure.what());
-            const std::lock_guard lock(mutex_);
-            failed_[name] = {time(nullptr), failure.reason()};
+            note_failure(name, failure.reason());
         }
     }
     for (std::int64_t back = 1; back < most_steps_back; ++back)
@@ -292,13 +316,13 @@ std::optional<Frames::Pictures> Frames::pictures_at(const Device &device, std::i
     return pictures;
 }
 
-/// A cache that is full says nothing against the picture, which is not to be given up for it.
+/// A cache that cannot be written says nothing against the picture, which a panel waits for.
 OpenFile Frames::keep(const std::string &name, std::span<const std::uint8_t> bytes) {
     try {
         return store_.put(name, bytes);
     } catch (const Failure &failure) {
         tell(failure.what());
-        throw std::runtime_error(std::string("the frame cannot be kept: ") + failure.reason());
+        return store_.hold(name, bytes);
     }
 }
 
@@ -331,40 +355,24 @@ std::optional<ShownFrame> Frames::find(const Device &device, const Pictures &pic
         ++metrics_.cache_hits;
         return ShownFrame{key, std::move(*file)};
     }
-    {
-        std::unique_lock lock(mutex_);
-        const auto failed = failed_.find(key);
-        if (failed != failed_.end() && failed->second.first + failure_seconds > time(nullptr))
-            throw Failure(pictures.front().name, failed->second.second);
-        if (diligence == Diligence::look)
-            return std::nullopt;
-        made_.wait(lock, [&] { return under_way_.count(name) == 0; });
-        under_way_.insert(name);
-    }
-    const auto finish = [&](const std::string &reason) {
-        const std::lock_guard lock(mutex_);
-        under_way_.erase(name);
-        if (failed_.size() >= most_notes)
-            failed_.clear();
-        if (!reason.empty())
-            failed_[key] = {time(nullptr), reason};
-        made_.notify_all();
+    const auto expect_no_failure = [&] {
+        if (const auto reason = failure_of(key, failure_seconds))
+            throw Failure(pictures.front().name, *reason);
     };
-    try {
-        std::optional<OpenFile> file = store_.find(name); // another thread has made it meanwhile
-        if (!file) {
-            ++metrics_.cache_misses;
-            file = make(device, pictures, key, form);
-        }
-        finish("");
+    expect_no_failure();
+    if (diligence != Diligence::make)
+        return std::nullopt;
+    const Making making(*this, name);
+    if (auto file = store_.find(name)) // another thread has made it meanwhile
         return ShownFrame{key, std::move(*file)};
+    expect_no_failure();
+    try {
+        ++metrics_.cache_misses;
+        return ShownFrame{key, make(device, pictures, key, form)};
     } catch (const Failure &failure) {
-        finish(failure.reason());
+        note_failure(key, failure.reason());
         ++metrics_.render_failures;
         tell(failure.what());
-        throw;
-    } catch (...) {
-        finish("");
         throw;
     }
 }
@@ -401,7 +409,7 @@ std::optional<ShownFrame> Frames::thumbnail(const Album &album, const std::strin
     const std::string key = digest.hex();
     if (auto stored = store_.find(key + ".jpg"))
         return ShownFrame{key, std::move(*stored)};
-    if (diligence == Diligence::look)
+    if (diligence != Diligence::make)
         return std::nullopt;
     try {
         const ImageSize own = picture_size(file.path(), {});

@@ -4,6 +4,7 @@
 #include "service/device_frame.h"
 #include "service/frame_store.h"
 #include "service/metrics.h"
+#include "service/service_clock.h"
 
 #include <condition_variable>
 #include <map>
@@ -20,8 +21,8 @@ namespace oxel::tools {
 /// The forms in which a frame is kept.
 enum class FrameForm { frame, gzip, preview };
 
-/// Whether a call may take the time that decoding takes.
-enum class Diligence { look, make };
+/// What a call may take the time for: to look only, to ask sources as well, or also to decode.
+enum class Diligence { look, ask, make };
 
 /// A frame by its key, and what it shows.
 struct ShownFrame {
@@ -32,7 +33,8 @@ struct ShownFrame {
 /// Finds or makes the frames of devices. Any number of threads may do so at once.
 class Frames {
   public:
-    Frames(FrameStore &store, Metrics &metrics) : store_(store), metrics_(metrics) {}
+    Frames(FrameStore &store, Metrics &metrics, const ServiceClock &clock)
+        : store_(store), metrics_(metrics), clock_(clock) {}
 
     /// What a device shows at a step of its schedule; nothing if it is not there yet and must not
     /// be made. A picture that cannot be rendered leaves the one before it on the panel. Throws
@@ -47,8 +49,12 @@ class Frames {
     std::optional<ShownFrame> thumbnail(const Album &album, const std::string &name,
                                         Diligence diligence);
 
+    /// Of the file's bytes, which are read once.
+    std::string digest_of(const OpenPictureFile &file);
+
   private:
     using Pictures = std::vector<ShownPicture>;
+    class Making;
     using Units = std::vector<std::vector<std::string>>; // names that are shown together
 
     std::optional<Units> units_of(const Device &device, Diligence diligence);
@@ -57,9 +63,9 @@ class Frames {
                                         Diligence diligence);
     std::optional<OpenPictureFile> fetched(const Device &device, std::int64_t slot,
                                            Diligence diligence);
-    bool may_ask(const std::string &name);
+    std::optional<std::string> failure_of(const std::string &key, std::int64_t seconds);
+    void note_failure(const std::string &key, const std::string &reason);
     ShownPicture shown(const Device &device, const std::string &name);
-    std::string digest_of(const OpenPictureFile &file);
     std::string caption_of(const Device &device, const std::string &name, const Descriptor &folder,
                            const OpenPictureFile &file);
     std::optional<ShownFrame> find(const Device &device, const Pictures &pictures, FrameForm form,
@@ -70,12 +76,13 @@ class Frames {
 
     FrameStore &store_;
     Metrics &metrics_;
+    const ServiceClock &clock_;
     PanelTurns turns_;
     std::mutex mutex_; // of what follows
     std::condition_variable made_;
     std::set<std::string> under_way_;
-    std::map<std::string, std::pair<std::int64_t, std::string>> failed_; // keys: when, and why
-    std::map<std::string, std::string> digests_;                         // by files' identities
+    std::map<std::string, std::pair<Moment, std::string>> failed_; // keys: when, and why
+    std::map<std::string, std::string> digests_;                   // by files' identities
     std::map<std::string, std::string> days_;
     std::map<std::string, bool> portraits_;
     std::map<std::pair<const Album *, Order>, std::pair<std::shared_ptr<const AlbumListing>, Units>>

@@ -62,6 +62,18 @@ ResponseHandle body_of(Response &response) {
             response.file.file.release();
         return handle;
     }
+    if (response.kept && response.length > 0) {
+        using Kept = std::shared_ptr<const Bytes>;
+        auto held = std::make_unique<Kept>(response.kept);
+        auto *const start = const_cast<std::uint8_t *>(response.kept->data() + response.first);
+        ResponseHandle handle(MHD_create_response_from_buffer_with_free_callback_cls(
+                                  static_cast<std::size_t>(response.length), start,
+                                  [](void *kept) { delete static_cast<Kept *>(kept); }, held.get()),
+                              MHD_destroy_response);
+        if (handle)
+            held.release(); // it is deleted with the answer
+        return handle;
+    }
     const std::size_t bytes = response.file.file ? 0 : static_cast<std::size_t>(response.length);
     const char *const start = response.text.data() + (bytes > 0 ? response.first : 0);
     return {
@@ -91,7 +103,9 @@ unsigned connection_limit() {
 struct HttpServer::Daemon {
     Service &service;
     MHD_Daemon *daemon = nullptr;
-    std::atomic<int> under_way = 0;
+    std::atomic<int> begun = 0;     // requests whose heads are there, until their answers are out
+    std::atomic<int> under_way = 0; // those of them that the service is at
+    std::atomic<bool> ends = false;
 
     explicit Daemon(Service &served) : service(served) {}
 
@@ -107,6 +121,8 @@ struct HttpServer::Daemon {
             MHD_add_response_header(handle.get(), "Accept-Ranges", "bytes");
         }
         MHD_add_response_header(handle.get(), "X-Content-Type-Options", "nosniff");
+        if (ends) // who asks again is to find another service
+            MHD_add_response_header(handle.get(), "Connection", "close");
         service.metrics().count_answer(response.status);
         return MHD_queue_response(connection, static_cast<unsigned>(response.status), handle.get());
     }
@@ -114,6 +130,7 @@ struct HttpServer::Daemon {
     /// Reads a request's head. What is refused by it alone, is refused before its body.
     MHD_Result begin(MHD_Connection *connection, Exchange &exchange, const char *method) {
         exchange.request = std::make_shared<Request>();
+        ++begun;
         Request &request = *exchange.request;
         request.method = method;
         request.if_none_match = header(connection, "If-None-Match");
@@ -194,9 +211,11 @@ struct HttpServer::Daemon {
                                                    method, data, bytes);
     }
 
-    static void on_end(void *, MHD_Connection *, void **exchange, MHD_RequestTerminationCode) {
-        delete static_cast<Exchange *>(*exchange);
-        *exchange = nullptr;
+    static void on_end(void *self, MHD_Connection *, void **place, MHD_RequestTerminationCode) {
+        const std::unique_ptr<Exchange> exchange(static_cast<Exchange *>(*place));
+        *place = nullptr;
+        if (exchange && exchange->request)
+            --static_cast<Daemon *>(self)->begun;
     }
 
     /// What clients do wrong is no news.
@@ -224,7 +243,7 @@ HttpServer::HttpServer(Service &service, const std::string &host, int port)
         flags, static_cast<std::uint16_t>(port), nullptr, nullptr, Daemon::on_request,
         daemon_.get(), MHD_OPTION_SOCK_ADDR, address->ai_addr, MHD_OPTION_EXTERNAL_LOGGER,
         Daemon::on_message, nullptr, MHD_OPTION_URI_LOG_CALLBACK, Daemon::on_uri, nullptr,
-        MHD_OPTION_NOTIFY_COMPLETED, Daemon::on_end, nullptr, MHD_OPTION_THREAD_POOL_SIZE,
+        MHD_OPTION_NOTIFY_COMPLETED, Daemon::on_end, daemon_.get(), MHD_OPTION_THREAD_POOL_SIZE,
         static_cast<unsigned>(threads > 1 ? threads : 0), MHD_OPTION_CONNECTION_LIMIT,
         connection_limit(), MHD_OPTION_CONNECTION_MEMORY_LIMIT, connection_bytes,
         MHD_OPTION_CONNECTION_TIMEOUT, idle_seconds, MHD_OPTION_LISTENING_ADDRESS_REUSE, 1U,
@@ -237,15 +256,15 @@ HttpServer::~HttpServer() {
     const MHD_socket socket = MHD_quiesce_daemon(daemon_->daemon);
     if (socket != MHD_INVALID_SOCKET)
         close(socket);
+    daemon_->ends = true;
     using namespace std::chrono_literals;
-    for (int i = 0; i < 3000 && daemon_->under_way > 0; ++i)
+    for (int i = 0; i < 3000 && (daemon_->begun > 0 || daemon_->under_way > 0); ++i)
         std::this_thread::sleep_for(10ms);
     if (daemon_->under_way > 0) { // neither they nor their connections can be given up
         std::cerr << "oxel: " << daemon_->under_way << " requests were not finished\n"
                   << std::flush;
         std::_Exit(EXIT_FAILURE);
     }
-    std::this_thread::sleep_for(100ms); // what was answered last goes out
     MHD_stop_daemon(daemon_->daemon);
 }
 

@@ -6,6 +6,7 @@
 #include "service/request.h"
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -19,17 +20,20 @@ struct OpenFile {
     std::uint64_t bytes = 0;
 };
 
-/// An answer. Its body is `file`, if there is one, else `text`.
+/// An answer. Its body is `file` or `kept`, if there is one, else `text`.
 struct Response {
     int status = 200;
     std::vector<std::pair<std::string, std::string>> headers;
     std::string text;
     OpenFile file;
-    std::string etag;         // with its quotes; "" for what has none
-    std::uint64_t first = 0;  // what is sent of the body begins here
-    std::uint64_t length = 0; // and is so long
+    std::shared_ptr<const Bytes> kept; // in memory, which others send, too
+    std::string etag;                  // with its quotes; "" for what has none
+    std::uint64_t first = 0;           // what is sent of the body begins here
+    std::uint64_t length = 0;          // and is so long
 
-    std::uint64_t body_bytes() const { return file.file ? file.bytes : text.size(); }
+    std::uint64_t body_bytes() const {
+        return file.file ? file.bytes : kept ? kept->size() : text.size();
+    }
 };
 
 /// One line for people: also what is wrong.

@@ -8,10 +8,14 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <condition_variable>
 #include <csignal>
 #include <filesystem>
 #include <iostream>
 #include <malloc.h>
+#include <mutex>
+#include <stop_token>
 #include <sys/socket.h>
 #include <thread>
 #include <unistd.h>
@@ -37,6 +41,32 @@ std::shared_ptr<const Fleet> read_fleet(const ServeOptions &options) {
     if (configuration.site.empty())
         configuration.site = installed_site();
     return open_fleet(std::move(configuration));
+}
+
+/// A render wants as much memory as the one before gives back, and to get it anew from the system,
+/// page by page, would take a tenth of its time. But not each thread is to keep some.
+void keep_some_freed_memory() {
+    mallopt(M_ARENA_MAX, 2);
+    mallopt(M_MMAP_THRESHOLD, 32 * 1024 * 1024); // the most that is allowed
+    mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);
+}
+
+/// Gives the system what renders have left behind, once none came for a while.
+void return_memory(const std::stop_token &stop, const Metrics &metrics) {
+    std::mutex mutex;
+    std::condition_variable_any changed;
+    std::unique_lock lock(mutex);
+    std::uint64_t seen = 0;
+    std::uint64_t returned = 0;
+    while (!stop.stop_requested()) {
+        changed.wait_for(lock, stop, std::chrono::seconds(10), [] { return false; });
+        const std::uint64_t renders = metrics.renders + metrics.render_failures;
+        if (renders == seen && renders != returned) {
+            malloc_trim(0);
+            returned = renders;
+        }
+        seen = renders;
+    }
 }
 
 /// Signals, in the order in which they come.
@@ -83,9 +113,7 @@ void read_anew(const ServeOptions &options, Service &service) {
 } // namespace
 
 void serve(const ServeOptions &options) {
-    // Threads that render take and return much memory: without this each would keep some.
-    mallopt(M_ARENA_MAX, 2);
-    mallopt(M_MMAP_THRESHOLD, 128 * 1024);
+    keep_some_freed_memory();
     const ServiceClock clock(options.clock);
     const std::shared_ptr<const Fleet> fleet = read_fleet(options);
     const Configuration &configuration = fleet->configuration;
@@ -94,6 +122,8 @@ void serve(const ServeOptions &options) {
                          : static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
     const Signals signals;
     Service service(fleet, clock);
+    const std::jthread memory(
+        [&](const std::stop_token &stop) { return_memory(stop, service.metrics()); });
     const HttpServer server(service, configuration.host, configuration.port);
     const bool v6 = configuration.host.find(':') != std::string::npos;
     std::cout << "oxel: " << fleet->devices.size() << " devices at http://"

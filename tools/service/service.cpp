@@ -15,12 +15,16 @@
 #include <cstdlib>
 #include <iostream>
 #include <unistd.h>
+#include <utility>
 
 namespace oxel::tools {
 
 using nlohmann::ordered_json;
 
 namespace {
+
+/// They wait for others most of the time: for 20 s where a source is dead.
+constexpr int asking_threads = 8;
 
 constexpr std::uint64_t most_note_bytes = 4096; // of a crop
 
@@ -121,8 +125,8 @@ Service::Service(std::shared_ptr<const Fleet> fleet, const ServiceClock &clock)
     : clock_(clock), fleet_(std::move(fleet)),
       store_(fleet_->configuration.cache,
              std::uint64_t{1'000'000} * std::uint64_t(fleet_->configuration.cache_megabytes)),
-      moved_(fleet_->configuration.state), frames_(store_, metrics_), lookers_(2),
-      makers_(threads_of(fleet_->configuration)) {
+      moved_(fleet_->configuration.state), frames_(store_, metrics_, clock_),
+      makers_(threads_of(fleet_->configuration)), askers_(asking_threads), lookers_(2) {
     ahead_ = std::jthread([this](const std::stop_token &stop) {
         while (!stop.stop_requested()) {
             look_ahead();
@@ -193,10 +197,11 @@ std::optional<Response> Service::refused(const Request &request, const Fleet &fl
         const auto device = fleet.devices.find(path[1]);
         const std::string token =
             device == fleet.devices.end() ? "" : device->second.configuration.token;
-        const bool given = same_secret(bearer(request.authorization), token) ||
-                           same_secret(request.target.value("token"), token);
-        if (!token.empty())
+        if (!token.empty()) {
+            const bool given = same_secret(bearer(request.authorization), token) ||
+                               same_secret(request.target.value("token"), token);
             return given ? std::nullopt : std::optional(unauthorised());
+        }
         if (path[2] == "frame")
             return std::nullopt;
     }
@@ -218,6 +223,14 @@ std::optional<Response> Service::refusal(const Request &request, std::uint64_t b
 }
 
 std::optional<Response> Service::answer_at_once(const Request &request) {
+    try {
+        return find_at_once(request);
+    } catch (const std::exception &) { // whoever looks for it with more time tells why
+        return std::nullopt;
+    }
+}
+
+std::optional<Response> Service::find_at_once(const Request &request) {
     const std::vector<std::string> &path = request.target.path;
     if (path.size() == 1 && path[0] == "healthz")
         return line_response(200, "well");
@@ -235,36 +248,60 @@ std::optional<Response> Service::answer_at_once(const Request &request) {
     Slot slot{};
     {
         const std::lock_guard lock(known.mutex);
-        if (known.looked_at != now || known.fleet != now_held.get() || known.key.empty())
+        const bool lately = known.looked_at == now || known.looked_at + 1 == now;
+        if (!lately || known.fleet != now_held.get() || known.key.empty() || now >= known.slot.end)
+            return std::nullopt;
+        // One of those who ask in a second has it looked at anew, the others need not wait for
+        // that.
+        if (known.looked_at != now && std::exchange(known.looking_at, now) != now)
             return std::nullopt;
         frame.key = known.key;
         slot = known.slot;
         note_wake(request, known, now);
     }
-    auto file = store_.find(frame.key + (gzip ? ".frame.gz" : ".frame"));
-    if (!file)
-        return std::nullopt;
+    const std::string name = frame.key + (gzip ? ".frame.gz" : ".frame");
+    auto kept = store_.find_kept(name);
+    if (!kept) {
+        auto file = store_.find(name);
+        if (!file)
+            return std::nullopt;
+        frame.file = std::move(*file);
+    }
     ++metrics_.cache_hits;
-    frame.file = std::move(*file);
-    return frame_response(device->second, std::move(frame), slot, now, gzip);
+    Response response = frame_response(device->second, std::move(frame), slot, now, gzip);
+    response.kept = std::move(kept);
+    return response;
 }
 
 void Service::answer(const std::shared_ptr<Request> &request, std::function<void(Response)> done) {
-    const auto finish = std::make_shared<std::function<void(Response)>>(std::move(done));
-    const bool taken = lookers_.add([this, request, finish] {
-        if (Result response = answer_safely(*request, Diligence::look)) {
-            (*finish)(std::move(*response));
-            return;
-        }
-        const bool made = makers_.add([this, request, finish] {
-            Result response = answer_safely(*request, Diligence::make);
-            (*finish)(response ? std::move(*response) : not_found());
-        });
-        if (!made)
-            (*finish)(line_response(503, "too much waits already"));
+    answer_by(Diligence::look, request,
+              std::make_shared<std::function<void(Response)>>(std::move(done)));
+}
+
+void Service::answer_by(Diligence diligence, const std::shared_ptr<Request> &request,
+                        const std::shared_ptr<std::function<void(Response)>> &done) {
+    JobQueue &queue = diligence == Diligence::look  ? lookers_
+                      : diligence == Diligence::ask ? askers_
+                                                    : makers_;
+    const bool taken = queue.add([this, diligence, request, done] {
+        Result response = answer_safely(*request, diligence);
+        if (response || diligence == Diligence::make)
+            (*done)(response ? std::move(*response) : not_found());
+        else
+            answer_by(diligence == Diligence::look && asks_source(*request) ? Diligence::ask
+                                                                            : Diligence::make,
+                      request, done);
     });
     if (!taken)
-        (*finish)(line_response(503, "too much waits already"));
+        (*done)(line_response(503, "too much waits already"));
+}
+
+bool Service::asks_source(const Request &request) const {
+    const std::shared_ptr<const Fleet> held = fleet();
+    if (!is_device_part(request))
+        return false;
+    const auto device = held->devices.find(request.target.path[1]);
+    return device != held->devices.end() && device->second.configuration.source.is_asked();
 }
 
 Service::Result Service::answer_safely(Request &request, Diligence diligence) {
@@ -301,13 +338,14 @@ Service::Result Service::devices(Request &request, const Fleet &fleet, Diligence
     const auto device = fleet.devices.find(path[1]);
     if (device == fleet.devices.end() || path.size() != 3)
         return not_found();
-    return device_part(request, device->second, diligence);
+    return device_part(request, fleet, device->second, diligence);
 }
 
-Service::Result Service::device_part(Request &request, const Device &device, Diligence diligence) {
+Service::Result Service::device_part(Request &request, const Fleet &fleet, const Device &device,
+                                     Diligence diligence) {
     const std::string &part = request.target.path[2];
     if (part == "frame")
-        return frame(request, device, diligence);
+        return frame(request, fleet, device, diligence);
     if (part == "preview.png")
         return preview(device, diligence);
     if (part == "panel.json")
@@ -348,7 +386,8 @@ void Service::note_wake(const Request &request, Running &running, Moment now) {
         running.battery = std::to_string(level);
 }
 
-Service::Result Service::frame(Request &request, const Device &device, Diligence diligence) {
+Service::Result Service::frame(Request &request, const Fleet &fleet, const Device &device,
+                               Diligence diligence) {
     const std::string &id = device.configuration.id;
     const bool moves = request.target.has("next");
     if (moves && request.method == "GET" && diligence == Diligence::look)
@@ -360,7 +399,6 @@ Service::Result Service::frame(Request &request, const Device &device, Diligence
                                  gzip ? FrameForm::gzip : FrameForm::frame, diligence);
     if (!shown)
         return std::nullopt;
-    const std::shared_ptr<const Fleet> held = fleet();
     Running &known = running(id);
     {
         const std::lock_guard lock(known.mutex);
@@ -368,7 +406,7 @@ Service::Result Service::frame(Request &request, const Device &device, Diligence
         known.key = shown->key;
         known.slot = slot;
         known.looked_at = now;
-        known.fleet = held.get();
+        known.fleet = &fleet;
     }
     Response response = frame_response(device, std::move(*shown), slot, now, gzip);
     if (moves)
@@ -441,10 +479,8 @@ Service::Result Service::album_picture(Request &request, const Fleet &fleet, Alb
         response.etag = tag_of(shown->key);
         response.file = std::move(shown->file);
     } else {
-        Digest digest;
-        digest.add(file.identity);
         response.headers = {{"Content-Type", type_of_file(name)}};
-        response.etag = tag_of(digest.hex());
+        response.etag = tag_of(frames_.digest_of(file));
         const off_t bytes = lseek(file.file.get(), 0, SEEK_END);
         response.file = {std::move(file.file),
                          static_cast<std::uint64_t>(std::max<off_t>(0, bytes))};
@@ -488,7 +524,7 @@ Service::Result Service::upload(Request &request, const Fleet &fleet, Diligence 
         return line_response(404, "?device= must name a device");
     if (!request.body || request.body_bytes == 0)
         return line_response(400, "a picture must come as the body");
-    if (diligence == Diligence::look)
+    if (diligence != Diligence::make)
         return std::nullopt;
     const bool preview = request.target.has("preview");
     try {
@@ -592,24 +628,27 @@ void Service::look_ahead() {
         if (known.ahead_until == slot.end)
             continue;
         known.ahead_until = slot.end;
-        makers_.add_ahead([this, name = id, slot] { make_ahead(name, slot); });
+        const bool asks = device.configuration.source.is_asked();
+        (asks ? askers_ : makers_).add_ahead([this, name = id, slot, asks] {
+            make_ahead(name, slot, asks ? Diligence::ask : Diligence::make);
+        });
     }
 }
 
-void Service::make_ahead(const std::string &id, const Slot &slot) {
+void Service::make_ahead(const std::string &id, const Slot &slot, Diligence diligence) {
     const std::shared_ptr<const Fleet> held = fleet();
     const auto device = held->devices.find(id);
     if (device == held->devices.end())
         return;
-    const DeviceConfiguration &configuration = device->second.configuration;
     // What a source gives in the next slot, it gives then.
-    const bool asks =
-        !configuration.source.command.empty() || !configuration.source.address.empty();
+    const int slots = device->second.configuration.source.is_asked() ? 1 : 2;
     try {
         const std::int64_t moved = moved_.of(id);
-        for (std::int64_t next = 0; next < (asks ? 1 : 2); ++next)
-            frames_.at_step(device->second, slot.number + next + moved, slot.number + next,
-                            FrameForm::frame, Diligence::make);
+        for (std::int64_t next = 0; next < slots; ++next)
+            if (!frames_.at_step(device->second, slot.number + next + moved, slot.number + next,
+                                 FrameForm::frame, diligence) &&
+                diligence == Diligence::ask)
+                makers_.add_ahead([this, id, slot] { make_ahead(id, slot, Diligence::make); });
     } catch (const std::exception &) { // whoever asks for it is told
     }
 }

@@ -54,6 +54,7 @@ class Service {
         std::string key; // of the frame that is shown
         Slot slot{};
         Moment looked_at = -1;
+        Moment looking_at = -1; // somebody is at it, or was
         Moment last_wake = 0;
         std::string battery;
         Moment ahead_until = -1;      // its frames are made up to the end of this slot
@@ -68,11 +69,16 @@ class Service {
     std::optional<Response> refused(const Request &request, const Fleet &fleet);
     Response unauthorised();
 
+    std::optional<Response> find_at_once(const Request &request);
+    void answer_by(Diligence diligence, const std::shared_ptr<Request> &request,
+                   const std::shared_ptr<std::function<void(Response)>> &done);
+    bool asks_source(const Request &request) const;
     Result route(Request &request, Diligence diligence);
     Result answer_safely(Request &request, Diligence diligence);
     Result devices(Request &request, const Fleet &fleet, Diligence diligence);
-    Result device_part(Request &request, const Device &device, Diligence diligence);
-    Result frame(Request &request, const Device &device, Diligence diligence);
+    Result device_part(Request &request, const Fleet &fleet, const Device &device,
+                       Diligence diligence);
+    Result frame(Request &request, const Fleet &fleet, const Device &device, Diligence diligence);
     Result preview(const Device &device, Diligence diligence);
     Result albums(Request &request, const Fleet &fleet, Diligence diligence);
     Result album_picture(Request &request, const Fleet &fleet, Album &album,
@@ -87,7 +93,7 @@ class Service {
                             bool gzip);
     void note_wake(const Request &request, Running &running, Moment now);
     void look_ahead();
-    void make_ahead(const std::string &id, const Slot &slot);
+    void make_ahead(const std::string &id, const Slot &slot, Diligence diligence);
 
     const ServiceClock &clock_;
     mutable std::mutex mutex_; // of what follows
@@ -98,8 +104,9 @@ class Service {
     FrameStore store_;
     MovedSteps moved_;
     Frames frames_;
-    JobQueue lookers_; // never decode, so that what is there is answered at once
     JobQueue makers_;
+    JobQueue askers_;  // of sources, so that no render waits for a slow one
+    JobQueue lookers_; // never decode, so that what is there is answered at once
     std::jthread ahead_;
 };
 

@@ -29,9 +29,10 @@ if grep -v '^[/$]' "$root/run-paths"; then
     exit 1
 fi
 
-# What pip does with a clone: a source distribution, and of that a wheel.
+# What pip does with a clone: a source distribution, and of that a wheel, here of what compiles soonest.
 (
     unset CFLAGS LDFLAGS
+    export CMAKE_ARGS="-DOXEL_FORMS=portable -DOXEL_BUILT_IN_PACKAGES=$build/tools/built_in_packages.cpp"
     hook() { # SOURCES HOOK
         PYTHONPATH=$1/python /usr/bin/python3 -c \
             "import sys, wheel_backend; wheel_backend.$2(sys.argv[1])" "$root" >"$root/log"
