@@ -298,6 +298,23 @@ TEST(PatchSimulation, DiffusesLikeTheLibrary) {
     }
 }
 
+TEST(PatchSimulation, TextureChangesHardlyAnyMean) {
+    for (double byte = 20; byte < 200; byte += 0.37) {
+        const Vector3 colour{byte, byte + 0.8, byte + 2.3};
+        const DitheredBytes plain(colour), textured(colour, 8);
+        Vector3 difference{};
+        double spread = 0;
+        for (std::size_t i = 0; i < DitheredBytes::thresholds; ++i) {
+            const Vector3 rise = to_vector(textured.at(i)) - to_vector(plain.at(i));
+            difference = difference + rise;
+            spread = std::max(spread, rise[0]);
+        }
+        for (const double sum : difference) // of one threshold that falls on a step, at most
+            EXPECT_LE(std::abs(sum) / DitheredBytes::thresholds, 0.25) << byte;
+        EXPECT_EQ(spread, 16);
+    }
+}
+
 TEST(PackageBuilder, MakesPackagesThatRenderBlackAndWhiteInPureInk) {
     for (const auto &[palette, dimension] : degenerate) {
         const Characterisation panel(palette);
@@ -338,10 +355,10 @@ TEST(PackageBuilder, MakesTheSameBytesEverywhere) {
         BuildOptions options;
         std::uint32_t crc;
     } packages[] = {
-        {six, {.intent = Intent::perceptual}, 0xAFD48410},
-        {six, {.intent = Intent::vivid, .tuning = Tuning::jjn}, 0x5722AEE3},
-        {six, {.intent = Intent::absolute, .tuning = Tuning::stucki}, 0x917B5D5C},
-        {cube, {.intent = Intent::absolute, .tuning = Tuning::floyd}, 0x708617E2},
+        {six, {.intent = Intent::perceptual}, 0x131C51F5},
+        {six, {.intent = Intent::vivid, .tuning = Tuning::jjn}, 0x8DF53183},
+        {six, {.intent = Intent::absolute, .tuning = Tuning::stucki}, 0xEADF2DE1},
+        {cube, {.intent = Intent::absolute, .tuning = Tuning::floyd}, 0x0B976074},
     };
     for (const auto &[palette, options, crc] : packages)
         EXPECT_EQ(package_crc(build_package(panel_colours(palette), options)), crc)
@@ -425,16 +442,18 @@ TEST(PackageBuilder, KeepsGreysInTheirOrderAndWithoutACast) {
     for (const auto &[palette, cast] : panels)
         for (const auto &[tuning, mode, jump] :
              {std::tuple(Tuning::floyd, DITHER_FLOYD_SERPENTINE, 4.0),
-              std::tuple(Tuning::jjn, DITHER_JJN, 9.0)}) {
+              std::tuple(Tuning::jjn, DITHER_JJN, 4.0),
+              std::tuple(Tuning::stucki, DITHER_STUCKI_SERPENTINE, 4.5)}) {
             const Characterisation panel(palette);
             const BuiltTables tables = build_tables(panel, {.tuning = tuning});
             const RampFigures greys =
                 judge_greys(panel, GamutMapping(panel, Intent::perceptual), tables)[mode];
-            EXPECT_LT(bare_step_back(panel, tables, mode), 2) << palette.size() << " colours";
+            if (tuning == Tuning::floyd) { // others have a texture, which only a preparation mixes
+                EXPECT_LT(bare_step_back(panel, tables, mode), 2) << palette.size() << " colours";
+            }
             EXPECT_LT(greys.step_back, 0.8) << palette.size() << " colours, mode " << mode;
             EXPECT_LT(greys.jump, jump) << palette.size() << " colours, mode " << mode;
-            EXPECT_LT(greys.cast, tuning == Tuning::floyd ? cast : 2 * cast)
-                << palette.size() << " colours, mode " << mode;
+            EXPECT_LT(greys.cast, cast) << palette.size() << " colours, mode " << mode;
         }
 }
 

@@ -24,6 +24,12 @@ constexpr double middle_byte(std::size_t step) {
     return 4 * double(step) + 1.5;
 }
 
+/// Noise that a table can have in itself: a picture that is dithered onto its grid takes three
+/// steps of a channel equally often, so it brings no change of tone.
+constexpr int texture_of_step(std::size_t step) {
+    return step % 3 == 0 ? 2 : -1;
+}
+
 } // namespace oxel::tools
 
 #endif

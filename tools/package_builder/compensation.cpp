@@ -128,7 +128,7 @@ std::vector<GreyStep> solved_greys(const Characterisation &panel,
     for (std::size_t step = 0; step < cell_steps; ++step) {
         const Vector3 &light = targets[(step * cell_steps + step) * cell_steps + step];
         goals.push_back(solver.goal(srgb_from_light(light)));
-        greys.push_back({light, {}, is_palette_colour(panel, light)});
+        greys.push_back({light, {}, {}, is_palette_colour(panel, light)});
     }
     for (std::size_t done = 0; done < cell_steps; done += PatchSimulation::lanes) {
         const auto first = goals.begin() + std::ptrdiff_t(done);
@@ -136,8 +136,8 @@ std::vector<GreyStep> solved_greys(const Characterisation &panel,
             solver.solve({first, first + std::ptrdiff_t(PatchSimulation::lanes)});
         for (std::size_t i = 0; i < given.size(); ++i) {
             GreyStep &grey = greys[done + i];
-            grey.bytes =
-                to_bytes(grey.fixed ? add_rounding_loss(srgb_from_light(grey.wanted)) : given[i]);
+            grey.given = grey.fixed ? add_rounding_loss(srgb_from_light(grey.wanted)) : given[i];
+            grey.bytes = to_bytes(grey.given);
         }
     }
     solve_grey_ramp(greys, solver, panel.lights()[panel.white()]);
@@ -165,7 +165,9 @@ compensate(const Characterisation &panel, const std::vector<Vector3> &targets,
         } else if (red == green && green == blue) { // the eye sees a cast of greys first
             bytes = greys[red].bytes;
         } else {
-            bytes = to_bytes(corrected(lattice, colours[cell]));
+            const Vector3 given = corrected(lattice, colours[cell]);
+            const double rise = solver.texture(given) * texture_of_step(green);
+            bytes = to_bytes(given + Vector3{rise, rise, rise});
         }
         table.insert(table.end(), bytes.begin(), bytes.end());
     });

@@ -1,44 +1,82 @@
 #include "package_builder/grey_ramp.h"
 
+#include "package_builder/cells.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <limits>
 #include <map>
+#include <span>
 #include <utility>
 
 namespace oxel::tools {
 
 namespace {
 
-/// What is shown is judged here between two cells.
-constexpr std::array<double, 2> places = {0.125, 0.625};
+/// What is shown is judged here between two cells; of a ramp with a texture at more places, since
+/// it bends more.
+constexpr std::array<double, 2> plain_places = {0.125, 0.625};
+constexpr std::array<double, 3> textured_places = {0.1, 0.4333, 0.7667};
 
-constexpr int joint_rounds = 6;
+/// Where faults are looked for that are left.
+constexpr std::array<double, 6> mending_places = {0.02, 0.19, 0.36, 0.52, 0.69, 0.86};
+
 constexpr double joint_step = 0.8;
-constexpr int descents = 4;
 constexpr Vector3 moves[] = {{1, 1, 1}, {1, 0, 0}, {0, 1, 0}, {0, 0, 1}}; // either way
 
 /// Costs of a place: below the one a cell stays as it is, above the other it is moved further.
 constexpr double good_enough = 0.4;
 constexpr double bad = 1.5;
 
+/// How a ramp is solved: rounds over all of it, descents from there, and descents of cells whose
+/// faults cost more than so much. With a texture a round does more, and a simulation takes longer.
+struct Effort {
+    std::span<const double> places;
+    int rounds;
+    int descents;
+    int mending_descents;
+    double some_faults;
+};
+constexpr Effort plain_effort = {plain_places, 6, 4, 3, 1};
+constexpr Effort textured_effort = {textured_places, 12, 1, 1, 6};
+constexpr Effort effort_of_few = {textured_places, 12, 4, 4, 1}; // colours, whose rest is soon done
+
 /// Of a step back against a miss, both in L*. Such steps are seen as edges.
 constexpr double order_weight = 10;
 
-/// Of a cell by itself, as pictures that are not prepared show it, against a place.
+/// Of what L* rises beyond the limit from a place to the one a cell further on, against a miss.
+constexpr double leap_weight = 4;
+constexpr double leap_limit = 3;
+
+/// Of a cast beyond the limit, where no cast is wanted, against a miss.
+constexpr double cast_weight = 4;
+constexpr double cast_limit = 1.3;
+
+/// Of a cell by itself, as pictures that are not prepared show it, against a place. A texture's
+/// cells mean nothing by themselves.
 constexpr double bare_weight = 0.5;
 
 /// Near grey, a cast strikes more than a step of lightness.
 constexpr Vector3 miss_weights = {1, 3, 2};
 
+double chroma(const Vector3 &lab) {
+    return std::sqrt(lab[1] * lab[1] + lab[2] * lab[2]);
+}
+
+int sum_of(const RgbBytes &bytes) {
+    return bytes[0] + bytes[1] + bytes[2];
+}
+
 class Ramp {
   public:
-    Ramp(std::vector<GreyStep> &steps, const PatchSolver &solver, const Vector3 &white)
-        : steps_(steps), solver_(solver), white_(white) {
+    Ramp(std::vector<GreyStep> &steps, const PatchSolver &solver, const Vector3 &white,
+         std::span<const double> places)
+        : steps_(steps), solver_(solver), white_(white), textured_(solver.loses_small_errors()),
+          places_(places) {
         for (std::size_t at = 0; at < size(); ++at) {
-            const double share = places[at % places.size()];
-            const std::size_t low = at / places.size();
+            const double share = places_[at % places_.size()];
+            const std::size_t low = at / places_.size();
             const auto between = [&](auto f) {
                 return (1 - share) * f(steps[low].wanted) + share * f(steps[low + 1].wanted);
             };
@@ -48,10 +86,12 @@ class Ramp {
         }
     }
 
-    void iterate() {
+    void iterate(int rounds) {
         std::vector<Vector3> given;
         for (const GreyStep &step : steps_)
-            given.push_back(to_vector(step.bytes));
+            given.push_back(step.given);
+        if (textured_)
+            round_off(given);
         std::vector<GreyStep> best = steps_;
         double least = std::numeric_limits<double>::infinity();
         for (int round = 0;; ++round) {
@@ -60,7 +100,7 @@ class Ramp {
                 least = now;
                 best = steps_;
             }
-            if (round == joint_rounds)
+            if (round == rounds)
                 break;
             std::vector<Vector3> misses(size());
             for (std::size_t at = 0; at < size(); ++at)
@@ -80,17 +120,19 @@ class Ramp {
         steps_ = best;
     }
 
-    void descend() {
+    /// Moves cells while that helps; those only about which faults cost more than so much.
+    void descend(int descents, double some_faults) {
         std::vector<Shown> shown = shown_at(0, size());
         std::vector<DitheredBytes> cells;
         for (const GreyStep &step : steps_)
             cells.emplace_back(step.bytes);
-        bare_ = show(cells);
+        bare_ = textured_ ? std::vector<Shown>(steps_.size()) : show(cells);
         std::vector<bool> moved(steps_.size(), true);
         for (int descent = 0; descent < descents; ++descent) {
             const std::vector<bool> before = moved; // a cell settles when its neighbourhood has
             for (std::size_t i = 1; i + 1 < steps_.size(); ++i)
                 moved[i] = !steps_[i].fixed && (before[i - 1] || before[i] || before[i + 1]) &&
+                           (some_faults == 0 || faults_about(i, shown) > some_faults) &&
                            move(i, shown);
         }
     }
@@ -98,13 +140,13 @@ class Ramp {
   private:
     using Shown = PatchSolver::Shown;
 
-    std::size_t size() const { return places.size() * (steps_.size() - 1); }
+    std::size_t size() const { return places_.size() * (steps_.size() - 1); }
 
     DitheredBytes at(std::size_t place) const {
         std::array<RgbBytes, cell_steps> table;
         for (std::size_t i = 0; i < cell_steps; ++i)
             table[i] = steps_[i].bytes;
-        return {table, double(place / places.size()) + places[place % places.size()]};
+        return {table, double(place / places_.size()) + places_[place % places_.size()]};
     }
 
     std::vector<Shown> shown_at(std::size_t begin, std::size_t end) const {
@@ -131,11 +173,11 @@ class Ramp {
     /// Calls `f` with the places that a cell has a share in, and the share.
     template <class F>
     void for_each_place_about(std::size_t step, F f) const {
-        for (std::size_t i = 0; i < places.size(); ++i) {
+        for (std::size_t i = 0; i < places_.size(); ++i) {
             if (step > 0)
-                f((step - 1) * places.size() + i, places[i]);
+                f((step - 1) * places_.size() + i, places_[i]);
             if (step + 1 < steps_.size())
-                f(step * places.size() + i, 1 - places[i]);
+                f(step * places_.size() + i, 1 - places_[i]);
         }
     }
 
@@ -147,10 +189,33 @@ class Ramp {
                 rest = {};
                 continue;
             }
-            const Vector3 exact = given[i] + rest;
-            steps_[i].bytes = to_bytes(exact);
-            rest = exact - to_vector(steps_[i].bytes);
+            const double rise = solver_.texture(given[i]) * texture_of_step(i);
+            const Vector3 exact = given[i] + rest + Vector3{rise, rise, rise};
+            RgbBytes &bytes = steps_[i].bytes;
+            bytes = to_bytes(exact);
+            if (falls(i, bytes))
+                for (std::size_t channel = 0; channel < 3; ++channel)
+                    bytes[channel] = std::max(bytes[channel], steps_[i - 3].bytes[channel]);
+            rest = exact - to_vector(bytes);
+            for (double &channel : rest)
+                channel = std::clamp(channel, -1.0, 1.0);
         }
+    }
+
+    /// Whether these bytes would let a cell with a texture be darker than its like three cells
+    /// before. What a picture mixes of the ramp rises only if each of the three kinds of cells
+    /// does.
+    bool falls(std::size_t step, const RgbBytes &bytes) const {
+        return textured_ && step >= 3 && sum_of(bytes) < sum_of(steps_[step - 3].bytes);
+    }
+
+    /// Whether a move makes a cell fall, or the one that is three cells on.
+    bool disorders(std::size_t step, const RgbBytes &moved) const {
+        const RgbBytes &bytes = steps_[step].bytes;
+        if (sum_of(moved) < sum_of(bytes))
+            return falls(step, moved);
+        return textured_ && step + 3 < steps_.size() && sum_of(moved) > sum_of(bytes) &&
+               sum_of(moved) > sum_of(steps_[step + 3].bytes);
     }
 
     double miss(const Shown &shown, const Vector3 &wanted) const {
@@ -180,13 +245,60 @@ class Ramp {
     double disorder(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
         double sum = 0;
         for (std::size_t low = begin; low < end; ++low)
-            for (std::size_t high = low + 1; high < std::min(end, low + 1 + 2 * places.size());
+            for (std::size_t high = low + 1; high < std::min(end, low + 1 + 2 * places_.size());
                  ++high)
                 sum += step_back(shown[low], shown[high]);
         return sum;
     }
 
+    /// How much more L* rises from one place to the one a cell further on than it should at most.
+    double leaps(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
+        double sum = 0;
+        for (std::size_t low = begin; low + places_.size() < end; ++low) {
+            const Shown &high = shown[low + places_.size()];
+            for (std::size_t mode = 0; mode < high.size(); ++mode)
+                sum += high[mode].weight *
+                       std::max(0.0, lab_from_light(high[mode].light, white_)[0] -
+                                         lab_from_light(shown[low][mode].light, white_)[0] -
+                                         leap_limit);
+        }
+        return sum;
+    }
+
+    double casts(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
+        double sum = 0;
+        for (std::size_t place = begin; place < end; ++place)
+            if (chroma(wanted_lab_[place]) < cast_limit / 2)
+                for (const auto &[light, weight] : shown[place])
+                    sum +=
+                        weight * std::max(0.0, chroma(lab_from_light(light, white_)) - cast_limit);
+        return sum;
+    }
+
+    /// The cost of what strikes the eye, between places from one to another.
+    double faults(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
+        const std::size_t reach = 2 * places_.size();
+        const std::size_t first = begin < reach ? 0 : begin - reach;
+        const std::size_t last = std::min(size(), end + reach);
+        return order_weight * disorder(shown, first, last) +
+               leap_weight * leaps(shown, first, last) + cast_weight * casts(shown, begin, end);
+    }
+
+    double faults_about(std::size_t step, const std::vector<Shown> &shown) const {
+        return faults(shown, begin_about(step), end_about(step));
+    }
+
+    /// The places that a cell has a share in.
+    std::size_t begin_about(std::size_t step) const {
+        return (step < 2 ? 0 : step - 2) * places_.size();
+    }
+    std::size_t end_about(std::size_t step) const {
+        return std::min((step + 2) * places_.size(), size());
+    }
+
     double bare_cost(std::size_t step, const Shown &shown) const {
+        if (textured_)
+            return 0;
         double back = 0;
         for (std::size_t low = step < 2 ? 0 : step - 2; low < step; ++low)
             back += step_back(bare_[low], shown);
@@ -200,15 +312,13 @@ class Ramp {
         double sum = 0;
         for (std::size_t place = begin; place < end; ++place)
             sum += miss(shown[place], wanted_lab_[place]);
-        const std::size_t reach = 2 * places.size();
-        return sum + order_weight * disorder(shown, begin < reach ? 0 : begin - reach,
-                                             std::min(size(), end + reach));
+        return sum + faults(shown, begin, end);
     }
 
     /// Moves a cell to the best of its neighbours, if that is another. `shown` is kept up to date.
     bool move(std::size_t step, std::vector<Shown> &shown) {
-        const std::size_t begin = (step < 2 ? 0 : step - 2) * places.size();
-        const std::size_t end = std::min((step + 2) * places.size(), size());
+        const std::size_t begin = begin_about(step);
+        const std::size_t end = end_about(step);
         const RgbBytes start = steps_[step].bytes;
         RgbBytes best = start;
         double least = cost(shown, begin, end) + bare_cost(step, bare_[step]);
@@ -228,19 +338,22 @@ class Ramp {
             candidates.push_back(neighbour);
         candidates.push_back(to_bytes(
             0.5 * (to_vector(steps_[step - 1].bytes) + to_vector(steps_[step + 1].bytes))));
+        std::erase_if(candidates,
+                      [&](const RgbBytes &candidate) { return disorders(step, candidate); });
         for (const RgbBytes &candidate : candidates) {
             steps_[step].bytes = candidate;
             for (std::size_t place = begin; place < end; ++place)
                 colours.push_back(at(place));
-            colours.emplace_back(candidate);
+            if (!textured_)
+                colours.emplace_back(candidate);
         }
         const std::vector<Shown> moved = show(colours);
         std::vector<Shown> best_shown(shown.begin() + std::ptrdiff_t(begin),
                                       shown.begin() + std::ptrdiff_t(end));
         Shown best_bare = bare_[step];
         for (std::size_t i = 0; i < candidates.size(); ++i) {
-            const auto first = moved.begin() + std::ptrdiff_t(i * (end - begin + 1));
-            const Shown &bare = first[std::ptrdiff_t(end - begin)];
+            const auto first = moved.begin() + std::ptrdiff_t(i * (end - begin + !textured_));
+            const Shown &bare = textured_ ? bare_[step] : first[std::ptrdiff_t(end - begin)];
             std::copy_n(first, end - begin, shown.begin() + std::ptrdiff_t(begin));
             if (const double now = cost(shown, begin, end) + bare_cost(step, bare); now < least) {
                 least = now;
@@ -258,6 +371,8 @@ class Ramp {
     std::vector<GreyStep> &steps_;
     const PatchSolver &solver_;
     Vector3 white_;
+    bool textured_;
+    std::span<const double> places_;
     std::vector<Vector3> wanted_srgb_; // by place
     std::vector<Vector3> wanted_lab_;
     std::vector<Shown> bare_; // by cell
@@ -268,9 +383,14 @@ class Ramp {
 
 void solve_grey_ramp(std::vector<GreyStep> &ramp, const PatchSolver &solver, const Vector3 &white) {
     ramp.front().fixed = ramp.back().fixed = true;
-    Ramp joint(ramp, solver, white);
-    joint.iterate();
-    joint.descend();
+    constexpr std::size_t few = 4;
+    const Effort &effort = !solver.loses_small_errors() ? plain_effort
+                           : solver.colours() > few     ? textured_effort
+                                                        : effort_of_few;
+    Ramp joint(ramp, solver, white, effort.places);
+    joint.iterate(effort.rounds);
+    joint.descend(effort.descents, 0);
+    Ramp(ramp, solver, white, mending_places).descend(effort.mending_descents, effort.some_faults);
 }
 
 } // namespace oxel::tools

@@ -7,9 +7,11 @@
 
 namespace oxel::tools {
 
-/// A cell of the ramp: the light wanted, and whether its bytes are to stay.
+/// A cell of the ramp: the light wanted, its bytes without a texture, not rounded, and as they are,
+/// and whether they are to stay.
 struct GreyStep {
     Vector3 wanted;
+    Vector3 given;
     RgbBytes bytes;
     bool fixed;
 };

@@ -48,11 +48,10 @@ struct Tables {
 using Indices = std::array<std::uint8_t, patches_together>;
 
 constexpr std::size_t thresholds = DitheredBytes::thresholds;
-constexpr int threshold_width = grid_steps / int(thresholds); // of the preparation's
-constexpr std::size_t noise_size = 96;                        // it repeats in larger patches
+constexpr std::size_t noise_size = 96; // it repeats in larger patches
 
 constexpr int middle_of(std::size_t threshold) {
-    return threshold_width * int(threshold) + threshold_width / 2;
+    return (2 * int(threshold) + 1) * grid_steps / (2 * int(thresholds));
 }
 
 /// Of the pixels of a row, the first `noise_size`.
@@ -61,8 +60,8 @@ const std::uint8_t *thresholds_of_row(std::size_t y) {
         std::vector<std::uint8_t> levels;
         for (std::size_t place = 0; place < noise_size * noise_size; ++place)
             levels.push_back(std::uint8_t(grid_threshold(std::uint32_t(place % noise_size),
-                                                         std::uint32_t(place / noise_size)) /
-                                          threshold_width));
+                                                         std::uint32_t(place / noise_size)) *
+                                          int(thresholds) / grid_steps));
         return levels;
     }();
     return &noise[y % noise_size * noise_size];
@@ -246,14 +245,22 @@ Vector3 mean(std::span<const Vector3> vectors) {
     return 1 / double(vectors.size()) * sum;
 }
 
-DitheredBytes::DitheredBytes(const Vector3 &rgb) {
+DitheredBytes::DitheredBytes(const Vector3 &rgb, double texture) {
+    std::array<int, 3> rests{}, places{};
     for (std::size_t channel = 0; channel < 3; ++channel) {
         const double value = std::clamp(rgb[channel], 0.0, 255.0);
-        const int rest = static_cast<int>(std::max(value - 1.5, 0.0)) % 4;
-        const auto place = static_cast<int>(grid_steps * (value - rest) / 4 + 0.5);
-        for (std::size_t threshold = 0; threshold < thresholds; ++threshold)
-            by_threshold_[threshold][channel] =
-                static_cast<std::uint8_t>(4 * grid_cell(place, middle_of(threshold)) + rest);
+        rests[channel] = static_cast<int>(std::max(value - 1.5, 0.0)) % 4;
+        places[channel] = static_cast<int>(grid_steps * (value - rests[channel]) / 4 + 0.5);
+    }
+    const int unit = static_cast<int>(texture + 0.5);
+    for (std::size_t threshold = 0; threshold < thresholds; ++threshold) {
+        std::array<int, 3> steps{};
+        for (std::size_t channel = 0; channel < 3; ++channel)
+            steps[channel] = grid_cell(places[channel], middle_of(threshold));
+        const int rise = unit * texture_of_step(std::size_t(steps[1]));
+        for (std::size_t channel = 0; channel < 3; ++channel)
+            by_threshold_[threshold][channel] = static_cast<std::uint8_t>(
+                std::clamp(4 * steps[channel] + rests[channel] + rise, 0, 255));
     }
 }
 

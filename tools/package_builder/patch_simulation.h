@@ -23,12 +23,14 @@ Vector3 mean(std::span<const Vector3> vectors);
 /// the gamut table before it is rendered, so its pixels ask for neighbouring cells in turn.
 class DitheredBytes {
   public:
-    static constexpr std::size_t thresholds = 64; // of the preparation's, as many as are told apart
+    /// Of the preparation's, as many as are told apart: a third of them are a whole number.
+    static constexpr std::size_t thresholds = 96;
 
     DitheredBytes(const RgbBytes &flat) { by_threshold_.fill(flat); } // NOLINT: as good as bytes
 
-    /// Channels that need not be whole: bytes four apart, as cells mostly are, with just this mean.
-    explicit DitheredBytes(const Vector3 &rgb);
+    /// Channels that need not be whole: bytes four apart, as cells mostly are, with just this mean,
+    /// and a table's texture.
+    explicit DitheredBytes(const Vector3 &rgb, double texture = 0);
 
     /// What a table of greys has, from 0 to 63.
     DitheredBytes(std::span<const RgbBytes, cell_steps> greys, double place);

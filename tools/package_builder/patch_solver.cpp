@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstddef>
 #include <iterator>
+#include <limits>
 
 namespace oxel::tools {
 
@@ -13,12 +14,21 @@ constexpr int rounds = 6;          // of the fixed-point iteration
 constexpr int rounds_averaged = 3; // the last ones; they sway about the fixed point
 constexpr PatchSimulation::Area patch = {.size = 48, .border = 10};
 constexpr PatchSimulation::Area fine_patch = {.size = 68, .border = 6, .lead = 38};
+constexpr PatchSimulation::Area late_patch = {.size = 56, .border = 6, .lead = 96}; // errors gather
 
 constexpr double rounding_loss = 2;
 
 /// How far, in bytes, the colours given to a diffusion may lie outside the hull of the palette's
 /// bytes. Errors of what lies outside grow until they are clipped, and smear.
 constexpr double overshoot = 2;
+
+/// The texture beside inks in bytes, the more of it the further other inks are from the black, from
+/// the least to the most; and by how many bytes a channel a colour differs from the ink where the
+/// texture begins, is whole, begins to fade, and ends. An ink itself stays pure.
+constexpr double least_texture = 8;
+constexpr double most_texture = 10;
+constexpr double texture_share = 0.14; // of the distance a channel
+constexpr double texture_course[] = {1.5, 3.5, 10, 24};
 
 } // namespace
 
@@ -31,6 +41,12 @@ PatchSolver::PatchSolver(const Characterisation &panel, const PatchSimulation &s
     : panel_(panel), quiet_(panel), simulation_(simulation), weights_(weights) {
     for (std::size_t corner = 0; corner < panel.corner_lights().size(); ++corner)
         corner_bytes_.push_back(to_vector(panel.palette()[panel.corner_index(corner)]));
+    const Vector3 black = to_vector(panel.palette()[panel.black()]);
+    double least = std::numeric_limits<double>::infinity();
+    for (const Vector3 &corner : corner_bytes_)
+        if (corner != black)
+            least = std::min(least, squared_distance(corner, black));
+    whole_texture_ = std::clamp(texture_share * std::sqrt(least / 3), least_texture, most_texture);
 }
 
 PatchGoal PatchSolver::goal(const Vector3 &srgb) const {
@@ -64,13 +80,28 @@ Vector3 PatchSolver::confine(const Vector3 &given) const {
     return length > overshoot ? given - (1 - overshoot / length) * excess : given;
 }
 
+double PatchSolver::texture(const Vector3 &given) const {
+    if (!loses_small_errors())
+        return 0;
+    double least = std::numeric_limits<double>::infinity();
+    for (const Vector3 &corner : corner_bytes_)
+        least = std::min(least, squared_distance(corner, given));
+    const double distance = std::sqrt(least / 3);
+    const auto &[begin, whole, fading, end] = texture_course;
+    return whole_texture_ * std::clamp(std::min((distance - begin) / (whole - begin),
+                                                (end - distance) / (end - fading)),
+                                       0.0, 1.0);
+}
+
 std::vector<Vector3> PatchSolver::solve(const std::vector<PatchGoal> &goals) const {
     std::vector<Vector3> given;
     for (const PatchGoal &goal : goals)
         given.push_back(goal.guess);
     std::vector<Vector3> means(goals.size());
     for (int round = 0; round < rounds; ++round) {
-        const std::vector<DitheredBytes> bytes(given.begin(), given.end());
+        std::vector<DitheredBytes> bytes;
+        for (const Vector3 &rgb : given)
+            bytes.emplace_back(rgb, texture(rgb));
         std::vector<Vector3> shown(goals.size());
         for_each_mode(bytes, patch, [&](std::size_t i, const Vector3 &light, double weight) {
             shown[i] = shown[i] + weight * light;
@@ -90,7 +121,8 @@ std::vector<PatchSolver::Shown> PatchSolver::show(std::span<const DitheredBytes>
     for (std::size_t done = 0; done < colours.size(); done += PatchSimulation::lanes) {
         const auto some =
             colours.subspan(done, std::min(PatchSimulation::lanes, colours.size() - done));
-        for_each_mode(some, fine_patch, [&](std::size_t i, const Vector3 &light, double weight) {
+        const auto &area = loses_small_errors() ? late_patch : fine_patch;
+        for_each_mode(some, area, [&](std::size_t i, const Vector3 &light, double weight) {
             shown[done + i].push_back({light, weight});
         });
     }

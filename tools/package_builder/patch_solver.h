@@ -55,6 +55,16 @@ class PatchSolver {
     /// Bytes that are not far outside the hull of the palette's.
     Vector3 confine(const Vector3 &given) const;
 
+    /// Whether all diffusions that count round shares toward zero, as the wide kernels do. Of a
+    /// colour within some eleven levels of an ink they lose the whole error, and show the ink.
+    bool loses_small_errors() const { return weights_[0] == 0; }
+
+    /// How many a picture is mixed of.
+    std::size_t colours() const { return corner_bytes_.size(); }
+
+    /// The texture that cells of such bytes need so that this does not happen, in bytes.
+    double texture(const Vector3 &given) const;
+
   private:
     /// Calls `f` with the place of each patch, its light in a mode, and the weight of the mode.
     template <class F>
@@ -65,6 +75,7 @@ class PatchSolver {
     const PatchSimulation &simulation_;
     DiffusionWeights weights_;
     std::vector<Vector3> corner_bytes_;
+    double whole_texture_ = 0;
 };
 
 } // namespace oxel::tools
