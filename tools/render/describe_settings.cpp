@@ -20,12 +20,17 @@ nlohmann::ordered_json lengths(const std::optional<std::array<PictureLength, cou
 } // namespace
 
 std::string describe(const RenderSettings &settings, const Panel &panel) {
+    return describe(settings, panel, package_crc(panel.package));
+}
+
+std::string describe(const RenderSettings &settings, const Panel &panel,
+                     std::uint32_t package_sum) {
     const PictureSettings &picture = settings.picture;
     const Adjustment &amounts = picture.adjustment;
     const Development &development = picture.development;
     const nlohmann::ordered_json note = {
         {"library", library_version()},
-        {"package", package_crc(panel.package)},
+        {"package", package_sum},
         {"layout", panel.layout},
         {"size", picture.size ? picture.size->text()
                  : panel.size ? panel.size->text()

@@ -319,7 +319,10 @@ class Reader {
             if (key == "panel" && fs::exists(path(value)))
                 value = path(value);
         try {
-            device.settings = read_settings_(settings);
+            const auto known = known_settings_.find(settings);
+            device.settings = known != known_settings_.end()
+                                  ? known->second
+                                  : known_settings_[settings] = read_settings_(settings);
         } catch (const std::exception &error) {
             section.fail("", error.what());
         }
@@ -390,6 +393,8 @@ class Reader {
     const SettingsReader &read_settings_;
     Configuration configuration_;
     std::set<ScheduleRules> checked_;
+    // Most devices have those of others.
+    std::map<std::vector<std::pair<std::string, std::string>>, RenderSettings> known_settings_;
 };
 
 } // namespace

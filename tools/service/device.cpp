@@ -1,6 +1,7 @@
 #include "service/device.h"
 
 #include "base/failure.h"
+#include "package_builder/package_file.h"
 #include "render/describe_settings.h"
 
 #include <tuple>
@@ -38,7 +39,8 @@ class Opener {
             throw Failure("device " + configuration.id, "its panel tells no size: size is missing");
         device.size = settings.picture.size ? *settings.picture.size : *device.panel->size;
         device.layout = settings.frame.layout.value_or(device.panel->layout);
-        device.settings = describe(settings, *device.panel) + std::to_string(device.layout);
+        device.settings = describe(settings, *device.panel, package_sums_.at(device.panel.get())) +
+                          std::to_string(device.layout);
         if (!configuration.source.folders.empty()) {
             std::shared_ptr<Album> &album = albums_[configuration.source.folders];
             if (!album)
@@ -52,9 +54,11 @@ class Opener {
         const auto key =
             std::tuple(settings.picture.panel, tuning_of(settings), settings.picture.intent);
         std::shared_ptr<const Panel> &panel = panels_[key];
-        if (!panel)
+        if (!panel) {
             panel = std::make_shared<Panel>(
                 open_panel(settings.picture.panel, tuning_of(settings), settings.picture.intent));
+            package_sums_[panel.get()] = package_crc(panel->package);
+        }
         return panel;
     }
 
@@ -68,6 +72,7 @@ class Opener {
     std::map<std::vector<std::string>, std::shared_ptr<Album>> albums_;
     std::map<std::tuple<std::string, Tuning, std::optional<Intent>>, std::shared_ptr<const Panel>>
         panels_;
+    std::map<const Panel *, std::uint32_t> package_sums_;
     std::map<ScheduleRules, std::shared_ptr<const Schedule>> schedules_;
 };
 

@@ -71,7 +71,7 @@ ResponseHandle body_of(Response &response) {
                                   [](void *kept) { delete static_cast<Kept *>(kept); }, held.get()),
                               MHD_destroy_response);
         if (handle)
-            held.release(); // it is deleted with the answer
+            static_cast<void>(held.release()); // it is deleted with the answer
         return handle;
     }
     const std::size_t bytes = response.file.file ? 0 : static_cast<std::size_t>(response.length);
