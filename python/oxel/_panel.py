@@ -327,7 +327,7 @@ class Panel:
             prepare: dither the image to the 64 levels a channel that the package tells apart, so
                 that skies and skin show no bands, and render it from 128 mirrored rows above it, so
                 that the first rows are as good as the others. False gives the library the image as
-                it is, in place, without inks.
+                it is, in place, without inks, and tables tuned for all diffusions.
             inks: which flat areas, from 16 pixels on, are ink, and not diffused, with the smoothed
                 edges between them and thin strokes on them: those of a pure colour that the panel
                 has an ink for ("nominal"), of an ink's measured colour ("measured"), of either
@@ -354,7 +354,7 @@ class Panel:
             result[...] = self._colours(form, byte_order)[self._indices(pixels, byte_order)]
             return like(image, result)
         mode = _dithering(dither, serpentine, none=6)
-        tables = self._tables_for(mode)
+        tables = self._tables_for(mode if prepare else _ALL)
         page = _page(pixels, byte_order, tables, prepare, inks)
 
         def rendered(picture: Pixels, frame: Pixels) -> Pixels:
@@ -416,7 +416,7 @@ class Panel:
         pixels = pixels_of(image)
         frame = output_like(pixels, out)
         dithering = _dithering(dither, serpentine)
-        tables = self._tables_for(dithering)
+        tables = self._tables_for(dithering if prepare else _ALL)
         pixels = _page(pixels, byte_order, tables, prepare, "off", preroll=False).picture
         verdict = ctypes.c_int32()
         library.oxel_render_guarded(tables.native, pixels.ctypes.data, frame.ctypes.data,
@@ -450,7 +450,7 @@ array([[[33, 32, 37]]], dtype=uint8))
             frames = {form: self._colours(form, byte_order)[indices] for form in forms}
         else:
             mode = _dithering(dither, serpentine, none=6)
-            tables = self._tables_for(mode)
+            tables = self._tables_for(mode if prepare else _ALL)
             page = _page(pixels, byte_order, tables, prepare, inks)
             frames = _render_forms(tables, page.picture, page.rows, byte_order, mode, forms)
             apart = {} if page.apart is None else _render_forms(

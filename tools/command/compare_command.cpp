@@ -78,7 +78,8 @@ class Sheet {
 
 void run(const CompareOptions &options) {
     check_outputs({options.sheet}, {options.photo, options.picture.panel});
-    Panel panel = open_panel(options.picture.panel, tuning_for(0), options.picture.intent);
+    Panel panel =
+        open_panel(options.picture.panel, tuning_of(options.picture, 0), options.picture.intent);
     adopt_package(panel.source, panel.package);
     ImageSize size{};
     const Light picture = open_picture(options.photo, options.picture, panel, size);
@@ -87,7 +88,7 @@ void run(const CompareOptions &options) {
     std::vector<Rendering> renderings;
     for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
         if (mode > 0 && mode % 2 == 0) { // the next kernel
-            tune(panel, tuning_for(static_cast<int>(mode)));
+            tune(panel, tuning_of(options.picture, static_cast<int>(mode)));
             adopt_package(panel.source, panel.package);
         }
         renderings.push_back(render(prepared, panel, static_cast<int>(mode), {.measured = true}));

@@ -95,7 +95,8 @@ void run(const GuardOptions &options) {
     if (!options.plot.empty() && !options.plot.ends_with(".svg") && !options.plot.ends_with(".png"))
         throw CLI::ValidationError("-o", "must end in .svg or .png");
     check_outputs({options.plot}, {options.photo, options.picture.panel});
-    Panel panel = open_panel(options.picture.panel, tuning_for(0), options.picture.intent);
+    Panel panel =
+        open_panel(options.picture.panel, tuning_of(options.picture, 0), options.picture.intent);
     adopt_package(panel.source, panel.package);
     write_indices_for_codes();
     ImageSize size{};
@@ -109,7 +110,7 @@ void run(const GuardOptions &options) {
     std::vector<Measures> table;
     for (std::size_t mode = 0; mode < dither_names.size(); ++mode) {
         if (mode > 0 && mode % 2 == 0) { // the next kernel
-            tune(panel, tuning_for(static_cast<int>(mode)));
+            tune(panel, tuning_of(options.picture, static_cast<int>(mode)));
             adopt_package(panel.source, panel.package);
         }
         const auto changes = [&](const Bytes &image) {

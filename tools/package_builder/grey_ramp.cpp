@@ -38,7 +38,7 @@ struct Effort {
     int mending_descents;
     double some_faults;
 };
-constexpr Effort plain_effort = {plain_places, 6, 4, 3, 1};
+constexpr Effort plain_effort = {plain_places, 6, 4, 1, 6};
 constexpr Effort textured_effort = {textured_places, 12, 1, 1, 6};
 constexpr Effort effort_of_few = {textured_places, 12, 4, 4, 1}; // colours, whose rest is soon done
 

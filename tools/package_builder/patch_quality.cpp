@@ -48,7 +48,7 @@ std::vector<ShownPatch> show_patches(const Characterisation &panel, const GamutM
         }
         for (std::size_t mode = 0; mode < dithering_modes; ++mode) {
             const std::vector<Vector3> lights =
-                simulation.mean_light(int(mode), given, {.size = 96, .border = 16, .lead = 112});
+                simulation.mean_light(int(mode), given, {.size = 96, .border = 16, .lead = 48});
             for (std::size_t i = 0; i < count; ++i)
                 patches[done + i].shown[mode] = lights[i];
         }

@@ -25,8 +25,8 @@ struct ShownPatch {
 std::vector<RgbBytes> reachable_colours(const Characterisation &panel, const GamutMapping &mapping,
                                         std::size_t count);
 
-/// Simulates flat patches: 96 pixels each way, of which the middle 64 count, below 128 rows in which
-/// the diffusion settles.
+/// Simulates flat patches: 96 pixels each way, of which the middle 64 count, below 64 rows in
+/// which the diffusion settles.
 std::vector<ShownPatch> show_patches(const Characterisation &panel, const GamutMapping &mapping,
                                      const BuiltTables &tables,
                                      const std::vector<RgbBytes> &colours);

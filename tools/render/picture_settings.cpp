@@ -31,6 +31,10 @@ Light open_file(const std::string &photo, const PictureSettings &settings, const
 
 } // namespace
 
+Tuning tuning_of(const PictureSettings &settings, int dithering_mode) {
+    return settings.bare ? Tuning::all : tuning_for(dithering_mode);
+}
+
 Light open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,
                    ImageSize &size) {
     const Rereadable file(photo);

@@ -25,6 +25,10 @@ struct PictureSettings {
     bool bare = false; // the library gets its bytes as they are
 };
 
+/// What the panel's tables are tuned for, for an enum Oxel_dithering_mode. Those that are tuned for
+/// one diffusion want pictures that are dithered onto their grid.
+Tuning tuning_of(const PictureSettings &settings, int dithering_mode);
+
 /// A photograph as `settings` want it, developed and adjusted; `size` receives the size that they
 /// ask for, the panel's, or its own.
 Light open_picture(const std::string &photo, const PictureSettings &settings, const Panel &panel,

@@ -47,8 +47,9 @@ Forms frame_form(FrameContent content) {
 }
 
 Tuning tuning_of(const RenderSettings &settings) {
-    return settings.dithering_mode == undiffused ? Tuning::all
-                                                 : tuning_for(settings.dithering_mode);
+    return settings.dithering_mode == undiffused
+               ? Tuning::all
+               : tuning_of(settings.picture, settings.dithering_mode);
 }
 
 Rendering render_picture(const Light &picture, ImageSize size, const RenderSettings &settings,
