@@ -44,16 +44,8 @@ std::string header(MHD_Connection *connection, const char *name) {
     return value ? value : "";
 }
 
-/// Of a 304, which bears the length of what it stands for, and never 0 instead, but has no body.
-ssize_t no_body(void *, std::uint64_t, char *, std::size_t) {
-    return MHD_CONTENT_READER_END_WITH_ERROR;
-}
-
 /// Takes the response's file.
 ResponseHandle body_of(Response &response) {
-    if (response.status == 304)
-        return {MHD_create_response_from_callback(response.length, 1, no_body, nullptr, nullptr),
-                MHD_destroy_response};
     if (response.file.file && response.length > 0) {
         ResponseHandle handle(MHD_create_response_from_fd_at_offset64(
                                   response.length, response.file.file.get(), response.first),

@@ -123,6 +123,7 @@ void apply_conditions(const Request &request, Response &response) {
         return;
     if (names_tag(request.if_none_match, response.etag)) {
         response.status = 304;
+        response.length = 0; // the clients of small devices wait for a body of any other length
         return;
     }
     if (request.method != "GET" || request.range.empty() || response.etag.empty() ||
