@@ -53,7 +53,7 @@ void keep_some_freed_memory() {
 
 /// Gives the system what renders have left behind, once none came for a while.
 void return_memory(const std::stop_token &stop, const Metrics &metrics) {
-    std::mutex mutex;
+    static std::mutex mutex; // nobody else's: a wait wants one
     std::condition_variable_any changed;
     std::unique_lock lock(mutex);
     std::uint64_t seen = 0;
