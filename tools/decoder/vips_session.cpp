@@ -73,13 +73,6 @@ VImage image_of(std::span<const std::uint8_t> rgb, ImageSize size) {
         .copy(VImage::option()->set("interpretation", VIPS_INTERPRETATION_sRGB));
 }
 
-Bytes to_png(const VImage &image) {
-    void *memory = nullptr;
-    std::size_t count = 0;
-    image.write_to_buffer(".png", &memory, &count);
-    return take_vips_memory(memory, count);
-}
-
 Bytes take_vips_memory(void *memory, std::size_t size) {
     const std::unique_ptr<void, decltype(&g_free)> owner(memory, g_free);
     const auto *bytes = static_cast<const std::uint8_t *>(memory);

@@ -1,7 +1,6 @@
 #ifndef OXEL_TOOLS_VIPS_SESSION_H
 #define OXEL_TOOLS_VIPS_SESSION_H
 
-#include "base/failure.h"
 #include "base/files.h"
 #include "base/image_size.h"
 
@@ -24,22 +23,8 @@ std::string take_vips_messages();
 /// An image over the memory of `rgb`.
 vips::VImage image_of(std::span<const std::uint8_t> rgb, ImageSize size);
 
-Bytes to_png(const vips::VImage &image);
-
 /// Takes over memory that libvips has allocated.
 Bytes take_vips_memory(void *memory, std::size_t size);
-
-/// Calls `work`, with libvips running, and blames `path` for its errors. Any number of threads may
-/// do so at once; only pictures of our own are worked on so.
-template <class Work>
-auto with_vips(const std::string &path, Work work) {
-    start_vips();
-    try {
-        return work();
-    } catch (const vips::VError &) {
-        throw Failure(path, take_vips_messages());
-    }
-}
 
 } // namespace oxel::tools
 

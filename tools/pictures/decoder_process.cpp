@@ -173,6 +173,7 @@ class DecoderProcess {
 
   private:
     void start() {
+        static const DecoderProgram program;
         std::array<int, 2> ends{};
         if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends.data()) != 0)
             throw std::runtime_error(std::string("decoder: ") + std::strerror(errno));
@@ -188,7 +189,6 @@ class DecoderProcess {
         posix_spawn_file_actions_adddup2(&actions, theirs.get(), decoder_socket);
         std::string name = decoder_name;
         char *const arguments[] = {name.data(), nullptr};
-        static const DecoderProgram program;
         const int error =
             posix_spawn(&process_, program.path().c_str(), &actions, nullptr, arguments, environ);
         posix_spawn_file_actions_destroy(&actions);
