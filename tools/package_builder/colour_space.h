@@ -4,6 +4,7 @@
 #include "package_builder/vector3.h"
 
 #include <array>
+#include <cmath>
 #include <cstdint>
 
 namespace oxel::tools {
@@ -38,6 +39,11 @@ Vector3 srgb_from_lab(const Vector3 &lab);
 Vector3 oklab_from_light(const Vector3 &light);
 
 Vector3 light_from_oklab(const Vector3 &oklab);
+
+/// How far a colour lies from grey, in the units of its space, CIE L*a*b* or OKLab.
+inline double chroma(const Vector3 &lab) {
+    return std::sqrt(lab[1] * lab[1] + lab[2] * lab[2]);
+}
 
 /// A light's place in OKLab, and how it moves with the light.
 class OklabPlace {

@@ -37,10 +37,6 @@ Vector3 multiply(const Vector3 &a, const Vector3 &b) {
     return {a[0] * b[0], a[1] * b[1], a[2] * b[2]};
 }
 
-double chroma(const Vector3 &oklab) {
-    return std::sqrt(oklab[1] * oklab[1] + oklab[2] * oklab[2]);
-}
-
 } // namespace
 
 const std::vector<std::string> &intent_names() {

@@ -60,10 +60,6 @@ constexpr double bare_weight = 0.5;
 /// Near grey, a cast strikes more than a step of lightness.
 constexpr Vector3 miss_weights = {1, 3, 2};
 
-double chroma(const Vector3 &lab) {
-    return std::sqrt(lab[1] * lab[1] + lab[2] * lab[2]);
-}
-
 int sum_of(const RgbBytes &bytes) {
     return bytes[0] + bytes[1] + bytes[2];
 }
