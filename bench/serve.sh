@@ -101,9 +101,10 @@ print(total)
 END
 }
 memory() { sed -n 's|^VmHWM:[^0-9]*\([0-9]*\).*|\1|p' "/proc/$service/status"; }
-# What wrk's clients wait for an answer, each of which asks again after so many milliseconds.
+# What wrk's clients wait for an answer, each of which asks again after so many milliseconds on average:
+# at random, or all would go on asking at once, as they begin.
 latency() { # CONNECTIONS MILLISECONDS SECONDS
-    echo "function delay() return $2 end" >delay.lua
+    echo "function delay() return -$2 * math.log(1 - math.random()) end" >delay.lua
     wrk -t 1 -c "$1" -d "$3" --latency -s delay.lua "$address/devices/d/frame" |
         awk '$1 == "50%" { half = $2 } $1 == "99%" { most = $2 } $1 == "Requests/sec:" { rate = $2 }
              END { printf "p50 %s, p99 %s at %d a second", half, most, rate }'
