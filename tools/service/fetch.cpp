@@ -15,6 +15,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <utility>
 #include <vector>
 
 namespace oxel::tools {
@@ -35,7 +36,8 @@ std::vector<std::string> words_of(const std::string &device, const PictureSource
     return {"curl",
             "--fail",
             "--silent",
-            "--show-error",
+            "--write-out",
+            "%{stderr}%{errormsg}",
             "--location",
             "--max-redirs",
             "5",
@@ -53,19 +55,29 @@ std::vector<std::string> words_of(const std::string &device, const PictureSource
             source.address};
 }
 
+/// The end to read from and the end to write to.
+std::array<Descriptor, 2> pipe_ends() {
+    std::array<int, 2> ends{};
+    if (pipe2(ends.data(), O_CLOEXEC) != 0)
+        throw std::runtime_error(std::strerror(errno));
+    return {Descriptor(ends[0]), Descriptor(ends[1])};
+}
+
 /// A process in a group of its own, all of which ends with this object.
 class Child {
   public:
-    explicit Child(std::vector<std::string> words) {
-        std::array<int, 2> ends{};
-        if (pipe2(ends.data(), O_CLOEXEC) != 0)
-            throw std::runtime_error(std::strerror(errno));
-        output_ = Descriptor(ends[0]);
-        const Descriptor theirs(ends[1]);
+    /// `tells_why`: what it writes to its standard error is the reason of its failure, in a line.
+    Child(std::vector<std::string> words, bool tells_why) {
+        auto [output, theirs] = pipe_ends();
+        output_ = std::move(output);
         posix_spawn_file_actions_t actions;
         posix_spawn_file_actions_init(&actions);
         posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
         posix_spawn_file_actions_adddup2(&actions, theirs.get(), STDOUT_FILENO);
+        auto [why, their_why] = pipe_ends();
+        why_ = std::move(why);
+        if (tells_why)
+            posix_spawn_file_actions_adddup2(&actions, their_why.get(), STDERR_FILENO);
         posix_spawnattr_t attributes;
         posix_spawnattr_init(&attributes);
         sigset_t none;
@@ -119,10 +131,18 @@ class Child {
         if (end.si_code != CLD_EXITED)
             throw std::runtime_error("was ended by a signal");
         if (end.si_status != 0)
-            throw std::runtime_error("ended with exit code " + std::to_string(end.si_status));
+            throw std::runtime_error(
+                reason("ended with exit code " + std::to_string(end.si_status)));
     }
 
   private:
+    /// What the process that has ended told, or else.
+    std::string reason(const std::string &otherwise) const {
+        std::array<char, 500> told{};
+        const ssize_t count = ::read(why_.get(), told.data(), told.size());
+        return count > 0 ? std::string(told.data(), std::size_t(count)) : otherwise;
+    }
+
     void wait_for(const Descriptor &file) const {
         pollfd ready = {file.get(), POLLIN, 0};
         int found = 0;
@@ -138,6 +158,7 @@ class Child {
     const Clock::time_point end_ = Clock::now() + most_time;
     pid_t process_ = -1;
     Descriptor output_;
+    Descriptor why_;
 };
 
 } // namespace
@@ -145,7 +166,7 @@ class Child {
 Bytes fetch_picture(const std::string &device, const PictureSource &source,
                     std::size_t most_bytes) {
     try {
-        Child child(words_of(device, source, most_bytes));
+        Child child(words_of(device, source, most_bytes), source.command.empty());
         Bytes bytes = child.read(most_bytes);
         child.expect_success();
         if (bytes.empty())

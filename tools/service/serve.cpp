@@ -126,7 +126,8 @@ void serve(const ServeOptions &options) {
         [&](const std::stop_token &stop) { return_memory(stop, service.metrics()); });
     const HttpServer server(service, configuration.host, configuration.port);
     const bool v6 = configuration.host.find(':') != std::string::npos;
-    std::cout << "oxel: " << fleet->devices.size() << " devices at http://"
+    const std::size_t devices = fleet->devices.size();
+    std::cout << "oxel: " << devices << (devices == 1 ? " device" : " devices") << " at http://"
               << (v6 ? "[" + configuration.host + "]" : configuration.host) << ":" << server.port()
               << "/" << std::endl;
     while (signals.next() == SIGHUP)
