@@ -1,7 +1,5 @@
 // Properties of the preparation of pictures.
 
-#include "Oxel_Morvel6_render.h"
-#include "package_builder/package_builder.h"
 #include "preparation/inks.h"
 #include "preparation/light.h"
 #include "preparation/preparation.h"
@@ -13,6 +11,7 @@
 #include <cmath>
 #include <iterator>
 #include <random>
+#include <span>
 
 using namespace oxel::tools;
 
@@ -20,8 +19,6 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-const std::vector<PanelColour> inks = {
-    {{26, 24, 32}, 0}, {{208, 212, 208}, 1}, {{214, 196, 40}, 2}, {{150, 26, 30}, 3}};
 constexpr std::uint8_t palette[] = {26, 24, 32, 208, 212, 208, 214, 196, 40, 150, 26, 30};
 
 Light light_of(const Bytes &bytes) {
@@ -118,10 +115,11 @@ TEST(Grid, KeepsPureColoursAndInksFlat) {
             }
         expect_flat(colour, cell);
     }
-    for (const PanelColour &ink : inks) {
+    for (std::size_t i = 0; i < std::size(palette); i += 3) {
+        const std::span ink = std::span(palette).subspan(i, 3);
         std::array<std::uint16_t, 3> colour{};
-        light_of_bytes(ink.rgb, colour);
-        expect_flat(colour, {ink.rgb[0] >> 2, ink.rgb[1] >> 2, ink.rgb[2] >> 2});
+        light_of_bytes(ink, colour);
+        expect_flat(colour, {ink[0] >> 2, ink[1] >> 2, ink[2] >> 2});
     }
 }
 
@@ -145,8 +143,6 @@ TEST(Grid, KeepsMeansAndGreys) {
 }
 
 TEST(Preparation, RendersWhatATallerPictureWould) {
-    const Bytes package = build_package(inks);
-    ASSERT_EQ(Oxel_Morvel6_render_init(package.data(), std::uint32_t(package.size())), 0);
     for (const ImageSize size : {ImageSize{31, 300}, {9, 5}}) {
         const int rows = preroll_rows(size);
         ASSERT_EQ(rows % 2, 0); // or serpentine orders would turn round
