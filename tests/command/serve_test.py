@@ -475,7 +475,7 @@ class Serve(CommandCase):
         for line, message in [
                 ("listen = 1", "line 1: listen: must be a string"),
                 ('listen = "here"', "line 1: listen: must be ADDRESS:PORT"),
-                ("x = [", "line 1: "), ('chache = "c"', "line 1: chache: unknown key"),
+                ("x = [", "line 1: "), ("", "has neither devices nor albums"), ('chache = "c"', "line 1: chache: unknown key"),
                 ('token = "short"', "line 1: token: is too short"),
                 ('[albums]\nfamily = "none"', "line 2: albums.family: .*none is not a folder"),
                 ('[devices."a/b"]\npanel = "six-colour"', "line 1: .*id has letters"),

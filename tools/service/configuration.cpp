@@ -210,6 +210,8 @@ class Reader {
         if (auto devices = whole.section("devices"))
             read_devices(*devices);
         whole.expect_no_more({whole.read().begin(), whole.read().end()});
+        if (configuration_.devices.empty() && configuration_.albums.empty()) // as a cut file has
+            throw Failure(file_, "has neither devices nor albums");
         return std::move(configuration_);
     }
 
