@@ -23,7 +23,7 @@ if [ "${1:-}" = --quick ]; then
     record=
 fi
 "$here/scripts/install-packages.sh" g++ cmake make pkg-config libvips-dev libvips-tools wrk curl \
-    libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
+    libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev libjpeg-turbo-progs \
     libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev tzdata fonts-dejavu-core python3
 echo "Building in $build" >&2
 cmake -S "$here" -B "$build" -DCMAKE_BUILD_TYPE=Release -DOXEL_BUILD_TOOLS=ON >/dev/null
@@ -122,15 +122,19 @@ after=$(used)
 stop
 uncached=$(python3 -c "print(f'{$rendered * 3600 / (($after - $before) / 100):,.0f}')")
 
-batch=$(python3 - "$build/oxel" <<'END'
+# The service's time for a picture beside a command's, or the share that this takes of it.
+share() { # beside|of COMMAND ...
+    python3 - "$((after - before))" "$rendered" "$count" "$@" <<'END'
 import resource, subprocess, sys
-subprocess.run([sys.argv[1], "render", "album", "-j", "1", "--panel", "six-colour", "--size", "800x480",
-                "--frame", "packed4", "-o", "frames", "--quiet"], check=True)
+hundredths, rendered, count = map(int, sys.argv[1:4])
+subprocess.run(sys.argv[5:], check=True, stdout=subprocess.DEVNULL)
 used = resource.getrusage(resource.RUSAGE_CHILDREN)
-print(used.ru_utime + used.ru_stime)
+service, command = hundredths / 100 / rendered, (used.ru_utime + used.ru_stime) / count
+print(f"{service / command if sys.argv[4] == 'beside' else command / service:.2f}")
 END
-)
-ratio=$(python3 -c "print(f'{($after - $before) / 100 / $rendered / ($batch / $count):.2f}')")
+}
+ratio=$(share beside "$build/oxel" render album -j 1 --panel six-colour --size 800x480 --frame packed4 -o frames --quiet)
+decoding=$(share of find album -type f -exec djpeg -scale 1/2 -outfile half.ppm {} ';')
 
 rm -rf cache
 start serve.toml
@@ -176,6 +180,7 @@ average $(cut -d ' ' -f 1 /proc/loadavg). Frames of 800x480 pixels, packed4, six
 |---|---|
 | Frames of $rendered JPEGs never seen, an hour of one processor's time | $uncached |
 | Their processor time beside that of \`oxel render -j 1\`, in turn | $ratio |
+| Of that, what libjpeg takes to decode them at half their size | $decoding |
 | Known frames, 64 connections that are kept, some 2,000 a second | $cached |
 | Known frames, as many as go | $plain a second |
 | 304s, 64 connections | $matched a second |
