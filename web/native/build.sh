@@ -11,6 +11,7 @@ here=$(cd "$(dirname "$0")" && pwd)
 folder=$(mkdir -p "$1" && cd "$1" && pwd)
 cd "$here/../.."
 read -ra clang < <(web/native/clang.sh)
+! command -v ccache >/dev/null || cached=ccache
 objects=build/web
 mkdir -p "$objects/include"
 ln -sfn /usr/include/nlohmann "$objects/include/nlohmann" # nothing else of the host's
@@ -31,7 +32,7 @@ compile() { # MODULE FLAGS -- SOURCES
     rm -rf "$module" && mkdir "$module"
     for source in "$@"; do
         printf '%s\0-o\0%s\0' "$source" "$module/${source//\//_}.o"
-    done | xargs -0 -n 3 -P "$(nproc)" "${clang[@]}" "${flags[@]}" "${own[@]}" -c
+    done | xargs -0 -n 3 -P "$(nproc)" ${cached:+"$cached"} "${clang[@]}" "${flags[@]}" "${own[@]}" -c
 }
 
 mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*/-Wl,--export=\1/p' \

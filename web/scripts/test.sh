@@ -18,9 +18,6 @@ native/clang.sh >/dev/null 2>&1 || {
 }
 npm ci --no-audit --no-fund --prefer-offline --loglevel error
 scripts/build.sh
-npx tsc -p page
-npx tsc -p tests
-npx vite build --logLevel error
-node scripts/single.mjs
-node scripts/api.mjs --check
+printf '%s\n' 'npx tsc -p page' 'npx tsc -p tests' 'node scripts/api.mjs --check' \
+    'npx vite build --logLevel error && node scripts/single.mjs' | xargs -P "$(nproc)" -I @ sh -c @
 npx vitest run

@@ -34,3 +34,7 @@ export function ppm(name: string, { data, width, height }: Picture): string {
 }
 
 export const bytesOf = (name: string) => readFileSync(join(folder, name));
+
+/** Whether bytes are the same; vitest's own comparison takes seconds for those of a picture. */
+export const same = (one: Uint8Array | Uint8ClampedArray, other: Uint8Array | Uint8ClampedArray) =>
+  Buffer.from(one.buffer, one.byteOffset, one.length).equals(new Uint8Array(other));

@@ -7,7 +7,7 @@ import * as oxelPackage from "../dist/index.js";
 import { adjust, buildPackage, describe, dithers, frameFormats, inkChoices, Panel, transfer, tuningFor } from
   "../dist/index.js";
 import { instantiate } from "../dist/module.js";
-import { bytesOf, folder, oxel, picture, ppm, run } from "./command.js";
+import { bytesOf, folder, oxel, picture, ppm, run, same } from "./command.js";
 
 const photo = picture(320, 201);
 const file = ppm("photo.ppm", photo);
@@ -36,7 +36,7 @@ group.each([true, false])("renders with SIMD %s", (simd) => {
       const all = panel.renderAll(photo, { dither });
       expect(bytesOf("frame.rgb").equals(all.tcon.data), dither).toBe(true);
       for (const output of ["tcon", "eo", "nominal"] as const)
-        expect(panel.render(photo, { dither, output }).data).toEqual(all[output]!.data);
+        expect(same(panel.render(photo, { dither, output }).data, all[output]!.data), `${dither} ${output}`).toBe(true);
     }
     const panel = await Panel.builtin("six-colour", { simd, tuning: "floyd" });
     for (const inks of inkChoices) {
@@ -56,8 +56,7 @@ group.each([true, false])("renders with SIMD %s", (simd) => {
     render("adjusted.rgb", "--frame", "rgb", "--hue", "20", "--saturation", "30", "--gamma", "1.3");
     const adjustment = { hue: 20, saturation: 30, gamma: 1.3 };
     expect(bytesOf("adjusted.rgb").equals(panel.render(photo, { adjustment }).data)).toBe(true);
-    expect(panel.render(await adjust(photo, adjustment)).data)
-      .toEqual(panel.render(photo, { adjustment }).data);
+    expect(same(panel.render(await adjust(photo, adjustment)).data, panel.render(photo, { adjustment }).data)).toBe(true);
     render("developed.rgb", "--frame", "rgb", "--clarity", "40", "--sharpen", "50", "--shadows", "30",
            "--highlights", "-20", "--white-balance", "auto", "--auto-levels", "--contrast", "10");
     const developed = panel.render(photo, {
@@ -92,8 +91,8 @@ test("reduced, a rendering keeps its light", async () => {
   const { data, reduced } = panel.render(flat, { output: "eo", reduced: { width: 97, height: 60 } });
   expect([reduced!.width, reduced!.height, reduced!.data.length]).toEqual([97, 60, 4 * 97 * 60]);
   expect(light(reduced!.data, 4) / light(data, 3)).toBeCloseTo(1, 2);
-  const same = panel.render(photo, { output: "eo", rgba: true, reduced: { width: 320, height: 201 } });
-  expect(same.reduced!.data).toEqual(same.data);
+  const whole = panel.render(photo, { output: "eo", rgba: true, reduced: { width: 320, height: 201 } });
+  expect(same(whole.reduced!.data, whole.data)).toBe(true);
   expect(() => panel.render(photo, { reduced: { width: 321, height: 9 } })).toThrow(/321/);
 });
 
@@ -115,7 +114,7 @@ async function apart(one: Panel, other: Panel, options: oxelPackage.RenderOption
 test.each([["floyd", 2, 10], ["jjn", 4, 45]] as const)("drafts and rough packages show nearly the same, %s", async (dither, mean, most) => {
   const right = await Panel.builtin("six-colour", { tuning: dither });
   const rough = await Panel.fromPackage(await buildPackage(readFileSync(six, "utf8"), { tuning: dither, rough: true }));
-  expect(rough.packageBytes).not.toEqual(right.packageBytes);
+  expect(same(rough.packageBytes, right.packageBytes)).toBe(false);
   const fromRough = await apart(right, rough, { dither });
   expect(fromRough.mean).toBeLessThan(mean);
   expect(fromRough.most).toBeLessThan(most);
@@ -166,7 +165,7 @@ test("after a trap the panel renders as before", async () => {
   };
   expect(() => panel.render(photo)).toThrow(expect.objectContaining({ code: "OXEL_OUT_OF_MEMORY" }));
   Instance.prototype.call = call;
-  expect(panel.render(photo)).toEqual(before);
+  expect(same(panel.render(photo).data, before.data)).toBe(true);
 });
 
 test("frames in every format, compressed too", async () => {
@@ -180,7 +179,8 @@ test("frames in every format, compressed too", async () => {
     }
     render("a frame", "--frame", format);
     const { bytes } = await encode();
-    expect(content(format, Buffer.from(bytes)), format).toEqual(content(format, bytesOf("a frame")));
+    const [own, right] = [content(format, Buffer.from(bytes)), content(format, bytesOf("a frame"))];
+    expect(own.map((part, i) => same(part, right[i]!)), format).toEqual(right.map(() => true));
     const zipped = await panel.encodeFrame(tcon, { format, fileName: "a frame", gzip: true });
     expect(zipped.suffix).toMatch(/\.gz$/);
     expect(gunzipSync(zipped.bytes).equals(bytes)).toBe(true);
@@ -198,18 +198,16 @@ test("packages of the command, with progress", async () => {
     { name: "black", lab: [15, 2, -3], tcon: 0 }, { name: "white", rgb: [180, 182, 170], tcon: 1 },
     { name: "red", rgb: [140, 30, 30], tcon: 4 }] } satisfies oxelPackage.PanelDescription;
   writeFileSync(join(folder, "inks.json"), JSON.stringify(inks));
-  for (const [description, path, intent] of
-       [[inks, "inks.json", "vivid"], [readFileSync(six, "utf8"), six, "perceptual"]] as const) {
-    run(oxel, "package", "build", path, "-o", "panel.lut", "--intent", intent);
-    const shares: number[] = [];
-    const built = await buildPackage(description, { intent, progress: (share) => shares.push(share) });
-    expect(bytesOf("panel.lut").equals(built), path).toBe(true);
-    expect([shares[0], shares.at(-1)]).toEqual([0, 1]);
-    expect(shares).toEqual([...shares].sort((a, b) => a - b));
-  }
+  run(oxel, "package", "build", "inks.json", "-o", "panel.lut", "--intent", "vivid");
+  const shares: number[] = [];
+  const built = await buildPackage(inks, { intent: "vivid", progress: (share) => shares.push(share) });
+  expect(same(bytesOf("panel.lut"), built)).toBe(true);
+  expect([shares[0], shares.at(-1)]).toEqual([0, 1]);
+  expect(shares).toEqual([...shares].sort((a, b) => a - b));
+  run(oxel, "package", "build", six, "-o", "panel.lut", "--intent", "perceptual");
+  expect(same((await Panel.builtin()).packageBytes, bytesOf("panel.lut"))).toBe(true); // built by this module, too
   const described = await describe(inks);
   expect(described.colours![1]).toEqual({ rgb: [180, 182, 170], tcon: 1 });
-  expect((await Panel.builtin()).packageBytes).toEqual(new Uint8Array(bytesOf("panel.lut")));
 });
 
 test("errors have the library's names and say what is wrong", async () => {
