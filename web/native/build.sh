@@ -40,20 +40,21 @@ mapfile -t exports < <(sed -nE 's/^OXEL_EXPORT [a-z0-9_]+ \*?([A-Za-z0-9_]+)\(.*
 
 # What is compiled for size is optimised once more when all of it is known, a tenth off. -Os would make
 # the wide kernels' inner loop fifty times as slow, and loops that clang makes vectors of are no faster
-# here. Nothing here throws but for want of memory, which ends the call anyway.
+# here. What is linked copies only small functions to where they are called: the inner loops are whole before.
+# Nothing here throws but for want of memory, which ends the call anyway.
 render() { # MODULE FLAG ...
     local module=$1 own=(-flto -fno-exceptions "${@:2}")
     mapfile -t sources < <(find src -name '*.cpp' -not -name vector128.cpp)
     compile "$module" -Oz "${own[@]}" -- "${sources[@]}" \
-        tools/preparation/{exact_colours,preroll,preparation,page,ink_colours,ink_runs,inks,pixel_marks}.cpp \
+        tools/preparation/{exact_colours,preroll,preparation,page,ink_colours,inks,pixel_marks}.cpp \
         tools/panels/{picture_needs,table_lookup}.cpp tools/package_builder/{package_file,noted_options}.cpp \
-        tools/render/line_pairs.cpp web/native/{runtime,guard}.cpp
+        tools/render/line_pairs.cpp web/native/{runtime,guard,preparation}.cpp
     compile "$module+" -Os "${own[@]}" -- \
         tools/preparation/{blur,development,light}.cpp web/native/{display,developed}.cpp
     compile "$module++" -O2 -fno-vectorize -fno-slp-vectorize "${own[@]}" -- \
-        tools/preparation/grid.cpp web/native/{pixels,preparation,draft}.cpp
+        tools/preparation/{grid,ink_runs}.cpp web/native/{pixels,draft}.cpp
     compile "$module-" -O3 "${own[@]}" -fno-lto -- src/forms/vector128.cpp
-    "${clang[@]}" "${link[@]}" -flto "$objects/$module"{,-,+,++}/*.o "$objects/heap/"*.o -o "$folder/$module.wasm" \
+    "${clang[@]}" "${link[@]}" -flto -Wl,-mllvm,-inline-threshold=20 "$objects/$module"{,-,+,++}/*.o "$objects/heap/"*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
         -Wl,--export=oxel_{prepare,prepare_draft,put_together,render_undiffused,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}
 }
