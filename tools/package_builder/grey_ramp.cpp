@@ -6,9 +6,8 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <map>
 #include <span>
-#include <utility>
+#include <unordered_map>
 
 namespace oxel::tools {
 
@@ -100,7 +99,7 @@ class Ramp {
                 break;
             std::vector<Vector3> misses(size());
             for (std::size_t at = 0; at < size(); ++at)
-                misses[at] = wanted_srgb_[at] - srgb_from_light(solver_.mean(shown[at]));
+                misses[at] = wanted_srgb_[at] - srgb_from_light(mean(*shown[at]));
             for (std::size_t i = 0; i < steps_.size(); ++i) {
                 Vector3 sum{};
                 double weights = 0;
@@ -122,7 +121,8 @@ class Ramp {
         std::vector<DitheredBytes> cells;
         for (const GreyStep &step : steps_)
             cells.emplace_back(step.bytes);
-        bare_ = textured_ ? std::vector<Shown>(steps_.size()) : show(cells);
+        if (!textured_)
+            bare_ = show(cells);
         std::vector<bool> moved(steps_.size(), true);
         for (int descent = 0; descent < descents; ++descent) {
             const std::vector<bool> before = moved; // a cell settles when its neighbourhood has
@@ -134,7 +134,15 @@ class Ramp {
     }
 
   private:
-    using Shown = PatchSolver::Shown;
+    /// A colour in a diffusion. What is not known yet weighs nothing, so that costs of it are the
+    /// least that they can be.
+    struct Look {
+        Vector3 light{};
+        Vector3 lab{};
+        double weight = 0;
+    };
+    using Looks = std::array<Look, kernels>;
+    using Shown = const Looks *; // among those that are known
 
     std::size_t size() const { return places_.size() * (steps_.size() - 1); }
 
@@ -152,18 +160,41 @@ class Ramp {
         return show(colours);
     }
 
-    /// What was shown before is not simulated again: moves of neighbours ask for much that is.
-    std::vector<Shown> show(const std::vector<DitheredBytes> &colours) const {
-        std::vector<DitheredBytes> unknown;
-        for (const DitheredBytes &colour : colours)
-            if (known_.try_emplace(colour).second)
-                unknown.push_back(colour);
-        for (std::size_t i = 0; Shown & shown : solver_.show(unknown))
-            known_[unknown[i++]] = std::move(shown);
+    std::vector<Shown> show(std::span<const DitheredBytes> colours) const {
+        for (std::size_t kernel = 0; kernel < kernels; ++kernel)
+            make_known(kernel, colours);
+        return looks_of(colours);
+    }
+
+    std::vector<Shown> looks_of(std::span<const DitheredBytes> colours) const {
         std::vector<Shown> shown;
         for (const DitheredBytes &colour : colours)
-            shown.push_back(known_[colour]);
+            shown.push_back(&known_[colour]);
         return shown;
+    }
+
+    /// What was shown before is not simulated again: moves of neighbours ask for much that is.
+    void make_known(std::size_t kernel, std::span<const DitheredBytes> colours) const {
+        const double weight = solver_.weights()[kernel];
+        if (weight == 0)
+            return;
+        std::vector<DitheredBytes> unknown;
+        std::vector<Look *> looks;
+        for (const DitheredBytes &colour : colours)
+            if (Look &look = known_[colour][kernel]; look.weight == 0) {
+                look.weight = weight;
+                looks.push_back(&look);
+                unknown.push_back(colour);
+            }
+        for (std::size_t i = 0; const Vector3 &light : solver_.show(kernel, unknown))
+            *looks[i++] = {light, lab_from_light(light, white_), weight};
+    }
+
+    static Vector3 mean(const Looks &looks) {
+        Vector3 sum{};
+        for (const Look &look : looks)
+            sum = sum + look.weight * look.light;
+        return sum;
     }
 
     /// Calls `f` with the places that a cell has a share in, and the share.
@@ -214,28 +245,34 @@ class Ramp {
                sum_of(moved) > sum_of(steps_[step + 3].bytes);
     }
 
-    double miss(const Shown &shown, const Vector3 &wanted) const {
+    static double miss(Shown shown, const Vector3 &wanted) {
         double sum = 0;
-        for (const auto &[light, weight] : shown) {
-            const Vector3 miss = lab_from_light(light, white_) - wanted;
+        for (const Look &look : *shown) {
+            if (look.weight == 0)
+                continue;
+            const Vector3 miss = look.lab - wanted;
             double squares = 0;
             for (std::size_t axis = 0; axis < 3; ++axis)
                 squares += miss_weights[axis] * miss[axis] * miss[axis];
             // Not squared, so that a mode that no byte serves does not spoil the others.
-            sum += weight * std::sqrt(squares);
+            sum += look.weight * std::sqrt(squares);
+        }
+        return sum;
+    }
+
+    /// Sums how much more than `limit` L* rises from one to another.
+    static double rise(Shown from, Shown to, double limit) {
+        double sum = 0;
+        for (std::size_t kernel = 0; kernel < kernels; ++kernel) {
+            const Look &low = (*from)[kernel], &high = (*to)[kernel];
+            sum +=
+                std::min(low.weight, high.weight) * std::max(0.0, high.lab[0] - low.lab[0] - limit);
         }
         return sum;
     }
 
     /// By how much the lower of two is lighter.
-    double step_back(const Shown &low, const Shown &high) const {
-        double sum = 0;
-        for (std::size_t mode = 0; mode < low.size(); ++mode)
-            sum +=
-                low[mode].weight * std::max(0.0, lab_from_light(low[mode].light, white_)[0] -
-                                                     lab_from_light(high[mode].light, white_)[0]);
-        return sum;
-    }
+    static double step_back(Shown low, Shown high) { return rise(high, low, 0); }
 
     /// The steps back between one place and those up to two cells on.
     double disorder(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
@@ -250,14 +287,8 @@ class Ramp {
     /// How much more L* rises from one place to the one a cell further on than it should at most.
     double leaps(const std::vector<Shown> &shown, std::size_t begin, std::size_t end) const {
         double sum = 0;
-        for (std::size_t low = begin; low + places_.size() < end; ++low) {
-            const Shown &high = shown[low + places_.size()];
-            for (std::size_t mode = 0; mode < high.size(); ++mode)
-                sum += high[mode].weight *
-                       std::max(0.0, lab_from_light(high[mode].light, white_)[0] -
-                                         lab_from_light(shown[low][mode].light, white_)[0] -
-                                         leap_limit);
-        }
+        for (std::size_t low = begin; low + places_.size() < end; ++low)
+            sum += rise(shown[low], shown[low + places_.size()], leap_limit);
         return sum;
     }
 
@@ -265,9 +296,8 @@ class Ramp {
         double sum = 0;
         for (std::size_t place = begin; place < end; ++place)
             if (chroma(wanted_lab_[place]) < cast_limit / 2)
-                for (const auto &[light, weight] : shown[place])
-                    sum +=
-                        weight * std::max(0.0, chroma(lab_from_light(light, white_)) - cast_limit);
+                for (const Look &look : *shown[place])
+                    sum += look.weight * std::max(0.0, chroma(look.lab) - cast_limit);
         return sum;
     }
 
@@ -292,7 +322,9 @@ class Ramp {
         return std::min((step + 2) * places_.size(), size());
     }
 
-    double bare_cost(std::size_t step, const Shown &shown) const {
+    Shown bare_of(std::size_t step) const { return textured_ ? nullptr : bare_[step]; }
+
+    double bare_cost(std::size_t step, Shown shown) const {
         if (textured_)
             return 0;
         double back = 0;
@@ -311,15 +343,23 @@ class Ramp {
         return sum + faults(shown, begin, end);
     }
 
+    /// What a cell could become, and what is known of it: the places about it, and the cell itself
+    /// if that counts.
+    struct Trial {
+        RgbBytes bytes{};
+        std::vector<DitheredBytes> colours{};
+        std::vector<Shown> shown{};
+        double cost = 0; // at least
+    };
+
     /// Moves a cell to the best of its neighbours, if that is another. `shown` is kept up to date.
     bool move(std::size_t step, std::vector<Shown> &shown) {
         const std::size_t begin = begin_about(step);
         const std::size_t end = end_about(step);
         const RgbBytes start = steps_[step].bytes;
         RgbBytes best = start;
-        double least = cost(shown, begin, end) + bare_cost(step, bare_[step]);
+        double least = cost(shown, begin, end) + bare_cost(step, bare_of(step));
         std::vector<RgbBytes> candidates;
-        std::vector<DitheredBytes> colours;
         const double local = least / double(end - begin);
         if (local < good_enough)
             return false;
@@ -336,30 +376,62 @@ class Ramp {
             0.5 * (to_vector(steps_[step - 1].bytes) + to_vector(steps_[step + 1].bytes))));
         std::erase_if(candidates,
                       [&](const RgbBytes &candidate) { return disorders(step, candidate); });
-        for (const RgbBytes &candidate : candidates) {
-            steps_[step].bytes = candidate;
-            for (std::size_t place = begin; place < end; ++place)
-                colours.push_back(at(place));
-            if (!textured_)
-                colours.emplace_back(candidate);
-        }
-        const std::vector<Shown> moved = show(colours);
+        const std::size_t count = end - begin;
         std::vector<Shown> best_shown(shown.begin() + std::ptrdiff_t(begin),
                                       shown.begin() + std::ptrdiff_t(end));
-        Shown best_bare = bare_[step];
-        for (std::size_t i = 0; i < candidates.size(); ++i) {
-            const auto first = moved.begin() + std::ptrdiff_t(i * (end - begin + !textured_));
-            const Shown &bare = textured_ ? bare_[step] : first[std::ptrdiff_t(end - begin)];
-            std::copy_n(first, end - begin, shown.begin() + std::ptrdiff_t(begin));
-            if (const double now = cost(shown, begin, end) + bare_cost(step, bare); now < least) {
-                least = now;
-                best = candidates[i];
-                best_shown.assign(first, first + std::ptrdiff_t(end - begin));
-                best_bare = bare;
-            }
+        Shown best_bare = bare_of(step);
+        std::vector<Trial> trials;
+        for (const RgbBytes &candidate : candidates) {
+            Trial &trial = trials.emplace_back();
+            trial.bytes = steps_[step].bytes = candidate;
+            for (std::size_t place = begin; place < end; ++place)
+                trial.colours.push_back(at(place));
+            if (!textured_)
+                trial.colours.emplace_back(candidate);
+            trial.shown = looks_of(trial.colours);
         }
+        const auto cost_of = [&](const Trial &trial) {
+            std::copy_n(trial.shown.begin(), count, shown.begin() + std::ptrdiff_t(begin));
+            return cost(shown, begin, end) +
+                   bare_cost(step, textured_ ? nullptr : trial.shown.back());
+        };
+        // First where the cell's share is large, and no further if that costs too much already, or
+        // more than the likeliest in the end.
+        double limit = least;
+        for (std::size_t kernel = 0; kernel < kernels; ++kernel)
+            for (const bool near : {true, false}) {
+                if (solver_.weights()[kernel] == 0)
+                    continue;
+                std::vector<DitheredBytes> colours;
+                for (const Trial &trial : trials)
+                    for (std::size_t i = 0; i < trial.colours.size(); ++i)
+                        if (near == (i == count || (i >= count / 4 && i < count - count / 4)))
+                            colours.push_back(trial.colours[i]);
+                make_known(kernel, colours);
+                for (Trial &trial : trials)
+                    trial.cost = cost_of(trial);
+                if (limit == least && !trials.empty()) {
+                    Trial &likeliest = *std::min_element(
+                        trials.begin(), trials.end(),
+                        [](const Trial &a, const Trial &b) { return a.cost < b.cost; });
+                    show(likeliest.colours);
+                    likeliest.cost = cost_of(likeliest);
+                    limit = std::min(limit, likeliest.cost);
+                }
+                std::erase_if(trials, [&](const Trial &trial) {
+                    return trial.cost >= least || trial.cost > limit;
+                });
+            }
+        for (const Trial &trial : trials)
+            if (trial.cost < least) {
+                least = trial.cost;
+                best = trial.bytes;
+                best_shown.assign(trial.shown.begin(), trial.shown.begin() + std::ptrdiff_t(count));
+                best_bare = textured_ ? nullptr : trial.shown.back();
+            }
         steps_[step].bytes = best;
-        bare_[step] = best_bare;
+        if (!textured_)
+            bare_[step] = best_bare;
         std::copy(best_shown.begin(), best_shown.end(), shown.begin() + std::ptrdiff_t(begin));
         return best != start;
     }
@@ -372,7 +444,7 @@ class Ramp {
     std::vector<Vector3> wanted_srgb_; // by place
     std::vector<Vector3> wanted_lab_;
     std::vector<Shown> bare_; // by cell
-    mutable std::map<DitheredBytes, Shown> known_;
+    mutable std::unordered_map<DitheredBytes, Looks, DitheredBytes::Hash> known_;
 };
 
 } // namespace

@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <functional>
+#include <string_view>
 #include <utility>
 
 namespace oxel::tools {
@@ -281,6 +283,12 @@ DitheredBytes::DitheredBytes(std::span<const std::uint8_t> gamut_table, Grid gri
     }
 }
 
+std::size_t DitheredBytes::Hash::operator()(const DitheredBytes &bytes) const {
+    static_assert(sizeof bytes.by_threshold_ == thresholds * sizeof(RgbBytes));
+    return std::hash<std::string_view>()(
+        {reinterpret_cast<const char *>(bytes.by_threshold_.data()), sizeof bytes.by_threshold_});
+}
+
 PatchSimulation::PatchSimulation(const Characterisation &panel,
                                  std::span<const std::uint8_t> quantisation)
     : quantisation_(quantisation), lights_(panel.lights()) {
@@ -296,14 +304,12 @@ PatchSimulation::block_lights(int dithering_mode, std::span<const DitheredBytes>
                               Area area) const {
     const std::size_t lots = (colours.size() + patches_together - 1) / patches_together;
     std::vector<Pixel> pixels(lots * thresholds);
-    for (std::size_t place = 0; place < pixels.size(); ++place) {
-        std::array<std::array<std::int16_t, patches_together>, 3> channels{};
-        const std::size_t first = place % lots * patches_together;
-        for (std::size_t i = 0; i < patches_together && first + i < colours.size(); ++i)
+    for (std::size_t i = 0; i < colours.size(); ++i)
+        for (std::size_t threshold = 0; threshold < thresholds; ++threshold) {
+            Pixel &pixel = pixels[threshold * lots + i / patches_together];
             for (std::size_t channel = 0; channel < 3; ++channel)
-                channels[channel][i] = colours[first + i].at(place / lots)[channel];
-        pixels[place] = std::bit_cast<Pixel>(channels);
-    }
+                pixel[channel][i % patches_together] = colours[i].at(threshold)[channel];
+        }
     const auto kernel_of_mode = static_cast<Kernel>(dithering_mode / 2);
     const Counts counts = with_kernel(kernel_of_mode, [&]<const DiffusionKernel & kernel>() {
         return simulate<kernel>({quantisation_.data(), palette_.data()}, pixels,

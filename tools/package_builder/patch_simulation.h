@@ -40,8 +40,11 @@ class DitheredBytes {
 
     const RgbBytes &at(std::size_t threshold) const { return by_threshold_[threshold]; }
 
-    /// Any order.
-    bool operator<(const DitheredBytes &other) const { return by_threshold_ < other.by_threshold_; }
+    bool operator==(const DitheredBytes &) const = default;
+
+    struct Hash {
+        std::size_t operator()(const DitheredBytes &bytes) const;
+    };
 
   private:
     std::array<RgbBytes, thresholds> by_threshold_;

@@ -60,18 +60,6 @@ PatchGoal PatchSolver::goal(const Vector3 &srgb) const {
             add_rounding_loss(nearest.of(corner_bytes_))};
 }
 
-template <class F>
-void PatchSolver::for_each_mode(std::span<const DitheredBytes> bytes, PatchSimulation::Area area,
-                                F f) const {
-    for (std::size_t kernel = 0; kernel < kernels; ++kernel) {
-        if (weights_[kernel] == 0)
-            continue;
-        const std::vector<Vector3> lights = simulation_.mean_light(int(2 * kernel), bytes, area);
-        for (std::size_t i = 0; i < lights.size(); ++i)
-            f(i, lights[i], weights_[kernel]);
-    }
-}
-
 Vector3 PatchSolver::confine(const Vector3 &given) const {
     const Vector3 held =
         nearest_mixture(corner_bytes_, given - add_rounding_loss({})).of(corner_bytes_);
@@ -103,9 +91,14 @@ std::vector<Vector3> PatchSolver::solve(const std::vector<PatchGoal> &goals) con
         for (const Vector3 &rgb : given)
             bytes.emplace_back(rgb, texture(rgb));
         std::vector<Vector3> shown(goals.size());
-        for_each_mode(bytes, patch, [&](std::size_t i, const Vector3 &light, double weight) {
-            shown[i] = shown[i] + weight * light;
-        });
+        for (std::size_t kernel = 0; kernel < kernels; ++kernel) {
+            if (weights_[kernel] == 0)
+                continue;
+            const std::vector<Vector3> lights =
+                simulation_.mean_light(int(2 * kernel), bytes, patch);
+            for (std::size_t i = 0; i < lights.size(); ++i)
+                shown[i] = shown[i] + weights_[kernel] * lights[i];
+        }
         const double step = round < rounds - rounds_averaged ? 1 : 0.6;
         for (std::size_t i = 0; i < goals.size(); ++i) {
             given[i] = confine(given[i] + step * (goals[i].wanted - srgb_from_light(shown[i])));
@@ -116,24 +109,17 @@ std::vector<Vector3> PatchSolver::solve(const std::vector<PatchGoal> &goals) con
     return means;
 }
 
-std::vector<PatchSolver::Shown> PatchSolver::show(std::span<const DitheredBytes> colours) const {
-    std::vector<Shown> shown(colours.size());
+std::vector<Vector3> PatchSolver::show(std::size_t kernel,
+                                       std::span<const DitheredBytes> colours) const {
+    const auto &area = loses_small_errors() ? late_patch : fine_patch;
+    std::vector<Vector3> shown;
     for (std::size_t done = 0; done < colours.size(); done += PatchSimulation::lanes) {
         const auto some =
             colours.subspan(done, std::min(PatchSimulation::lanes, colours.size() - done));
-        const auto &area = loses_small_errors() ? late_patch : fine_patch;
-        for_each_mode(some, area, [&](std::size_t i, const Vector3 &light, double weight) {
-            shown[done + i].push_back({light, weight});
-        });
+        const std::vector<Vector3> lights = simulation_.mean_light(int(2 * kernel), some, area);
+        shown.insert(shown.end(), lights.begin(), lights.end());
     }
     return shown;
-}
-
-Vector3 PatchSolver::mean(const Shown &shown) {
-    Vector3 sum{};
-    for (const auto &[light, weight] : shown)
-        sum = sum + weight * light;
-    return sum;
 }
 
 } // namespace oxel::tools

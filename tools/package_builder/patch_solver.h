@@ -40,17 +40,10 @@ class PatchSolver {
     /// iteration; 1 to PatchSimulation::lanes of them.
     std::vector<Vector3> solve(const std::vector<PatchGoal> &goals) const;
 
-    /// The light of a patch in a diffusion, and how much that counts.
-    struct WeightedLight {
-        Vector3 light;
-        double weight;
-    };
-    using Shown = std::vector<WeightedLight>;
+    const DiffusionWeights &weights() const { return weights_; }
 
-    /// Each colour in every diffusion that counts; any number of colours.
-    std::vector<Shown> show(std::span<const DitheredBytes> colours) const;
-
-    static Vector3 mean(const Shown &shown);
+    /// The light of each colour in a kernel's diffusion; any number of colours.
+    std::vector<Vector3> show(std::size_t kernel, std::span<const DitheredBytes> colours) const;
 
     /// Bytes that are not far outside the hull of the palette's.
     Vector3 confine(const Vector3 &given) const;
@@ -66,10 +59,6 @@ class PatchSolver {
     double texture(const Vector3 &given) const;
 
   private:
-    /// Calls `f` with the place of each patch, its light in a mode, and the weight of the mode.
-    template <class F>
-    void for_each_mode(std::span<const DitheredBytes> bytes, PatchSimulation::Area area, F f) const;
-
     const Characterisation &panel_;
     QuietMixtures quiet_;
     const PatchSimulation &simulation_;
