@@ -52,13 +52,13 @@ ENVIRONMENT = {name: value for name, value in os.environ.items() if name != "LD_
 
 
 class Service:
-    def __init__(self, configuration, clock=START):
+    def __init__(self, configuration, clock=START, **environment):
         pathlib.Path("serve.toml").write_text(configuration)
         self.set_clock(clock)
         with open("errors", "ab") as errors:
             self.process = subprocess.Popen(
                 [COMMAND, "serve", "serve.toml", "--clock", "clock"], stdout=subprocess.PIPE,
-                stderr=errors, text=True, env=ENVIRONMENT)
+                stderr=errors, text=True, env={**ENVIRONMENT, **environment})
         line = self.process.stdout.readline()
         if not line:
             raise AssertionError(pathlib.Path("errors").read_text())
@@ -449,12 +449,41 @@ class Serve(CommandCase):
         slow.sock.connect(("127.0.0.1", service.port))
         slow.request("GET", "/devices/big/frame")
         answer = slow.getresponse()
+        self.assertEqual(answer.status, 200, pathlib.Path("errors").read_text())
         service.process.terminate()
         with self.assertRaises(subprocess.TimeoutExpired):
             service.process.wait(1)
         self.assertEqual(len(answer.read()), 4000 * 3000)
         self.assertEqual(service.process.wait(60), 0)
         service.process.stdout.close()
+
+    def test_ends_while_it_is_asked(self):
+        """Its first thread is held up between any two steps that concern the others' sockets."""
+        pathlib.Path("slow.c").write_text("""
+            #define _GNU_SOURCE
+            #include <sys/epoll.h>
+            #include <sys/syscall.h>
+            #include <unistd.h>
+            int epoll_ctl(int set, int change, int file, struct epoll_event *event) {
+                if (getpid() == syscall(SYS_gettid))
+                    usleep(100000);
+                return (int)syscall(SYS_epoll_ctl, set, change, file, event);
+            }""")
+        compiler = os.environ.get("CC", "cc").split()
+        subprocess.run([*compiler, "-shared", "-fPIC", "slow.c", "-o", "slow.so"], check=True)
+        service = self.serve(TOP + KITCHEN, LD_PRELOAD=os.path.abspath("slow.so"))
+
+        def ask():
+            with contextlib.suppress(OSError, http.client.HTTPException):
+                while True:
+                    service.ask("/healthz")
+
+        clients = [threading.Thread(target=ask) for _ in range(4)]
+        for client in clients:
+            client.start()
+        self.assertEqual(service.end(), 0, pathlib.Path("errors").read_text())
+        for client in clients:
+            client.join()
 
     def test_reads_its_configuration_anew(self):
         service = self.serve(TOP + KITCHEN)
@@ -475,7 +504,8 @@ class Serve(CommandCase):
         for line, message in [
                 ("listen = 1", "line 1: listen: must be a string"),
                 ('listen = "here"', "line 1: listen: must be ADDRESS:PORT"),
-                ("x = [", "line 1: "), ("", "has neither devices nor albums"), ('chache = "c"', "line 1: chache: unknown key"),
+                ("x = [", "line 1: "), ("", "has neither devices nor albums"),
+                ('chache = "c"', "line 1: chache: unknown key"),
                 ('token = "short"', "line 1: token: is too short"),
                 ('[albums]\nfamily = "none"', "line 2: albums.family: .*none is not a folder"),
                 ('[devices."a/b"]\npanel = "six-colour"', "line 1: .*id has letters"),
@@ -491,7 +521,8 @@ class Serve(CommandCase):
                  "its panel tells no size")]:
             pathlib.Path("wrong.toml").write_text(line)
             prefix = "" if "its panel" in message else r"wrong.toml: "
-            self.refused("serve wrong.toml", prefix + (message if prefix else "device d: " + message))
+            self.refused("serve wrong.toml",
+                         prefix + (message if prefix else "device d: " + message), timeout=60)
 
     def test_examples_show_the_frame(self):
         service = self.serve(TOP + KITCHEN)

@@ -18,6 +18,8 @@
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
+#include <utility>
+#include <vector>
 
 namespace oxel::tools {
 
@@ -29,6 +31,7 @@ constexpr unsigned idle_seconds = 30;
 constexpr int most_threads = 4;
 
 using ResponseHandle = std::unique_ptr<MHD_Response, decltype(&MHD_destroy_response)>;
+using DaemonHandle = std::unique_ptr<MHD_Daemon, decltype(&MHD_stop_daemon)>;
 
 /// A request under way. It outlives its connection's interest while the service is at it.
 struct Exchange {
@@ -94,10 +97,12 @@ unsigned connection_limit() {
 
 struct HttpServer::Daemon {
     Service &service;
-    MHD_Daemon *daemon = nullptr;
     std::atomic<int> begun = 0;     // requests whose heads are there, until their answers are out
     std::atomic<int> under_way = 0; // those of them that the service is at
     std::atomic<bool> ends = false;
+    /// One a thread, all at one socket. A pool of the library's own threads aborts the process now
+    /// and then when it is told to take no more connections while one of them is awake.
+    std::vector<DaemonHandle> daemons;
 
     explicit Daemon(Service &served) : service(served) {}
 
@@ -212,6 +217,38 @@ struct HttpServer::Daemon {
 
     /// What clients do wrong is no news.
     static void on_message(void *, const char *, va_list) {}
+
+    /// Another thread. The first listens at the address, the others at its socket.
+    bool start(const addrinfo &address, unsigned most) {
+        unsigned flags =
+            MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
+        if (address.ai_family == AF_INET6)
+            flags |= MHD_USE_DUAL_STACK;
+        MHD_OptionItem where[] = {{MHD_OPTION_SOCK_ADDR, 0, address.ai_addr},
+                                  {MHD_OPTION_END, 0, nullptr}};
+        errno = 0;
+        if (!daemons.empty()) {
+            const auto *const info =
+                MHD_get_daemon_info(daemons.front().get(), MHD_DAEMON_INFO_LISTEN_FD);
+            const int socket = info ? fcntl(info->listen_fd, F_DUPFD_CLOEXEC, 0) : -1;
+            if (socket < 0)
+                return false;
+            where[0] = {MHD_OPTION_LISTEN_SOCKET, socket, nullptr};
+        }
+        DaemonHandle daemon(
+            MHD_start_daemon(flags, 0, nullptr, nullptr, on_request, this, MHD_OPTION_ARRAY, where,
+                             MHD_OPTION_EXTERNAL_LOGGER, on_message, nullptr,
+                             MHD_OPTION_URI_LOG_CALLBACK, on_uri, nullptr,
+                             MHD_OPTION_NOTIFY_COMPLETED, on_end, this, MHD_OPTION_CONNECTION_LIMIT,
+                             most, MHD_OPTION_CONNECTION_MEMORY_LIMIT, connection_bytes,
+                             MHD_OPTION_CONNECTION_TIMEOUT, idle_seconds,
+                             MHD_OPTION_LISTENING_ADDRESS_REUSE, 1U, MHD_OPTION_END),
+            MHD_stop_daemon);
+        if (!daemon)
+            return false;
+        daemons.push_back(std::move(daemon));
+        return true;
+    }
 };
 
 HttpServer::HttpServer(Service &service, const std::string &host, int port)
@@ -225,29 +262,18 @@ HttpServer::HttpServer(Service &service, const std::string &host, int port)
     if (const int error = getaddrinfo(host.c_str(), std::to_string(port).c_str(), &hints, &found))
         throw Failure(where, gai_strerror(error));
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> address(found, freeaddrinfo);
-    unsigned flags = MHD_USE_EPOLL_INTERNAL_THREAD | MHD_ALLOW_SUSPEND_RESUME | MHD_USE_ERROR_LOG;
-    if (address->ai_family == AF_INET6)
-        flags |= MHD_USE_DUAL_STACK;
     const int threads =
         std::clamp(static_cast<int>(std::thread::hardware_concurrency()), 1, most_threads);
-    errno = 0;
-    daemon_->daemon = MHD_start_daemon(
-        flags, static_cast<std::uint16_t>(port), nullptr, nullptr, Daemon::on_request,
-        daemon_.get(), MHD_OPTION_SOCK_ADDR, address->ai_addr, MHD_OPTION_EXTERNAL_LOGGER,
-        Daemon::on_message, nullptr, MHD_OPTION_URI_LOG_CALLBACK, Daemon::on_uri, nullptr,
-        MHD_OPTION_NOTIFY_COMPLETED, Daemon::on_end, daemon_.get(), MHD_OPTION_THREAD_POOL_SIZE,
-        static_cast<unsigned>(threads > 1 ? threads : 0), MHD_OPTION_CONNECTION_LIMIT,
-        connection_limit(), MHD_OPTION_CONNECTION_MEMORY_LIMIT, connection_bytes,
-        MHD_OPTION_CONNECTION_TIMEOUT, idle_seconds, MHD_OPTION_LISTENING_ADDRESS_REUSE, 1U,
-        MHD_OPTION_END);
-    if (!daemon_->daemon)
-        throw Failure(where, errno != 0 ? std::strerror(errno) : "cannot be listened at");
+    for (int i = 0; i < threads; ++i)
+        if (!daemon_->start(*address, connection_limit() / static_cast<unsigned>(threads)))
+            throw Failure(where, errno != 0 ? std::strerror(errno) : "cannot be listened at");
 }
 
 HttpServer::~HttpServer() {
-    const MHD_socket socket = MHD_quiesce_daemon(daemon_->daemon);
-    if (socket != MHD_INVALID_SOCKET)
-        close(socket);
+    for (const DaemonHandle &daemon : daemon_->daemons)
+        if (const MHD_socket socket = MHD_quiesce_daemon(daemon.get());
+            socket != MHD_INVALID_SOCKET)
+            close(socket);
     daemon_->ends = true;
     using namespace std::chrono_literals;
     for (int i = 0; i < 3000 && (daemon_->begun > 0 || daemon_->under_way > 0); ++i)
@@ -257,12 +283,11 @@ HttpServer::~HttpServer() {
                   << std::flush;
         std::_Exit(EXIT_FAILURE);
     }
-    MHD_stop_daemon(daemon_->daemon);
 }
 
 int HttpServer::port() const {
     const MHD_DaemonInfo *const info =
-        MHD_get_daemon_info(daemon_->daemon, MHD_DAEMON_INFO_BIND_PORT);
+        MHD_get_daemon_info(daemon_->daemons.front().get(), MHD_DAEMON_INFO_BIND_PORT);
     return info ? info->port : 0;
 }
 
