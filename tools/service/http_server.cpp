@@ -29,6 +29,9 @@ constexpr unsigned most_connections = 8000;
 constexpr std::size_t connection_bytes = 16384; // which a request's head must fit into
 constexpr unsigned idle_seconds = 30;
 constexpr int most_threads = 4;
+/// A client that sends its body at once may not read an answer before all is sent. So much is taken
+/// from it for nothing; behind more the connection is closed.
+constexpr std::uint64_t most_for_nothing = 64 << 20;
 
 using ResponseHandle = std::unique_ptr<MHD_Response, decltype(&MHD_destroy_response)>;
 using DaemonHandle = std::unique_ptr<MHD_Daemon, decltype(&MHD_stop_daemon)>;
@@ -38,7 +41,6 @@ struct Exchange {
     std::string uri;
     std::shared_ptr<Request> request; // once its head is there
     std::optional<Response> response;
-    bool refused = false; // the rest of its body is not read
     bool asked = false;   // the service is at it
 };
 
@@ -124,7 +126,8 @@ struct HttpServer::Daemon {
         return MHD_queue_response(connection, static_cast<unsigned>(response.status), handle.get());
     }
 
-    /// Reads a request's head. What is refused by it alone, is refused before its body.
+    /// Reads a request's head. What is refused by it alone, is refused before its body if the
+    /// client waits for that, or if the body is long.
     MHD_Result begin(MHD_Connection *connection, Exchange &exchange, const char *method) {
         exchange.request = std::make_shared<Request>();
         ++begun;
@@ -137,19 +140,18 @@ struct HttpServer::Daemon {
         request.authorization = header(connection, "Authorization");
         request.battery = header(connection, "X-Battery");
         const std::string length = header(connection, "Content-Length");
-        const bool has_body =
-            !header(connection, "Transfer-Encoding").empty() || (!length.empty() && length != "0");
+        const std::uint64_t bytes = std::strtoull(length.c_str(), nullptr, 10);
+        const bool stops = !header(connection, "Transfer-Encoding").empty() ||
+                           bytes > most_for_nothing ||
+                           (bytes > 0 && !header(connection, "Expect").empty());
         if (auto target = parse_target(exchange.uri))
             request.target = std::move(*target);
         else
             exchange.response = line_response(400, "this address names nothing");
         if (!exchange.response)
-            exchange.response =
-                service.refusal(request, std::strtoull(length.c_str(), nullptr, 10));
-        if (exchange.response && has_body) {
-            exchange.refused = true;
+            exchange.response = service.refusal(request, bytes);
+        if (exchange.response && stops)
             return queue(connection, request, *exchange.response);
-        }
         return MHD_YES;
     }
 
