@@ -12,7 +12,7 @@ namespace {
 
 constexpr std::size_t file_header = 14;
 constexpr std::size_t info_header = 40;
-constexpr std::size_t alignment = 4; // of rows
+constexpr std::size_t row_alignment = 4;
 
 void append(Bytes &bytes, int count, std::size_t number) {
     for (int i = 0; i < count; ++i, number >>= 8)
@@ -42,7 +42,7 @@ Bytes encode_bmp(const FrameImage &frame) {
     const int packed_bits = packed_bits_of(frame.codes);
     const int bits = packed_bits == 2 ? 4 : packed_bits;
     const Bytes pixels = turned_over(frame.pixels, frame.size);
-    const Bytes rows = pack(bits, {frame.size, pixels, frame.codes, frame.name}, alignment);
+    const Bytes rows = pack(bits, {frame.size, pixels, frame.codes, frame.name}, row_alignment);
     const auto colours = colour_table(frame.codes);
     const std::size_t start = file_header + info_header + 4 * colours.size();
 
@@ -82,10 +82,10 @@ Bytes decode_bmp(std::span<const std::uint8_t> file, const Codes &, ImageSize &s
                 size);
     const std::size_t start = read(file, 10, 4);
     const std::size_t expected =
-        packed_row_bytes(bits, size.width, alignment) * static_cast<std::size_t>(size.height);
+        packed_row_bytes(bits, size.width, row_alignment) * static_cast<std::size_t>(size.height);
     if (start > file.size() || file.size() - start < expected)
         throw std::runtime_error("ends too early");
-    const Bytes pixels = unpack(bits, file.subspan(start), size, alignment);
+    const Bytes pixels = unpack(bits, file.subspan(start), size, row_alignment);
     return top_first ? pixels : turned_over(pixels, size);
 }
 

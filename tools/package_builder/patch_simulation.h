@@ -26,7 +26,7 @@ class DitheredBytes {
     /// Of the preparation's, as many as are told apart: a third of them are a whole number.
     static constexpr std::size_t thresholds = 96;
 
-    DitheredBytes(const RgbBytes &flat) { by_threshold_.fill(flat); } // NOLINT: as good as bytes
+    DitheredBytes(const RgbBytes &rgb) { by_threshold_.fill(rgb); } // NOLINT: as good as bytes
 
     /// Channels that need not be whole: bytes four apart, as cells mostly are, with just this mean,
     /// and a table's texture.

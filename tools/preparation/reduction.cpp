@@ -55,9 +55,9 @@ template <std::size_t bytes>
 /// Writes three channels, rounded.
 [[gnu::always_inline]] inline void write_light(Pixel sum, std::uint16_t *light) {
     using Whole __attribute__((vector_size(sizeof(Pixel)))) = std::int32_t;
-    constexpr Pixel white = {65535, 65535, 65535, 65535};
+    constexpr Pixel most = {65535, 65535, 65535, 65535};
     sum = sum < 0 ? Pixel{} : sum;
-    sum = (sum > white ? white : sum) + 0.5F;
+    sum = (sum > most ? most : sum) + 0.5F;
     const Whole whole = __builtin_convertvector(sum, Whole);
     for (std::size_t channel = 0; channel < 3; ++channel)
         light[channel] = static_cast<std::uint16_t>(whole[channel]);

@@ -41,7 +41,7 @@ struct Exchange {
     std::string uri;
     std::shared_ptr<Request> request; // once its head is there
     std::optional<Response> response;
-    bool asked = false;   // the service is at it
+    bool asked = false; // the service is at it
 };
 
 std::string header(MHD_Connection *connection, const char *name) {
