@@ -17,7 +17,7 @@ esac
 
 scripts/install-packages.sh g++ cmake make pkg-config libgtest-dev \
     libvips-dev libcli11-dev libseccomp-dev nlohmann-json3-dev zlib1g-dev \
-    libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev libcurl4-openssl-dev tzdata \
+    libmicrohttpd-dev libtomlplusplus-dev libgnutls28-dev curl libcurl4-openssl-dev tzdata \
     python3-numpy python3-pil python3-distributed zsh fish
 
 echo "Compiling takes three to five minutes on two cores, and 40 MB in $build; the tests then about three"
