@@ -112,13 +112,6 @@ std::vector<std::size_t> nearest_on_surface(const std::vector<ByteTriangle> &tri
 } // namespace
 
 Quantiser::Quantiser(const Characterisation &panel, std::size_t together) {
-    const auto place_in_table = [](std::size_t red, std::size_t green, std::size_t blue) {
-        return (red * cell_steps + green) * cell_steps + blue;
-    };
-    for (std::size_t red = 0; red < together; ++red)
-        for (std::size_t green = 0; green < together; ++green)
-            for (std::size_t blue = 0; blue < together; ++blue)
-                offsets_.push_back(place_in_table(red, green, blue));
     std::vector<std::size_t> all;
     for (const Vector3 &light : panel.lights()) {
         all.push_back(own_sites_.size());
@@ -134,6 +127,13 @@ Quantiser::Quantiser(const Characterisation &panel, std::size_t together) {
     const std::vector<ByteTriangle> triangles =
         is_a_line(panel) ? std::vector<ByteTriangle>() : byte_triangles(panel);
     const std::size_t steps = cell_steps / together;
+    const auto place_in_table = [](std::size_t red, std::size_t green, std::size_t blue) {
+        return (red * cell_steps + green) * cell_steps + blue;
+    };
+    for (std::size_t red = 0; red < together; ++red)
+        for (std::size_t green = 0; green < together; ++green)
+            for (std::size_t blue = 0; blue < together; ++blue)
+                offsets_.push_back(place_in_table(red, green, blue));
     const auto middle = [together](std::size_t step) {
         return 4 * double(together) * double(step) + 2 * double(together) - 0.5;
     };
