@@ -58,37 +58,58 @@ std::vector<double> less_trend(const std::vector<double> &profile) {
     return rest;
 }
 
-/// By how much, in CIELAB, a gradient's columns stray from a smooth course: root mean squares.
+/// By how much, in CIELAB, a gradient's course strays from a smooth one: root mean squares.
 struct Bands {
     double shown;  // what the panel shows, blurred by 3 pixels
     double wanted; // what the gamut mapping makes of it without a dither, which bends at corners
     double missed; // the one less the other
+    double leap;   // the most by which L* misses more, or less, than 8 pixels before
 };
 
-Bands bands(const Renderer &renderer, const GamutMapping &mapping, const Vector3 &from,
-            const Vector3 &to) {
-    constexpr ImageSize size{512, 320};
+/// Of sRGB, from its start to its end.
+struct Gradient {
+    Vector3 from;
+    Vector3 to;
+};
+
+/// Where a gradient goes. To the right, each row continues what the one above has settled to; down,
+/// a diffusion meets what is new.
+enum class Course { right, down };
+
+Bands bands(const Renderer &renderer, const GamutMapping &mapping, const Gradient &gradient,
+            Course course) {
     constexpr int border = 16;
+    constexpr int length = 512;
+    constexpr int breadth = 320;
+    const bool right = course == Course::right;
+    const ImageSize size = right ? ImageSize{length, breadth} : ImageSize{breadth, length};
+    std::vector<Vector3> lights;
+    std::vector<Vector3> mapped;
+    Vector3 near = mapping.start();
+    for (int place = 0; place < length; ++place) {
+        lights.push_back(light_from_srgb(gradient.from + double(place) / (length - 1) *
+                                                             (gradient.to - gradient.from)));
+        mapped.push_back(mapping.map(lights.back(), near));
+    }
     Light picture;
     LightImage wanted{size, {}};
-    Vector3 near = mapping.start();
     for (int y = 0; y < size.height; ++y)
         for (int x = 0; x < size.width; ++x) {
-            const Vector3 light =
-                light_from_srgb(from + double(x) / (size.width - 1) * (to - from));
-            for (const double channel : light)
+            const auto place = std::size_t(right ? x : y);
+            for (const double channel : lights[place])
                 picture.push_back(std::uint16_t(65535 * channel + 0.5));
-            const Vector3 mapped = y == 0 ? mapping.map(light, near) : wanted.at(std::size_t(x));
-            for (const double channel : mapped)
+            for (const double channel : mapped[place])
                 wanted.values.push_back(float(channel));
         }
     using Profiles = std::array<std::vector<double>, 3>;
     const auto profiles_of = [&](const LightImage &image) {
         const LightImage blurred = blur(image, 3);
         Profiles profiles;
-        for (int x = border; x < size.width - border; ++x) {
-            const Vector3 lab = lab_from_light(
-                mean_light(blurred, {x, border, {1, size.height - 2 * border}}), renderer.paper());
+        for (int place = border; place < length - border; ++place) {
+            constexpr int across = breadth - 2 * border;
+            const Box box =
+                right ? Box{place, border, {1, across}} : Box{border, place, {across, 1}};
+            const Vector3 lab = lab_from_light(mean_light(blurred, box), renderer.paper());
             for (std::size_t c = 0; c < 3; ++c)
                 profiles[c].push_back(lab[c]);
         }
@@ -107,7 +128,10 @@ Bands bands(const Renderer &renderer, const GamutMapping &mapping, const Vector3
     for (std::size_t c = 0; c < 3; ++c)
         std::transform(seen[c].begin(), seen[c].end(), aim[c].begin(), miss[c].begin(),
                        std::minus<>());
-    return {stray(seen), stray(aim), stray(miss)};
+    double leap = 0;
+    for (std::size_t place = 8; place < miss[0].size(); ++place)
+        leap = std::max(leap, std::abs(miss[0][place] - miss[0][place - 8]));
+    return {stray(seen), stray(aim), stray(miss), leap};
 }
 
 /// How far the first 16 rows lie, in L*, outside of what any 16 rows further down show, over flat
@@ -368,13 +392,14 @@ void print_figures(const Renderer &renderer) {
     const Characterisation panel(palette_of_package(renderer.package()));
     const auto noted = noted_options(renderer.package());
     const GamutMapping mapping(panel, noted ? noted->intent : Intent::absolute);
-    const Vector3 gradients[][2] = {{{140, 150, 165}, {150, 159, 173}},
-                                    {{80, 130, 190}, {190, 212, 232}},
-                                    {{40, 40, 80}, {230, 150, 100}},
-                                    {{170, 115, 92}, {232, 190, 165}}};
+    const Gradient faint = {{140, 150, 165}, {150, 159, 173}};
+    const Gradient sky = {{80, 130, 190}, {190, 212, 232}};
+    const Gradient dusk = {{40, 40, 80}, {230, 150, 100}};
+    const Gradient skin = {{170, 115, 92}, {232, 190, 165}};
+    const Gradient evening = {{18, 58, 122}, {134, 191, 223}};
     std::vector<Bands> found;
-    for (const auto &[from, to] : gradients)
-        found.push_back(bands(renderer, mapping, from, to));
+    for (const Gradient &gradient : {faint, sky, dusk, skin})
+        found.push_back(bands(renderer, mapping, gradient, Course::right));
     std::printf("    bands");
     for (const Bands &one : found)
         std::printf(" %.2f", one.shown);
@@ -384,7 +409,14 @@ void print_figures(const Renderer &renderer) {
     std::printf(", less that");
     for (const Bands &one : found)
         std::printf(" %.2f", one.missed);
-    std::printf("\n");
+    std::printf("\n    going down, missed and leap of L*:");
+    for (const Gradient &gradient : {sky, dusk, skin, evening}) {
+        const Bands lighter = bands(renderer, mapping, gradient, Course::down);
+        const Bands darker = bands(renderer, mapping, {gradient.to, gradient.from}, Course::down);
+        std::printf(" %.2f %.2f / %.2f %.2f", lighter.missed, lighter.leap, darker.missed,
+                    darker.leap);
+    }
+    std::printf(" (sky, dusk, skin, evening; to lighter / to darker)\n");
     std::printf(
         "    first rows %.2f   grain %.2f %.2f (blurred by 1.5, 4)   coloured text %.1f %%\n",
         first_rows(renderer), grain(renderer, 1.5), grain(renderer, 4), coloured_text(renderer));

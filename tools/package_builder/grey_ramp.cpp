@@ -160,9 +160,10 @@ class Ramp {
         return show(colours);
     }
 
-    std::vector<Shown> show(std::span<const DitheredBytes> colours) const {
+    std::vector<Shown> show(std::span<const DitheredBytes> colours,
+                            std::span<const DitheredBytes> next = {}) const {
         for (std::size_t kernel = 0; kernel < kernels; ++kernel)
-            make_known(kernel, colours);
+            make_known(kernel, colours, next);
         return looks_of(colours);
     }
 
@@ -174,18 +175,25 @@ class Ramp {
     }
 
     /// What was shown before is not simulated again: moves of neighbours ask for much that is.
-    void make_known(std::size_t kernel, std::span<const DitheredBytes> colours) const {
+    /// Lanes that a simulation leaves idle go to what may be asked for next.
+    void make_known(std::size_t kernel, std::span<const DitheredBytes> colours,
+                    std::span<const DitheredBytes> next = {}) const {
         const double weight = solver_.weights()[kernel];
         if (weight == 0)
             return;
         std::vector<DitheredBytes> unknown;
         std::vector<Look *> looks;
-        for (const DitheredBytes &colour : colours)
+        const auto add_unknown = [&](const DitheredBytes &colour) {
             if (Look &look = known_[colour][kernel]; look.weight == 0) {
                 look.weight = weight;
                 looks.push_back(&look);
                 unknown.push_back(colour);
             }
+        };
+        std::for_each(colours.begin(), colours.end(), add_unknown);
+        for (const DitheredBytes &colour : next)
+            if (unknown.size() % PatchSimulation::lanes != 0)
+                add_unknown(colour);
         for (std::size_t i = 0; const Vector3 &light : solver_.show(kernel, unknown))
             *looks[i++] = {light, lab_from_light(light, white_), weight};
     }
@@ -402,19 +410,21 @@ class Ramp {
             for (const bool near : {true, false}) {
                 if (solver_.weights()[kernel] == 0)
                     continue;
-                std::vector<DitheredBytes> colours;
+                std::vector<DitheredBytes> colours, others;
                 for (const Trial &trial : trials)
-                    for (std::size_t i = 0; i < trial.colours.size(); ++i)
-                        if (near == (i == count || (i >= count / 4 && i < count - count / 4)))
-                            colours.push_back(trial.colours[i]);
-                make_known(kernel, colours);
+                    for (std::size_t i = 0; i < trial.colours.size(); ++i) {
+                        const bool is_near =
+                            i == count || (i >= count / 4 && i < count - count / 4);
+                        (near == is_near ? colours : others).push_back(trial.colours[i]);
+                    }
+                make_known(kernel, colours, others);
                 for (Trial &trial : trials)
                     trial.cost = cost_of(trial);
                 if (limit == least && !trials.empty()) {
                     Trial &likeliest = *std::min_element(
                         trials.begin(), trials.end(),
                         [](const Trial &a, const Trial &b) { return a.cost < b.cost; });
-                    show(likeliest.colours);
+                    show(likeliest.colours, colours);
                     likeliest.cost = cost_of(likeliest);
                     limit = std::min(limit, likeliest.cost);
                 }

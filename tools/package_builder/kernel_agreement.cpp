@@ -154,7 +154,8 @@ std::vector<Vector3> agreeing_sites(const Characterisation &panel, const Quantis
         return std::all_of(fixed.begin(), fixed.end(),
                            [&](std::size_t cell) { return table[cell] == first_table[cell]; });
     };
-    double least = judge.cost(first_table, std::numeric_limits<double>::infinity());
+    std::vector<std::uint8_t> table = first_table;
+    double least = judge.cost(table, std::numeric_limits<double>::infinity());
     double step = first_step;
     for (int trial = 0; trial < trials && judge.has_sample(); ++trial) {
         progress(double(trial) / trials);
@@ -163,12 +164,13 @@ std::vector<Vector3> agreeing_sites(const Characterisation &panel, const Quantis
             if (random.between(0, double(sites.size())) < sites_moved)
                 for (double &coordinate : site)
                     coordinate += random.between(-step, step);
-        const std::vector<std::uint8_t> table = quantiser.table(moved);
-        const double now = keeps_fixed_cells(table) ? judge.cost(table, least) : least;
+        std::vector<std::uint8_t> moved_table = quantiser.table(moved, sites, table);
+        const double now = keeps_fixed_cells(moved_table) ? judge.cost(moved_table, least) : least;
         step *= now < least ? step_growth : step_decay;
         if (now < least) {
             least = now;
             sites = moved;
+            table.swap(moved_table);
         }
     }
     return sites;

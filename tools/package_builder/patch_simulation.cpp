@@ -110,7 +110,7 @@ Words two_of(const Tables &tables, std::uint8_t one, std::uint8_t other) {
     constexpr Words least{}, most = Words{} + std::int16_t{255};
     for (Words &channel : value) {
         channel = channel > least ? channel : least;
-        channel = channel < most ? channel : most;
+        channel = channel > most ? most : channel;
     }
     const auto cells = cells_of(value);
     for (std::size_t i = 0; i < patches_together; ++i)
@@ -145,9 +145,10 @@ class Diffusion {
             for (std::size_t lot = 0; lot < lots_; ++lot) {
                 const std::size_t place = x * lots_ + lot;
                 Pixel value = pixels[lot];
-                for (std::size_t channel = 0; channel < 3; ++channel)
-                    value[channel] +=
-                        received_[0][place][channel] + shares<direction, 0>(place, channel);
+                for (std::size_t channel = 0; channel < 3; ++channel) {
+                    value[channel] += received_[0][place][channel];
+                    value[channel] += shares<direction, 0>(place, channel);
+                }
                 Indices indices;
                 hand_out(quantise(value, tables_, indices), place);
                 if (std::uint32_t *const of_lot = counts[x])

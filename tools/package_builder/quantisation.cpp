@@ -7,6 +7,7 @@
 #include <cmath>
 #include <limits>
 #include <map>
+#include <utility>
 
 namespace oxel::tools {
 
@@ -42,12 +43,14 @@ struct ByteTriangle {
     std::array<std::size_t, 3> indices;
     std::array<Vector3, 3> corners;
     Vector3 normal; // of length 1, or 0
+    Vector3 centre;
+    double radius; // about the centre, of a sphere that holds it
 };
 
 std::vector<ByteTriangle> byte_triangles(const Characterisation &panel) {
     std::vector<ByteTriangle> triangles;
     for (const HullFacet &facet : panel.facets()) {
-        ByteTriangle triangle{facet.corners, {}, {}};
+        ByteTriangle triangle{facet.corners, {}, {}, {}, 0};
         for (std::size_t i = 0; i < 3; ++i)
             triangle.corners[i] = to_vector(panel.palette()[facet.corners[i]]);
         const auto &[a, b, c] = triangle.corners;
@@ -55,6 +58,10 @@ std::vector<ByteTriangle> byte_triangles(const Characterisation &panel) {
         const double length = std::sqrt(dot(normal, normal));
         if (length > 0)
             triangle.normal = 1 / length * normal;
+        triangle.centre = 1.0 / 3 * (a + b + c);
+        for (const Vector3 &corner : triangle.corners)
+            triangle.radius = std::max(triangle.radius,
+                                       std::sqrt(squared_distance(corner, triangle.centre)) + 1e-6);
         triangles.push_back(triangle);
     }
     return triangles;
@@ -66,41 +73,51 @@ std::vector<ByteTriangle> byte_triangles(const Characterisation &panel) {
 std::vector<std::size_t> nearest_on_surface(const std::vector<ByteTriangle> &triangles,
                                             const Vector3 &srgb, double limit,
                                             std::size_t &likely) {
-    std::vector<std::size_t> indices;
-    double least = limit * limit;
-    const auto distance = [&](const ByteTriangle &triangle, const Mixture &mixture) {
-        return squared_distance(mixture.of(triangle.corners), srgb);
-    };
-    if (likely < triangles.size())
-        least = std::min(
-            least, 1e-9 + (1 + 1e-9) * distance(triangles[likely],
-                                                nearest_mixture(triangles[likely].corners, srgb)));
-    for (const ByteTriangle &triangle : triangles) {
-        const double height = dot(triangle.normal, srgb - triangle.corners[0]);
-        if (height * height >= least) // its plane is further away already
-            continue;
+    const auto nearest_of = [&](const ByteTriangle &triangle) {
         const Mixture mixture = nearest_mixture(triangle.corners, srgb);
-        const double d = distance(triangle, mixture);
-        if (d >= least)
-            continue;
-        least = d;
-        likely = std::size_t(&triangle - triangles.data());
-        indices.clear();
-        for (std::size_t i = 0; i < mixture.count; ++i)
-            indices.push_back(triangle.indices[mixture.points[i]]);
+        return std::pair(mixture, squared_distance(mixture.of(triangle.corners), srgb));
+    };
+    double least = limit * limit;
+    const std::size_t first = likely;
+    std::pair<Mixture, double> of_first;
+    if (first < triangles.size()) {
+        of_first = nearest_of(triangles[first]);
+        least = std::min(least, 1e-9 + (1 + 1e-9) * of_first.second);
     }
+    const auto is_further = [&](const ByteTriangle &triangle) {
+        const double height = dot(triangle.normal, srgb - triangle.corners[0]);
+        const double reach = std::sqrt(least) + triangle.radius;
+        return height * height >= least || // its plane already, or all of the sphere
+               squared_distance(srgb, triangle.centre) >= reach * reach;
+    };
+    const ByteTriangle *nearest = nullptr;
+    Mixture mixture;
+    for (std::size_t i = 0; i < triangles.size(); ++i) {
+        if (is_further(triangles[i]))
+            continue;
+        const auto [found, distance] = i == first ? of_first : nearest_of(triangles[i]);
+        if (distance >= least)
+            continue;
+        least = distance;
+        likely = i;
+        nearest = &triangles[i];
+        mixture = found;
+    }
+    std::vector<std::size_t> indices;
+    for (std::size_t i = 0; nearest && i < mixture.count; ++i)
+        indices.push_back(nearest->indices[mixture.points[i]]);
     return indices;
 }
 
 } // namespace
 
-Quantiser::Quantiser(const Characterisation &panel, std::size_t together) : together_(together) {
+Quantiser::Quantiser(const Characterisation &panel, std::size_t together) {
     std::vector<std::size_t> all;
     for (const Vector3 &light : panel.lights()) {
         all.push_back(own_sites_.size());
         own_sites_.push_back(weighted_lab(light));
     }
-    choices_.push_back(all);
+    choices_.push_back({all});
     // GCC 12's own order of such vectors is none on a big-endian processor.
     const auto precedes = [](const auto &one, const auto &other) {
         return std::lexicographical_compare(one.begin(), one.end(), other.begin(), other.end());
@@ -110,13 +127,19 @@ Quantiser::Quantiser(const Characterisation &panel, std::size_t together) : toge
     const std::vector<ByteTriangle> triangles =
         is_a_line(panel) ? std::vector<ByteTriangle>() : byte_triangles(panel);
     const std::size_t steps = cell_steps / together;
+    const auto place_in_table = [](std::size_t red, std::size_t green, std::size_t blue) {
+        return (red * cell_steps + green) * cell_steps + blue;
+    };
+    for (std::size_t red = 0; red < together; ++red)
+        for (std::size_t green = 0; green < together; ++green)
+            for (std::size_t blue = 0; blue < together; ++blue)
+                offsets_.push_back(place_in_table(red, green, blue));
     const auto middle = [together](std::size_t step) {
         return 4 * double(together) * double(step) + 2 * double(together) - 0.5;
     };
     std::array<double, cell_steps> channel_light{};
     for (std::size_t step = 0; step < steps; ++step)
         channel_light[step] = light_from_srgb({middle(step), 0, 0})[0];
-    cells_.reserve(steps * steps * steps);
     std::size_t likely = triangles.size();
     for (std::size_t number = 0; number < steps * steps * steps; ++number) {
         const std::size_t red = number / steps / steps;
@@ -129,34 +152,43 @@ Quantiser::Quantiser(const Characterisation &panel, std::size_t together) : toge
             triangles, {middle(red), middle(green), middle(blue)}, thickness, likely);
         const auto [choice, is_new] = known.try_emplace(surface, choices_.size());
         if (is_new)
-            choices_.push_back(surface);
-        cells_.push_back({weighted_lab(light), choice->second});
+            choices_.push_back({surface});
+        choices_[choice->second].cells.push_back(
+            {weighted_lab(light),
+             place_in_table(together * red, together * green, together * blue)});
+    }
+}
+
+void Quantiser::take_nearest(const Choice &choice, const std::vector<Vector3> &sites,
+                             std::vector<std::uint8_t> &table) const {
+    for (const Cell &cell : choice.cells) {
+        std::size_t nearest = choice.indices.front();
+        double least = std::numeric_limits<double>::infinity();
+        for (const std::size_t index : choice.indices)
+            if (const double d = squared_distance(sites[index], cell.place); d < least) {
+                least = d;
+                nearest = index;
+            }
+        for (const std::size_t offset : offsets_)
+            table[cell.first + offset] = static_cast<std::uint8_t>(nearest);
     }
 }
 
 std::vector<std::uint8_t> Quantiser::table(const std::vector<Vector3> &sites) const {
-    std::vector<std::uint8_t> taken;
-    taken.reserve(cells_.size());
-    for (const Cell &cell : cells_) {
-        const std::vector<std::size_t> &choice = choices_[cell.choice];
-        std::size_t nearest = choice.front();
-        double least = std::numeric_limits<double>::infinity();
-        for (std::size_t i = 0; i < choice.size() && choice.size() > 1; ++i)
-            if (const double d = squared_distance(sites[choice[i]], cell.place); d < least) {
-                least = d;
-                nearest = choice[i];
-            }
-        taken.push_back(static_cast<std::uint8_t>(nearest));
-    }
-    if (together_ == 1)
-        return taken;
-    const std::size_t steps = cell_steps / together_;
-    std::vector<std::uint8_t> table;
-    table.reserve(package_cells);
-    for_each_cell([&](std::size_t red, std::size_t green, std::size_t blue) {
-        table.push_back(
-            taken[(red / together_ * steps + green / together_) * steps + blue / together_]);
-    });
+    std::vector<std::uint8_t> table(package_cells);
+    for (const Choice &choice : choices_)
+        take_nearest(choice, sites, table);
+    return table;
+}
+
+std::vector<std::uint8_t> Quantiser::table(const std::vector<Vector3> &sites,
+                                           const std::vector<Vector3> &before,
+                                           std::vector<std::uint8_t> table) const {
+    for (const Choice &choice : choices_)
+        if (choice.indices.size() > 1 &&
+            std::any_of(choice.indices.begin(), choice.indices.end(),
+                        [&](std::size_t index) { return sites[index] != before[index]; }))
+            take_nearest(choice, sites, table);
     return table;
 }
 

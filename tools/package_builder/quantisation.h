@@ -28,16 +28,29 @@ class Quantiser {
     /// In the order of a package's tables. `sites` has one site for each palette colour.
     std::vector<std::uint8_t> table(const std::vector<Vector3> &sites) const;
 
+    /// The table of sites some of which have moved, from that of the others: in less time.
+    std::vector<std::uint8_t> table(const std::vector<Vector3> &sites,
+                                    const std::vector<Vector3> &before,
+                                    std::vector<std::uint8_t> table) const;
+
   private:
     struct Cell {
         Vector3 place;
-        std::size_t choice; // which of choices_
+        std::size_t first; // of those in a package's table that it stands for
     };
 
-    std::size_t together_;
+    /// Palette indices, and the cells that can take just these.
+    struct Choice {
+        std::vector<std::size_t> indices;
+        std::vector<Cell> cells{};
+    };
+
+    void take_nearest(const Choice &choice, const std::vector<Vector3> &sites,
+                      std::vector<std::uint8_t> &table) const;
+
+    std::vector<std::size_t> offsets_; // from a cell's first, of all
     std::vector<Vector3> own_sites_;
-    std::vector<std::vector<std::size_t>> choices_; // sets of palette indices; the first has all
-    std::vector<Cell> cells_;
+    std::vector<Choice> choices_; // the first has all indices
 };
 
 } // namespace oxel::tools
