@@ -7,11 +7,13 @@ to its controller there. Only Python's standard library is used.
 """
 import argparse
 import gzip
+import http.client
 import os
 import sys
 import time
 import urllib.error
 import urllib.request
+import zlib
 from typing import Optional, Tuple
 
 RETRY = 60  # seconds until the next attempt when the service cannot be reached
@@ -45,12 +47,14 @@ options = parser.parse_args()
 tag, wakes = "", 0
 while True:
     try:
-        frame, tag, wake = ask(options, tag)
+        frame, new_tag, wake = ask(options, tag)
         if frame is not None:
             with open(options.frame + ".part", "wb") as file:
                 file.write(frame)
             os.replace(options.frame + ".part", options.frame)
-    except OSError as error:  # the panel keeps what it shows
+        tag = new_tag
+    except (OSError, http.client.HTTPException, EOFError, zlib.error, TypeError, ValueError) as error:
+        # Cut off, or another's answer: the panel keeps what it shows.
         print(error, file=sys.stderr, flush=True)
         wake = RETRY
     wakes += 1

@@ -289,7 +289,8 @@ class Serve(CommandCase):
     def test_goes_on_without_a_cache(self):
         service = self.serve(TOP + KITCHEN)
         service.ask("/devices/kitchen/frame")
-        os.rename("cache", "gone") # at once: the next frame is being put there
+        os.rename("cache", "gone")
+        pathlib.Path("cache").write_text("no folder")
         frames = set()
         for i in range(5):
             service.set_clock(START + 3600 * i)
@@ -297,8 +298,8 @@ class Serve(CommandCase):
                 frames.add(service.ask("/devices/kitchen/frame").body)
         self.assertEqual(frames, {self.rendered(f"album/{name}") for name in
                                   ("p0.png", "p1.png", "p2.png", "sub/p3.png", "sub/p4.png")})
-        self.assertIn(".frame: No such file", pathlib.Path("errors").read_text())
-        os.mkdir("cache")
+        self.assertIn(".frame: Not a directory", pathlib.Path("errors").read_text())
+        os.remove("cache")
         service.ask("/devices/kitchen/preview.png", token=TOKEN)
         self.assertTrue(os.listdir("cache"))
 
@@ -345,6 +346,10 @@ class Serve(CommandCase):
                       b"GET\r\n\r\n", b"GET /" + b"x" * 20000, b"\x16\x03\x01\x02\r\n\r\n",
                       b"GET /\xff HTTP/1.1\r\nHost: h\r\n\r\n",
                       b"GET / HTTP/1.1\r\nHost: h\r\nContent-Length: -1\r\n\r\n",
+                      b"GET /healthz HTTP/1.1\r\nHost: h\r\nContent-Length : 5\r\n\r\n",
+                      b"GET /healthz HTTP/1.1\r\nHost: h\r\nHost: i\r\n\r\n",
+                      b"GET /healthz HTTP/1.1\r\nHost: h\r\nContent-Length: 5\r\n"
+                      b"Transfer-Encoding: chunked\r\n\r\n0\r\n\r\n",
                       b"BREW /devices HTTP/1.1\r\nHost: h\r\n\r\n"):
             with contextlib.suppress(ConnectionError):
                 self.assertNotIn(b" 200 ", service.raw(piece))
@@ -393,16 +398,20 @@ class Serve(CommandCase):
     def test_renders_while_a_source_lets_it_wait(self):
         wait = "until [ -e ready ]; do sleep 0.05; done; cat photo.png"
         service = self.serve("jobs = 1\n" + TOP + device("made", f'command = ["sh", "-c", "{wait}"]')
-                             + KITCHEN)
-        waiting = threading.Thread(
-            target=lambda: setattr(service, "made", service.ask("/devices/made/frame")))
-        waiting.start()
+                             + device("quick", 'command = ["cat", "photo.png"]') + KITCHEN)
+        made = []
+        waiting = [threading.Thread(
+            target=lambda: made.append(service.ask("/devices/made/frame").body)) for _ in range(20)]
+        for one in waiting:
+            one.start()
+        self.assertEqual(service.ask("/devices/quick/frame").status, 200)
         for i in range(2, 5):  # none of which is made ahead
             service.set_clock(START + 3600 * i)
             self.assertEqual(service.ask("/devices/kitchen/preview.png", token=TOKEN).status, 200)
         pathlib.Path("ready").touch()
-        waiting.join()
-        self.assertEqual(service.made.body, self.rendered("photo.png"))
+        for one in waiting:
+            one.join()
+        self.assertEqual(made, [self.rendered("photo.png")] * 20)
 
     def test_fetches_what_an_address_gives_and_no_more(self):
         photo = pathlib.Path("photo.png").read_bytes()
@@ -479,11 +488,14 @@ class Serve(CommandCase):
         service = self.serve(TOP + KITCHEN, LD_PRELOAD=os.path.abspath("slow.so"))
 
         def ask():
-            with contextlib.suppress(OSError, http.client.HTTPException):
-                while True:
-                    service.ask("/healthz")
+            connection = http.client.HTTPConnection("127.0.0.1", service.port, timeout=60)
+            with contextlib.closing(connection):
+                with contextlib.suppress(OSError, http.client.HTTPException):
+                    while True:  # threads of the service are at it
+                        connection.request("GET", "/devices", headers={"Authorization": f"Bearer {TOKEN}"})
+                        connection.getresponse().read()
 
-        clients = [threading.Thread(target=ask) for _ in range(4)]
+        clients = [threading.Thread(target=ask) for _ in range(32)]
         for client in clients:
             client.start()
         self.assertEqual(service.end(), 0, pathlib.Path("errors").read_text())

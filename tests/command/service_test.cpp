@@ -66,6 +66,8 @@ class Files {
 TEST(Schedule, KnowsWhenTheClocksJump) {
     ScheduleRules quiet = every(6);
     quiet.quiet = {22 * 3600, 6 * 3600 + 1800};
+    ScheduleRules dublin = times({90});
+    dublin.zone = "Europe/Dublin";
     const struct {
         ScheduleRules rules;
         Moment now, begin, end;
@@ -78,9 +80,14 @@ TEST(Schedule, KnowsWhenTheClocksJump) {
         {times({150}), utc(2026, 10, 25, 0), utc(2026, 10, 24, 0, 30), utc(2026, 10, 25, 0, 30)},
         {times({150}), utc(2026, 10, 25, 0, 30), utc(2026, 10, 25, 0, 30),
          utc(2026, 10, 26, 1, 30)},
-        // Quiet hours end by the clock: six hours after midnight it is seven, not six.
+        // Intervals, too, are the clocks': six is in the quiet hours when it comes five hours after
+        // midnight, and no day of 25 hours has a change more.
         {quiet, utc(2026, 3, 28, 5), utc(2026, 3, 27, 17), utc(2026, 3, 28, 11)},
-        {quiet, utc(2026, 3, 29, 4), utc(2026, 3, 28, 17), utc(2026, 3, 29, 5)},
+        {quiet, utc(2026, 3, 29, 4), utc(2026, 3, 28, 17), utc(2026, 3, 29, 10)},
+        {every(24), utc(2026, 10, 25, 22, 30), utc(2026, 10, 24, 22), utc(2026, 10, 25, 23)},
+        {every(12), utc(2026, 10, 25, 10, 30), utc(2026, 10, 24, 22), utc(2026, 10, 25, 11)},
+        // Winter time is the odd one in Dublin's rules.
+        {dublin, utc(2026, 10, 25, 0), utc(2026, 10, 24, 0, 30), utc(2026, 10, 25, 0, 30)},
         {every(1), utc(2026, 7, 1, 9, 59), utc(2026, 7, 1, 9), utc(2026, 7, 1, 10)},
     };
     for (const auto &row : table) {
@@ -213,7 +220,7 @@ TEST(Response, SendsWhatWasAskedFor) {
 TEST(Request, NamesNothingOutsideTheAlbums) {
     for (const char *target : {"",
                                "albums/a",
-                               "http://here/albums/a",
+                               "http://here/albums/../a",
                                "/albums//a",
                                "/albums/../a",
                                "/albums/%2e%2e/a",
@@ -233,6 +240,7 @@ TEST(Request, NamesNothingOutsideTheAlbums) {
                                "//albums",
                                "/a?b=%f"})
         EXPECT_FALSE(parse_target(target)) << target;
+    EXPECT_EQ(parse_target("http://here/albums/a")->path, parse_target("/albums/a")->path);
     const auto target = parse_target("/albums/a%20b/%C3%BC%25.jpg?device=k%26&thumbnail&x=1=2");
     ASSERT_TRUE(target);
     EXPECT_EQ(target->path, (std::vector<std::string>{"albums", "a b", "\u00fc%.jpg"}));

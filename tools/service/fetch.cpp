@@ -34,6 +34,8 @@ std::vector<std::string> words_of(const std::string &device, const PictureSource
         return source.command;
     const bool safe = source.address.starts_with("https:");
     return {"curl",
+            "--disable", // no .curlrc; it must come first
+            "--globoff", // brackets and braces are the address's own
             "--fail",
             "--silent",
             "--write-out",

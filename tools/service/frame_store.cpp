@@ -111,6 +111,9 @@ OpenFile FrameStore::put(const std::string &name, std::span<const std::uint8_t> 
         const std::lock_guard lock(mutex_);
         tidy(missing);
     }
+    std::error_code error;
+    if (!fs::exists(folder_, error)) // somebody has removed it
+        make_folder(folder_);
     OutputFiles files;
     files.write(folder_ + "/" + name, bytes);
     files.publish();
@@ -128,6 +131,8 @@ OpenFile FrameStore::put(const std::string &name, std::span<const std::uint8_t> 
 
 Descriptor FrameStore::nameless() const {
     Descriptor file(open(folder_.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600));
+    if (!file) // the folder is gone or cannot be written, or its file system has none
+        file = Descriptor(memfd_create("upload", MFD_CLOEXEC));
     if (!file)
         throw Failure(folder_, std::strerror(errno));
     return file;

@@ -140,22 +140,24 @@ ShownPicture Frames::shown(const Device &device, const std::string &name) {
 }
 
 bool Frames::is_portrait(const Album &album, const AlbumPicture &picture) {
-    const OpenPictureFile file = album.open(picture.name);
-    {
-        const std::lock_guard lock(mutex_);
-        const auto known = portraits_.find(file.identity);
-        if (known != portraits_.end())
-            return known->second;
-    }
     ImageSize size{1, 1};
+    std::string identity;
     try {
+        const OpenPictureFile file = album.open(picture.name);
+        identity = file.identity;
+        {
+            const std::lock_guard lock(mutex_);
+            const auto known = portraits_.find(identity);
+            if (known != portraits_.end())
+                return known->second;
+        }
         size = picture_size(file.path(), {});
     } catch (const Failure &) { // it stands alone, and will be told when it is to be shown
     }
     const std::lock_guard lock(mutex_);
     if (portraits_.size() >= most_notes)
         portraits_.clear();
-    return portraits_[file.identity] = size.height > size.width;
+    return portraits_[identity] = size.height > size.width;
 }
 
 /// What is shown at a time, in the album's order: each portrait with the next one, if they are to
@@ -213,6 +215,11 @@ std::optional<std::string> Frames::failure_of(const std::string &key, std::int64
     return failed->second.second;
 }
 
+bool Frames::source_failed(const std::string &device) {
+    const std::lock_guard lock(mutex_);
+    return failing_.contains(device);
+}
+
 void Frames::note_failure(const std::string &key, const std::string &reason) {
     const Moment now = clock_.now();
     const std::lock_guard lock(mutex_);
@@ -267,14 +274,20 @@ std::optional<OpenPictureFile> Frames::fetched(const Device &device, std::int64_
         if (auto stored = store_.find(name)) // another thread has asked meanwhile
             return picture_of(std::move(*stored), name);
         try {
-            if (!failure_of(name, asking_seconds))
-                return picture_of(
-                    store_.put(name, fetch_picture(device.configuration.id, source, most_fetched)),
-                    name);
+            if (!failure_of(name, asking_seconds)) {
+                const Bytes bytes = fetch_picture(device.configuration.id, source, most_fetched);
+                {
+                    const std::lock_guard lock(mutex_);
+                    failing_.erase(device.configuration.id);
+                }
+                return picture_of(keep(name, bytes), name);
+            }
         } catch (const Failure &failure) {
             ++metrics_.fetch_failures;
             tell(device.configuration.id + ": " + failure.what());
             note_failure(name, failure.reason());
+            const std::lock_guard lock(mutex_);
+            failing_.insert(device.configuration.id);
         }
     }
     for (std::int64_t back = 1; back < most_steps_back; ++back)
@@ -419,7 +432,7 @@ std::optional<ShownFrame> Frames::thumbnail(const Album &album, const std::strin
         };
         const ImageSize size{scaled(own.width), scaled(own.height)};
         const Light light = load_picture(file.path(), size, {.fit = Fit::stretch});
-        return ShownFrame{key, store_.put(key + ".jpg", encode_jpeg(name, bytes_of(light), size))};
+        return ShownFrame{key, keep(key + ".jpg", encode_jpeg(name, bytes_of(light), size))};
     } catch (const Failure &failure) {
         throw Failure(name, failure.reason());
     }

@@ -49,6 +49,9 @@ class Frames {
     std::optional<ShownFrame> thumbnail(const Album &album, const std::string &name,
                                         Diligence diligence);
 
+    /// Whether the device's source failed when it was last asked.
+    bool source_failed(const std::string &device);
+
     /// Of the file's bytes, which are read once.
     std::string digest_of(const OpenPictureFile &file);
 
@@ -82,7 +85,8 @@ class Frames {
     std::condition_variable made_;
     std::set<std::string> under_way_;
     std::map<std::string, std::pair<Moment, std::string>> failed_; // keys: when, and why
-    std::map<std::string, std::string> digests_;                   // by files' identities
+    std::set<std::string> failing_;              // devices whose source failed last
+    std::map<std::string, std::string> digests_; // by files' identities
     std::map<std::string, std::string> days_;
     std::map<std::string, bool> portraits_;
     std::map<std::pair<const Album *, Order>, std::pair<std::shared_ptr<const AlbumListing>, Units>>

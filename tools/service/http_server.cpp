@@ -15,6 +15,8 @@
 #include <iostream>
 #include <netdb.h>
 #include <netinet/in.h>
+#include <string_view>
+#include <strings.h>
 #include <sys/resource.h>
 #include <thread>
 #include <unistd.h>
@@ -42,12 +44,47 @@ struct Exchange {
     std::shared_ptr<Request> request; // once its head is there
     std::optional<Response> response;
     bool asked = false; // the service is at it
+    std::uint64_t thrown_away = 0;
 };
 
 std::string header(MHD_Connection *connection, const char *name) {
     const char *const value = MHD_lookup_connection_value(connection, MHD_HEADER_KIND, name);
     return value ? value : "";
 }
+
+/// Of a request's headers what decides where it ends, and a list that may come in several lines.
+struct HeaderFacts {
+    int lengths = 0;
+    int hosts = 0;
+    bool chunked = false;
+    bool odd_name = false; // one with a blank
+    std::string if_none_match;
+
+    explicit HeaderFacts(MHD_Connection *connection) {
+        MHD_get_connection_values(
+            connection, MHD_HEADER_KIND,
+            [](void *facts, MHD_ValueKind, const char *name, const char *value) {
+                static_cast<HeaderFacts *>(facts)->add(name, value ? value : "");
+                return MHD_YES;
+            },
+            this);
+    }
+
+    void add(const std::string &name, const char *value) {
+        const auto is = [&](const char *other) { return strcasecmp(name.c_str(), other) == 0; };
+        lengths += is("Content-Length") ? 1 : 0;
+        hosts += is("Host") ? 1 : 0;
+        chunked = chunked || is("Transfer-Encoding");
+        odd_name = odd_name || name.find_first_of(" \t") != name.npos;
+        if (is("If-None-Match"))
+            if_none_match += (if_none_match.empty() ? "" : ", ") + std::string(value);
+    }
+
+    /// What a proxy before the service may have read in another way.
+    bool ambiguous() const {
+        return odd_name || lengths > 1 || hosts > 1 || (chunked && lengths > 0);
+    }
+};
 
 /// Takes the response's file.
 ResponseHandle body_of(Response &response) {
@@ -102,6 +139,7 @@ struct HttpServer::Daemon {
     std::atomic<int> begun = 0;     // requests whose heads are there, until their answers are out
     std::atomic<int> under_way = 0; // those of them that the service is at
     std::atomic<bool> ends = false;
+    std::atomic<bool> closed = false; // nothing more is begun
     /// One a thread, all at one socket. A pool of the library's own threads aborts the process now
     /// and then when it is told to take no more connections while one of them is awake.
     std::vector<DaemonHandle> daemons;
@@ -133,7 +171,8 @@ struct HttpServer::Daemon {
         ++begun;
         Request &request = *exchange.request;
         request.method = method;
-        request.if_none_match = header(connection, "If-None-Match");
+        const HeaderFacts facts(connection);
+        request.if_none_match = facts.if_none_match;
         request.if_range = header(connection, "If-Range");
         request.range = header(connection, "Range");
         request.accept_encoding = header(connection, "Accept-Encoding");
@@ -141,13 +180,16 @@ struct HttpServer::Daemon {
         request.battery = header(connection, "X-Battery");
         const std::string length = header(connection, "Content-Length");
         const std::uint64_t bytes = std::strtoull(length.c_str(), nullptr, 10);
-        const bool stops = !header(connection, "Transfer-Encoding").empty() ||
-                           bytes > most_for_nothing ||
+        const bool stops = facts.chunked || facts.ambiguous() || bytes > most_for_nothing ||
                            (bytes > 0 && !header(connection, "Expect").empty());
         if (auto target = parse_target(exchange.uri))
             request.target = std::move(*target);
         else
             exchange.response = line_response(400, "this address names nothing");
+        if (facts.ambiguous()) {
+            exchange.response = line_response(400, "these headers do not tell where this ends");
+            exchange.response->headers.emplace_back("Connection", "close");
+        }
         if (!exchange.response)
             exchange.response = service.refusal(request, bytes);
         if (exchange.response && stops)
@@ -155,13 +197,13 @@ struct HttpServer::Daemon {
         return MHD_YES;
     }
 
-    void take_body(Exchange &exchange, const char *data, std::size_t bytes) {
+    /// Whether the connection is to go on.
+    bool take_body(Exchange &exchange, const char *data, std::size_t bytes) {
         Request &request = *exchange.request;
+        if (!exchange.response)
+            exchange.response = service.refusal(request, request.body_bytes + bytes);
         if (exchange.response)
-            return;
-        exchange.response = service.refusal(request, request.body_bytes + bytes);
-        if (exchange.response)
-            return;
+            return (exchange.thrown_away += bytes) <= most_for_nothing;
         try {
             if (!request.body)
                 request.body = service.body_file();
@@ -171,6 +213,7 @@ struct HttpServer::Daemon {
         } catch (const Failure &failure) {
             exchange.response = line_response(507, failure.what());
         }
+        return true;
     }
 
     MHD_Result handle(MHD_Connection *connection, Exchange &exchange, const char *method,
@@ -178,9 +221,9 @@ struct HttpServer::Daemon {
         if (!exchange.request)
             return begin(connection, exchange, method);
         if (*bytes > 0) {
-            take_body(exchange, data, *bytes);
+            const bool goes_on = take_body(exchange, data, *bytes);
             *bytes = 0;
-            return MHD_YES;
+            return goes_on ? MHD_YES : MHD_NO;
         }
         if (!exchange.response && !exchange.asked)
             exchange.response = service.answer_at_once(*exchange.request);
@@ -190,6 +233,11 @@ struct HttpServer::Daemon {
             return MHD_NO;
         exchange.asked = true;
         ++under_way;
+        if (closed) { // a connection must not be suspended when its daemon ends
+            --under_way;
+            exchange.response = line_response(503, "the service ends");
+            return queue(connection, *exchange.request, *exchange.response);
+        }
         MHD_suspend_connection(connection);
         service.answer(exchange.request, [this, connection, &exchange](Response response) {
             exchange.response = std::move(response);
@@ -243,8 +291,7 @@ struct HttpServer::Daemon {
                              MHD_OPTION_URI_LOG_CALLBACK, on_uri, nullptr,
                              MHD_OPTION_NOTIFY_COMPLETED, on_end, this, MHD_OPTION_CONNECTION_LIMIT,
                              most, MHD_OPTION_CONNECTION_MEMORY_LIMIT, connection_bytes,
-                             MHD_OPTION_CONNECTION_TIMEOUT, idle_seconds,
-                             MHD_OPTION_LISTENING_ADDRESS_REUSE, 1U, MHD_OPTION_END),
+                             MHD_OPTION_CONNECTION_TIMEOUT, idle_seconds, MHD_OPTION_END),
             MHD_stop_daemon);
         if (!daemon)
             return false;
@@ -279,6 +326,9 @@ HttpServer::~HttpServer() {
     daemon_->ends = true;
     using namespace std::chrono_literals;
     for (int i = 0; i < 3000 && (daemon_->begun > 0 || daemon_->under_way > 0); ++i)
+        std::this_thread::sleep_for(10ms);
+    daemon_->closed = true;
+    for (int i = 0; i < 100 && daemon_->under_way > 0; ++i) // begun just before
         std::this_thread::sleep_for(10ms);
     if (daemon_->under_way > 0) { // neither they nor their connections can be given up
         std::cerr << "oxel: " << daemon_->under_way << " requests were not finished\n"

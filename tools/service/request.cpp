@@ -70,6 +70,9 @@ std::string Target::value(const std::string &key) const {
 
 std::optional<Target> parse_target(std::string_view text) {
     Target target;
+    for (const std::string_view scheme : {"http://", "https://"}) // as proxies are asked
+        if (text.starts_with(scheme))
+            text.remove_prefix(std::min(text.find_first_of("/?", scheme.size()), text.size()));
     const std::size_t mark = std::min(text.find('?'), text.size());
     std::string_view path = text.substr(0, mark);
     if (path.empty() || path.front() != '/' || path.size() > 4096)

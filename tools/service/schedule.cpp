@@ -37,9 +37,18 @@ std::vector<int> Schedule::find_changes(std::int64_t day) const {
     const Moment midnight = zone_->midnight(day);
     const int length = static_cast<int>(zone_->midnight(day + 1) - midnight);
     std::vector<int> found;
+    const auto second_at = [&](int time) {
+        return time < seconds_a_day ? static_cast<int>(zone_->moment(day, time) - midnight)
+                                    : length;
+    };
     if (rules_.interval > 0)
-        for (int second = 0; second < length; second += rules_.interval)
-            found.push_back(second);
+        for (int time = 0; time < seconds_a_day; time += rules_.interval) {
+            found.push_back(second_at(time));
+            // An hour that the clocks show twice has its changes twice.
+            const int last = second_at(time + rules_.interval) - rules_.interval;
+            while (found.back() + rules_.interval <= last)
+                found.push_back(found.back() + rules_.interval);
+        }
     for (const int time : rules_.times)
         found.push_back(static_cast<int>(zone_->moment(day, time) - midnight));
     std::erase_if(found, [&](int second) {

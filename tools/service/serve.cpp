@@ -113,6 +113,7 @@ void read_anew(const ServeOptions &options, Service &service) {
 } // namespace
 
 void serve(const ServeOptions &options) {
+    const Signals signals; // first, as a reload may be asked for while it starts
     keep_some_freed_memory();
     const ServiceClock clock(options.clock);
     const std::shared_ptr<const Fleet> fleet = read_fleet(options);
@@ -120,7 +121,6 @@ void serve(const ServeOptions &options) {
     share_processors(configuration.jobs > 0
                          ? configuration.jobs
                          : static_cast<int>(std::max(1U, std::thread::hardware_concurrency())));
-    const Signals signals;
     Service service(fleet, clock);
     const std::jthread memory(
         [&](const std::stop_token &stop) { return_memory(stop, service.metrics()); });

@@ -23,10 +23,10 @@ using nlohmann::ordered_json;
 
 namespace {
 
-/// They wait for others most of the time: for 20 s where a source is dead.
-constexpr int asking_threads = 8;
-
 constexpr std::uint64_t most_note_bytes = 4096; // of a crop
+
+constexpr Moment seconds_until_set = 300;
+constexpr Moment most_sleep = Moment{26} * 3600; // longer than any day
 
 std::string dump(const ordered_json &json) {
     return json.dump(-1, ' ', true, ordered_json::error_handler_t::replace) + "\n";
@@ -126,7 +126,7 @@ Service::Service(std::shared_ptr<const Fleet> fleet, const ServiceClock &clock)
       store_(fleet_->configuration.cache,
              std::uint64_t{1'000'000} * std::uint64_t(fleet_->configuration.cache_megabytes)),
       moved_(fleet_->configuration.state), frames_(store_, metrics_, clock_),
-      makers_(threads_of(fleet_->configuration)), askers_(asking_threads), lookers_(2) {
+      makers_(threads_of(fleet_->configuration)), lookers_(2) {
     ahead_ = std::jthread([this](const std::stop_token &stop) {
         while (!stop.stop_requested()) {
             look_ahead();
@@ -280,10 +280,7 @@ void Service::answer(const std::shared_ptr<Request> &request, std::function<void
 
 void Service::answer_by(Diligence diligence, const std::shared_ptr<Request> &request,
                         const std::shared_ptr<std::function<void(Response)>> &done) {
-    JobQueue &queue = diligence == Diligence::look  ? lookers_
-                      : diligence == Diligence::ask ? askers_
-                                                    : makers_;
-    const bool taken = queue.add([this, diligence, request, done] {
+    const auto job = [this, diligence, request, done] {
         Result response = answer_safely(*request, diligence);
         if (response || diligence == Diligence::make)
             (*done)(response ? std::move(*response) : not_found());
@@ -291,7 +288,15 @@ void Service::answer_by(Diligence diligence, const std::shared_ptr<Request> &req
             answer_by(diligence == Diligence::look && asks_source(*request) ? Diligence::ask
                                                                             : Diligence::make,
                       request, done);
-    });
+    };
+    bool taken = false;
+    if (diligence == Diligence::ask) {
+        const std::string &id = request->target.path[1];
+        taken = askers_.add(id, frames_.source_failed(id), job,
+                            [this, request, done] { answer_by(Diligence::look, request, done); });
+    } else {
+        taken = (diligence == Diligence::look ? lookers_ : makers_).add(job);
+    }
     if (!taken)
         (*done)(line_response(503, "too much waits already"));
 }
@@ -365,7 +370,10 @@ Service::Result Service::device_part(Request &request, const Fleet &fleet, const
 Response Service::frame_response(const Device &device, ShownFrame frame, const Slot &slot,
                                  Moment now, bool gzip) {
     Response response;
-    const std::string wake = std::to_string(std::max<Moment>(1, slot.end - now));
+    // A clock that is not set yet soon will be; and no device is to sleep for years.
+    const bool is_set = now >= slot.begin && now < slot.end;
+    const Moment seconds = is_set ? slot.end - now : seconds_until_set;
+    const std::string wake = std::to_string(std::clamp<Moment>(seconds, 1, most_sleep));
     response.headers = {{"Content-Type", frame_type(device)},
                         {"Cache-Control", "private, max-age=" + wake},
                         {"X-Next-Wake", wake},
@@ -442,6 +450,8 @@ Service::Result Service::albums(Request &request, const Fleet &fleet, Diligence 
         return not_found();
     if (path.size() > 2)
         return album_picture(request, fleet, *album->second, joined(path, 2), diligence);
+    if (diligence != Diligence::make) // it opens a file a picture
+        return std::nullopt;
     ordered_json list = ordered_json::array();
     for (const AlbumPicture &picture : *album->second->listing()) {
         Crops crops;
@@ -629,16 +639,20 @@ void Service::look_ahead() {
             continue;
         known.ahead_until = slot.end;
         const bool asks = device.configuration.source.is_asked();
-        (asks ? askers_ : makers_).add_ahead([this, name = id, slot, asks] {
+        const auto job = [this, name = id, slot, asks] {
             make_ahead(name, slot, asks ? Diligence::ask : Diligence::make);
-        });
+        };
+        if (asks)
+            askers_.add_ahead(id, frames_.source_failed(id), job);
+        else
+            makers_.add_ahead(job);
     }
 }
 
 void Service::make_ahead(const std::string &id, const Slot &slot, Diligence diligence) {
     const std::shared_ptr<const Fleet> held = fleet();
     const auto device = held->devices.find(id);
-    if (device == held->devices.end())
+    if (device == held->devices.end() || slot.end <= clock_.now())
         return;
     // What a source gives in the next slot, it gives then.
     const int slots = device->second.configuration.source.is_asked() ? 1 : 2;

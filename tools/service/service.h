@@ -6,6 +6,7 @@
 #include "service/moved_steps.h"
 #include "service/response.h"
 #include "service/service_clock.h"
+#include "service/source_queue.h"
 
 #include <functional>
 #include <map>
@@ -105,8 +106,8 @@ class Service {
     MovedSteps moved_;
     Frames frames_;
     JobQueue makers_;
-    JobQueue askers_;  // of sources, so that no render waits for a slow one
-    JobQueue lookers_; // never decode, so that what is there is answered at once
+    SourceQueue askers_; // so that no render waits for a slow source
+    JobQueue lookers_;   // never decode, so that what is there is answered at once
     std::jthread ahead_;
 };
 

@@ -52,10 +52,14 @@ std::int64_t TimeZone::day_of(Moment moment) const {
 }
 
 Moment TimeZone::moment(std::int64_t day, int second) const {
-    gint64 shown = (first_day + day) * seconds_a_day + second;
-    // Summer time is over after the second time that the clocks show an hour.
-    const int interval = g_time_zone_adjust_time(glib(zone_), G_TIME_TYPE_DAYLIGHT, &shown);
-    return shown - g_time_zone_get_offset(glib(zone_), interval);
+    // What the clocks show twice happens the first time. Which of the two is summer time, depends
+    // on the zone: some have winter time instead.
+    const auto moment_by = [&](GTimeType type) {
+        gint64 shown = (first_day + day) * seconds_a_day + second;
+        const int interval = g_time_zone_adjust_time(glib(zone_), type, &shown);
+        return shown - g_time_zone_get_offset(glib(zone_), interval);
+    };
+    return std::min(moment_by(G_TIME_TYPE_STANDARD), moment_by(G_TIME_TYPE_DAYLIGHT));
 }
 
 int TimeZone::second_of_day(Moment moment) const {
