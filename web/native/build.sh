@@ -52,7 +52,7 @@ render() { # MODULE FLAG ...
     compile "$module+" -Os "${own[@]}" -- \
         tools/preparation/{blur,development,light}.cpp web/native/{display,developed}.cpp
     compile "$module++" -O2 -fno-vectorize -fno-slp-vectorize "${own[@]}" -- \
-        tools/preparation/{grid,ink_runs}.cpp web/native/{pixels,draft}.cpp
+        tools/preparation/{grid,ink_runs}.cpp web/native/{pixels,same_bytes,draft}.cpp
     compile "$module-" -O3 "${own[@]}" -fno-lto -- src/forms/vector128.cpp
     "${clang[@]}" "${link[@]}" -flto -Wl,-mllvm,-inline-threshold=20 "$objects/$module"{,-,+,++}/*.o "$objects/heap/"*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \

@@ -126,6 +126,17 @@ test.each([["floyd", 2, 10], ["jjn", 4, 45]] as const)("drafts and rough package
     expect((await apart(right, right, options, { ...options, [left]: {}, draft: true } as typeof options)).mean).toBeGreaterThan(4);
 });
 
+test("what was drafted before leaves no trace in a draft", async () => {
+  const [used, options] = [await Panel.builtin(), { draft: true, output: "eo" }] as const;
+  const other = { ...photo, data: photo.data.slice() };
+  other.data[3 * 320 * 200]! ^= 0x40; // in the last row, which the pixels before do not show
+  const turned = { data: photo.data, width: photo.height, height: photo.width };
+  for (const picture of [photo, other, turned, photo])
+    for (const how of [{ adjustment: { hue: 40 } }, {}, { adjustment: { gamma: 1.4 }, development: { shadows: 30 } }])
+      expect(same(used.render(picture, { ...options, ...how }).data,
+                  (await Panel.builtin()).render(picture, { ...options, ...how }).data)).toBe(true);
+});
+
 test("the heap gives whole pieces, and joins what comes back", async () => {
   const { exports } = await instantiate("oxel");
   const bytes = () => new Uint8Array(exports.memory.buffer);
