@@ -75,7 +75,10 @@ test("pictures of four bytes lie over white and come back with alpha", async () 
   const panel = await Panel.builtin();
   const rgba = { data: new Uint8ClampedArray([250, 0, 0, 255, 0, 0, 0, 0, 9, 9, 9, 0]), width: 3, height: 1 };
   const rgb = { data: new Uint8Array([250, 0, 0, 255, 255, 255, 255, 255, 255]), width: 3, height: 1 };
-  const { data } = panel.render(rgba, { output: "eo", rgba: true });
+  const into = new Uint8Array(12);
+  const { data } = panel.render(rgba, { output: "eo", rgba: true, into });
+  expect(data).toBe(into);
+  expect(() => panel.render(rgba, { into })).toThrow(/9 bytes into 12/);
   const expected = panel.render(rgb, { output: "eo" }).data;
   for (let i = 0; i < 3; ++i)
     expect([...data.subarray(4 * i, 4 * i + 4)]).toEqual([...expected.subarray(3 * i, 3 * i + 3), 255]);
