@@ -4,7 +4,7 @@ import { Panel, type Dither, type Image, type Picture } from "../dist/index.js";
 import type { Engine } from "./engine.js";
 import type { ShownOptions } from "./worker.js";
 
-const most = 10; // milliseconds: screens take a picture every 16, and paint it meanwhile
+const most = 16; // milliseconds: as long as a screen shows a picture
 
 interface Own { mode: Dither; panel?: Panel } // as soon as it is open
 
