@@ -83,7 +83,9 @@ const threshold = (of: Settings, mode = of.dither) => (of.guard && mode !== "non
 function showSettings(): void {
   for (const { name } of sliders) {
     element<HTMLInputElement>(name).value = String(settings[name]);
-    element(`${name}-value`).textContent = name === "gamma" ? settings.gamma.toFixed(2) : String(settings[name]);
+    const [shown, value] = [element(`${name}-value`), settings[name]];
+    const text = name === "gamma" ? value.toFixed(2) : String(value);
+    if (shown.textContent !== text) shown.textContent = text; // or all would be laid out anew
   }
   for (const name of ["dither", "inks", "whiteBalance", "format"] as const)
     element<HTMLSelectElement>(name).value = settings[name];
