@@ -161,7 +161,7 @@ async function compareWithNative(program, tables) {
   for (const dither of dithers) for (let i = 0; i < 5; ++i) bare(dither)(); // until it is compiled
   // Without the copies, which a native host need not make.
   const copies = () => panel.prepare({ data, width, height }, { bare: true });
-  const rounds = Array.from({ length: 5 }, () => {
+  const rounds = Array.from({ length: 25 }, () => {
     const native = execFileSync(program, [tables, picture, "128-bit vectors"], { encoding: "utf8" }).trim().split("\n").map(Number);
     const copying = least(copies);
     return dithers.map((dither, i) => ({ native: native[i], web: least(bare(dither)) - copying }));
