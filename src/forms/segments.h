@@ -3,6 +3,8 @@
 
 #include "lanes.h"
 
+#include <type_traits>
+
 // Serpentine scan order: a row cannot begin before the one above it has ended, and within a row
 // every pixel waits for the one before. But what it waits for is short-lived: after some pixels
 // the error that is handed ahead no longer depends, as a rule, on where the scan began. So each
@@ -45,15 +47,17 @@ class Segments {
     }
 
     /// `memory` is zeroed, and aligned to a cache line.
-    static void scan_rows(const DiffusionJob &job, void *memory) {
+    OXEL_APART static void scan_rows(const DiffusionJob &job, void *memory) {
         Segments &segments = *static_cast<Segments *>(memory);
         segments.lay_out(job);
         for (std::int32_t row = 0; row < job.picture.height; ++row) {
             segments.take_in(job.picture, row);
-            if (row % 2 == 0)
-                segments.template do_row<1>(*job.destination, row);
+            if constexpr (shares_code)
+                segments.do_row(*job.destination, row, row % 2 == 0 ? 1 : -1);
+            else if (row % 2 == 0)
+                segments.do_row(*job.destination, row, ToTheRight());
             else
-                segments.template do_row<-1>(*job.destination, row);
+                segments.do_row(*job.destination, row, ToTheLeft());
         }
     }
 
@@ -62,6 +66,12 @@ class Segments {
     static constexpr int lanes = registers * Target::pixels;
     static constexpr int lead = 16; // pixels that a lane begins early
     static constexpr int reach = kernel.reach;
+
+    // A `direction` is one of these, for code of its own, or as a number, where code should be
+    // short.
+    using ToTheRight = std::integral_constant<int, 1>;
+    using ToTheLeft = std::integral_constant<int, -1>;
+    static constexpr bool shares_code = requires { Target::code_is_loaded; };
 
     using Vector = Words<Target>;
     struct Step {
@@ -107,31 +117,43 @@ class Segments {
                 values_[s].words[r] += widen<Target>(staged_ + s * lanes + r * Target::pixels);
     }
 
-    template <int direction>
-    void do_row(const Destination &destination, std::int32_t row) {
+    template <class Direction>
+    void do_row(const Destination &destination, std::int32_t row, Direction direction) {
         Step entered[reach] = {};
-        scan<direction>(entered);
+        scan(direction, entered);
         for (int i = 1; i < lanes; ++i)
-            mend<direction>(direction > 0 ? i : lanes - 1 - i, entered);
+            mend(direction, direction > 0 ? i : lanes - 1 - i, entered);
         deliver(destination, row, 0, indices_, width_);
-        hand_down<direction>();
+        if (direction > 0 || (shares_code && hands_down_evenly))
+            hand_down<1>();
+        else
+            hand_down<-1>();
     }
 
+    /// Whether the rows below receive as much on the one side as on the other.
+    static constexpr bool hands_down_evenly = [] {
+        for (int row = 1; row < kernel.rows; ++row)
+            for (int column = 0; column < kernel.columns; ++column)
+                if (kernel.weights[row][column] != kernel.weights[row][kernel.columns - 1 - column])
+                    return false;
+        return true;
+    }();
+
     /// Step number `i` of a scan.
-    template <int direction>
-    std::int32_t step_at(std::int32_t i) const {
+    template <class Direction>
+    std::int32_t step_at(Direction direction, std::int32_t i) const {
         return direction > 0 ? i : length_ - 1 - i;
     }
 
     /// Scans all segments side by side, each from `lead` pixels before its start. `entered`
     /// receives the last errors before the start, the latest one last.
-    template <int direction>
-    void scan(Step (&entered)[reach]) {
+    template <class Direction>
+    void scan(Direction direction, Step (&entered)[reach]) {
         Ahead<Target, kernel> ahead[registers];
         for (std::int32_t i = length_ - lead; i < length_; ++i) {
-            const std::int32_t s = step_at<direction>(i);
-            const Step value = next_lanes<direction>(values_[s]);
-            const Step inside = next_lanes<direction>(inside_mask(s));
+            const std::int32_t s = step_at(direction, i);
+            const Step value = next_lanes(direction, values_[s]);
+            const Step inside = next_lanes(direction, inside_mask(s));
             std::uint8_t unused[lanes];
             for (int r = 0; r < registers; ++r) {
                 const Vector error = quantise<Target>(value.words[r] + ahead[r].next(), tables_,
@@ -145,7 +167,7 @@ class Segments {
         }
         const std::int32_t shortest = pixels_of(lanes - 1);
         for (std::int32_t i = 0; i < length_; ++i) {
-            const std::int32_t s = step_at<direction>(i);
+            const std::int32_t s = step_at(direction, i);
             Step error;
             for (int r = 0; r < registers; ++r)
                 error.words[r] =
@@ -172,11 +194,11 @@ class Segments {
 
     /// Each lane gets what the segment before its own, in the order of the scan, has; the first
     /// one gets 0.
-    template <int direction>
-    static Step next_lanes(const Step &step) {
+    template <class Direction>
+    static Step next_lanes(Direction direction, const Step &step) {
         Step next;
         for (int r = 0; r < registers; ++r)
-            if constexpr (direction > 0)
+            if (direction > 0)
                 next.words[r] =
                     shift_up<Target>(r > 0 ? step.words[r - 1] : Vector{}, step.words[r]);
             else
@@ -195,12 +217,12 @@ class Segments {
 
     /// Does a lane's segment again, and if need be the ones after it, as long as the errors differ
     /// from those that the scan has found.
-    template <int direction>
-    void mend(int lane, Step (&entered)[reach]) {
+    template <class Direction>
+    void mend(Direction direction, int lane, Step (&entered)[reach]) {
         Slots before[reach]; // the last errors, the latest one last
         bool same = true;
         for (int k = 0; k < reach; ++k) {
-            before[k] = lane_of(errors_[step_at<direction>(length_ - reach + k)], lane - direction);
+            before[k] = lane_of(errors_[step_at(direction, length_ - reach + k)], lane - direction);
             same = same && before[k] == lane_of(entered[k], lane);
         }
         int agreeing = same ? reach : 0;
@@ -208,7 +230,7 @@ class Segments {
             for (std::int32_t i = 0; i < length_; ++i) {
                 if (agreeing == reach)
                     return;
-                const std::int32_t s = step_at<direction>(i);
+                const std::int32_t s = step_at(direction, i);
                 if (s >= pixels_of(lane))
                     continue;
                 const Slots error = quantise_again(lane, s, before);
@@ -244,8 +266,8 @@ class Segments {
     template <int direction>
     void hand_down() {
         for (int k = 1; k <= reach; ++k) { // the pixels beyond either end of each segment
-            errors_[-k] = next_lanes<1>(errors_[length_ - k]);
-            errors_[length_ - 1 + k] = next_lanes<-1>(errors_[k - 1]);
+            errors_[-k] = next_lanes(ToTheRight(), errors_[length_ - k]);
+            errors_[length_ - 1 + k] = next_lanes(ToTheLeft(), errors_[k - 1]);
         }
         for (int r = 0; r < registers; ++r) {
             Below<Target, kernel, 1, direction> next;

@@ -78,6 +78,7 @@ struct Vector128 {
 #else
 #ifdef __wasm_simd128__
     static constexpr bool shifts_are_cheaper = true; // than the upper half of a product
+    static constexpr bool code_is_loaded = true;     // by a page, so that there should be less
 
     static Quads<Vector128> cells_of(Words<Vector128> value) {
         return (Quads<Vector128>)cells_of_two((v128_t)value);

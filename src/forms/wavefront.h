@@ -42,7 +42,7 @@ class Wavefront {
     }
 
     /// `memory` is zeroed, and aligned to a cache line.
-    static void sweep(const DiffusionJob &job, void *memory) {
+    OXEL_APART static void sweep(const DiffusionJob &job, void *memory) {
         Wavefront &front = *static_cast<Wavefront *>(memory);
         front.tables_.fill(job);
         auto *carry = reinterpret_cast<std::uint64_t *>(&front + 1) + margin;

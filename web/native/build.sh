@@ -52,8 +52,8 @@ render() { # MODULE FLAG ...
     compile "$module+" -Os "${own[@]}" -- \
         tools/preparation/{blur,development,light}.cpp web/native/{display,developed}.cpp
     compile "$module++" -O2 -fno-vectorize -fno-slp-vectorize "${own[@]}" -- \
-        tools/preparation/{grid,ink_runs}.cpp web/native/{pixels,draft}.cpp
-    compile "$module-" -O3 "${own[@]}" -fno-lto -- src/forms/vector128.cpp
+        tools/preparation/{grid,ink_runs}.cpp web/native/{pixels,same_bytes,draft}.cpp
+    compile "$module-" -O3 -fno-vectorize "${own[@]}" -fno-lto -- src/forms/vector128.cpp
     "${clang[@]}" "${link[@]}" -flto -Wl,-mllvm,-inline-threshold=20 "$objects/$module"{,-,+,++}/*.o "$objects/heap/"*.o -o "$folder/$module.wasm" \
         "${exports[@]}" -Wl,--export={EO_RGB_color,TCON_INDEX_TABLE} \
         -Wl,--export=oxel_{prepare,prepare_draft,put_together,render_undiffused,preroll_rows,rgb_from_rgba,rgba_from_rgb,reduce,measure}

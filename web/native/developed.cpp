@@ -1,6 +1,6 @@
 #include "developed.h"
 
-#include <algorithm>
+#include "same_bytes.h"
 
 namespace oxel::tools {
 
@@ -15,8 +15,7 @@ Development development_of(const std::int32_t *amounts) {
 }
 
 bool DevelopedPicture::holds(std::span<const std::uint8_t> picture, ImageSize size) const {
-    return size.width == width_ &&
-           std::equal(picture.begin(), picture.end(), picture_.begin(), picture_.end());
+    return size.width == width_ && same_bytes(picture, picture_);
 }
 
 std::span<const std::uint16_t> DevelopedPicture::light(std::span<const std::uint8_t> picture,

@@ -3,12 +3,14 @@
 export class Latest {
   #running = false;
   #wanted = false;
+  #wake = () => {};
 
   /** `work` may end early as soon as `stale()`. It must not throw. */
   constructor(private readonly work: (stale: () => boolean) => Promise<void>) {}
 
   async ask(): Promise<void> {
     this.#wanted = true;
+    this.#wake();
     if (this.#running) return;
     this.#running = true;
     while (this.#wanted) {
@@ -17,10 +19,13 @@ export class Latest {
     }
     this.#running = false;
   }
-}
 
-/** Waits so long, or until there is something newer to do. */
-export async function pause(milliseconds: number, stale: () => boolean): Promise<void> {
-  const end = performance.now() + milliseconds;
-  while (!stale() && performance.now() < end) await new Promise((resolve) => setTimeout(resolve, 8));
+  /** Has the work wait so long, or until there is something newer to do. */
+  pause(milliseconds: number): Promise<void> {
+    if (this.#wanted) return Promise.resolve();
+    return new Promise((resolve) => {
+      const timer = setTimeout(resolve, milliseconds);
+      this.#wake = () => { clearTimeout(timer); resolve(); };
+    });
+  }
 }

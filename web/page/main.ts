@@ -1,8 +1,9 @@
-import { dithers, frameFormats, tuningFor, tunings, type Described, type Dither, type Image, type PanelDescription, type PanelOptions, type Tuning } from "../dist/index.js";
+import { dithers, frameFormats, tuningFor, tunings, type Described, type Dither, type Image, type PanelDescription, type PanelOptions, type Picture, type Tuning } from "../dist/index.js";
+import { Drafts } from "./drafts.js";
 import { Engine } from "./engine.js";
 import { forgetDevice, showOrigin, watchAlbums, type Origin } from "./albums.js";
 import { cropOf, draw, framing, settingsOf, type Size } from "./framing.js";
-import { Latest, pause } from "./latest.js";
+import { Latest } from "./latest.js";
 import { editPanel } from "./panel_dialog.js";
 import { watchPointers } from "./pointer.js";
 import { fromAddress, History, neutral, sliders, toAddress, type Settings } from "./settings.js";
@@ -28,6 +29,7 @@ let photo: ImageBitmap | undefined;
 let panel: PanelInfo | undefined;
 let source: PanelSource = { builtin: "six-colour" };
 let engine = newEngine();
+let drafts = new Drafts(engine);
 let view = "panel";
 
 let pointers = { refresh: () => {} }; // the loupe, once it is there
@@ -81,7 +83,9 @@ const threshold = (of: Settings, mode = of.dither) => (of.guard && mode !== "non
 function showSettings(): void {
   for (const { name } of sliders) {
     element<HTMLInputElement>(name).value = String(settings[name]);
-    element(`${name}-value`).textContent = name === "gamma" ? settings.gamma.toFixed(2) : String(settings[name]);
+    const [shown, value] = [element(`${name}-value`), settings[name]];
+    const text = name === "gamma" ? value.toFixed(2) : String(value);
+    if (shown.textContent !== text) shown.textContent = text; // or all would be laid out anew
   }
   for (const name of ["dither", "inks", "whiteBalance", "format"] as const)
     element<HTMLSelectElement>(name).value = settings[name];
@@ -119,8 +123,8 @@ function change(changes: Partial<Settings>, settled = true): void {
 // Rendering: what the eye sees first, then the panel's own pixels.
 
 let moving = false; // the user drags something
-const nothing = { picture: "", draft: "" };
-let sent = { ...nothing }; // what the worker has
+let sent = ""; // the picture that the worker has
+let draft: { key: string; picture: Picture } | undefined; // at the size that it is shown
 let drafted = ""; // what is shown, if it is a draft
 const rendering = new Latest(async (stale) => {
   if (!photo || !panel) return;
@@ -142,20 +146,28 @@ function drawOriginal(of: Settings): void {
   draw(originalContext, photo!, size, of);
 }
 
-/** Has the worker take the photograph, in this size. */
-async function send(call: "picture" | "draft", size: Size, of: Settings): Promise<void> {
+/** Has the worker take the photograph, in the panel's size. */
+async function send(of: Settings): Promise<void> {
+  const { width, height } = panelSize();
+  const key = framingOf(of, { width, height });
+  if (key === sent) return;
+  drawOriginal(of);
+  const { data } = originalContext.getImageData(0, 0, width, height);
+  await engine.call("picture", [data.buffer as ArrayBuffer, width, height], [data.buffer as ArrayBuffer]);
+  sent = key;
+}
+
+const draftOptions = (of: Settings, mode = of.dither) => ({ ...renderOptions(of, mode), draft: true });
+
+/** The photograph in nearly a rendering's place: in as many pixels as the canvas has on the screen. */
+function drawDraft(size: Size, of: Settings): Picture {
   const key = framingOf(of, size);
-  if (key === sent[call]) return;
-  const context = call === "picture" ? originalContext : drafting;
-  if (call === "picture") {
-    drawOriginal(of);
-  } else {
-    Object.assign(context.canvas, size);
-    draw(context, photo!, size, of);
+  if (key !== draft?.key) {
+    Object.assign(drafting.canvas, size);
+    draw(drafting, photo!, size, of);
+    draft = { key, picture: drafting.getImageData(0, 0, size.width, size.height) };
   }
-  const { data } = context.getImageData(0, 0, size.width, size.height);
-  await engine.call(call, [data.buffer as ArrayBuffer, size.width, size.height], [data.buffer as ArrayBuffer]);
-  sent[call] = key;
+  return draft.picture;
 }
 
 /** The size in which the screen shows the panel's pixels, or nothing if not reduced. */
@@ -176,16 +188,9 @@ function count(what: "renders" | "drafts"): void {
   document.body.dataset[what] = String(Number(document.body.dataset[what] ?? 0) + 1);
 }
 
-/** Shows nearly a rendering of as many pixels as the canvas has on the screen: not the panel's own. */
-async function renderDraft(canvas: HTMLCanvasElement, room: Size, mode: Dither, of: Settings): Promise<void> {
-  await send("draft", room, of);
-  paint(canvas, await engine.call("renderDraft", [{ ...renderOptions(of, mode), draft: true }]));
-}
-
 /** Shows the panel's pixels, reduced if there is no room. */
 async function renderTruly(canvas: HTMLCanvasElement, mode: Dither, of: Settings) {
-  const size = panelSize();
-  await send("picture", size, of);
+  await send(of);
   const room = roomOf(canvas);
   const options = { ...renderOptions(of, mode), ...(room && { reduced: room }) };
   const result = await engine.call("render", [options, threshold(of, mode)]);
@@ -202,12 +207,12 @@ async function renderLarge(of: Settings, stale: () => boolean): Promise<void> {
   if (moving || room.width * room.height < 0.6 * width * height) {
     const wanted = JSON.stringify([of, room]);
     if (wanted !== drafted) {
-      await renderDraft(rendered, room, of.dither, of);
+      paint(rendered, await drafts.render(drawDraft(room, of), draftOptions(of)));
       drafted = wanted;
       count("drafts");
     }
     // The panel's pixels take long enough for the next movement to wait for them.
-    if (moving) await pause(300, stale);
+    if (moving) await rendering.pause(300);
     if (stale()) return;
   }
   const shown = await renderTruly(rendered, of.dither, of);
@@ -230,7 +235,7 @@ async function renderAll(of: Settings, stale: () => boolean): Promise<void> {
         const { image } = await renderTruly(canvas, mode, of);
         if (mode === of.dither) truth = image;
       } else if (room) {
-        await renderDraft(canvas, room, mode, of);
+        paint(canvas, await drafts.renderAway(drawDraft(room, of), draftOptions(of, mode)));
       }
       if (stale()) return;
     }
@@ -301,7 +306,7 @@ async function show(place: number): Promise<void> {
     photo?.close();
     photo = bitmap;
     current = place;
-    [sent, drafted] = [{ ...nothing }, ""];
+    [sent, draft, drafted] = ["", undefined, ""];
     truth = undefined;
     element("work").hidden = false;
     if (element("empty").contains(document.activeElement)) element("large").focus();
@@ -361,7 +366,7 @@ async function openPanel(next: { builtin: string } | { bytes: Uint8Array<ArrayBu
     const info = "description" in described ? await openTyped(own, described)
                                            : await own.call("open", [described, settings.dither]);
     engine.close();
-    [engine, opening, panel, source, sent, drafted] = [own, undefined, info, described, { ...nothing }, ""];
+    [engine, drafts, opening, panel, source, sent, drafted] = [own, new Drafts(own), undefined, info, described, "", ""];
     const option = document.querySelector<HTMLOptionElement>("#panel option[value=own]")!;
     option.hidden = "builtin" in next;
     option.textContent = info.name + (info.size ? `, ${info.size.width} × ${info.size.height}` : "");
@@ -393,6 +398,7 @@ async function openTyped(to: Engine, typed: { description: string; described: De
   const info = await to.call("open", [typed, settings.dither, roughly], [roughly.buffer]);
   void (async () => {
     await to.call("adopt", [first, await build(first)]);
+    drafts.forget();
     showProgress(undefined);
     own.progress = () => {};
     void rendering.ask();
@@ -433,7 +439,7 @@ const encoding = (name: string) => ({ format: settings.format, gzip: settings.gz
 
 async function saveFrame(): Promise<void> {
   const { name } = photos[current]!;
-  await send("picture", panelSize(), settings);
+  await send(settings);
   const { bytes, suffix } = await engine.call(
     "frame", [renderOptions(settings), threshold(settings), encoding(name)]);
   save(stem(name) + suffix, new Blob([bytes]));

@@ -106,7 +106,14 @@ const calls = {
   draft(rgba: ArrayBuffer, width: number, height: number): void {
     draft = { data: new Uint8Array(rgba), width, height };
   },
-  renderDraft: async (options: ShownOptions) => (await shownFor(options.dither)).render(draft!, options),
+  /** Also tells how many milliseconds it took, and of which package, if this is asked for. */
+  async renderDraft(options: ShownOptions, withPackage: boolean) {
+    const panel = await shownFor(options.dither);
+    const start = performance.now();
+    const image = panel.render(draft!, options);
+    const took = performance.now() - start;
+    return { image, took, bytes: withPackage ? panel.packageBytes.slice() : undefined };
+  },
   /** The picture as the panel shows it, and what the power guard says. */
   async render(options: ShownOptions, threshold?: number): Promise<Shown> {
     const panel = await shownFor(options.dither);

@@ -9,14 +9,25 @@ const types = { svg: "image/svg+xml", json: "application/json" };
 const inData = (name) =>
   `data:${types[name.split(".").at(-1)] ?? "application/octet-stream"};base64,${read(name).toString("base64")}`;
 
-/** The script with what it reads inside it, and its worker, too. */
+/** Files that scripts read: the page and its worker read the same. */
+const files = {};
+
+/** The script, with its worker, and with files by name. */
 function whole(name) {
   return read(name).toString().replace(/new URL\(""\+new URL\("([^"]+)",import\.meta\.url\)\.href,import\.meta\.url\)/g,
-    (_, file) => file.endsWith(".js")
-      ? `URL.createObjectURL(new Blob([${JSON.stringify(whole(`assets/${file}`))}],{type:"text/javascript"}))`
-      : `new URL("${inData(`assets/${file}`)}")`)
-    .replace('{type:"module"}', "{}") // a worker of this page's own bytes may only be a classic one
-    .replaceAll("</script", "<\\/script");
+    (_, file) => {
+      if (file.endsWith(".js"))
+        return `URL.createObjectURL(new Blob(["self.ownFiles="+JSON.stringify(ownFiles)+";",${JSON.stringify(whole(`assets/${file}`))}],{type:"text/javascript"}))`;
+      files[file] = inData(`assets/${file}`);
+      return `new URL(ownFiles[${JSON.stringify(file)}])`;
+    })
+    .replace('{type:"module"}', "{}"); // a worker of this page's own bytes may only be a classic one
+}
+
+/** A page's script, which tells it and its worker what the files are. */
+function withFiles(name) {
+  const script = whole(name);
+  return `window.ownFiles=${JSON.stringify(files)};${script}`.replaceAll("</script", "<\\/script");
 }
 
 const hashes = { script: [], style: [] };
@@ -26,7 +37,7 @@ function inline(kind, text, attributes = "") {
 }
 
 let page = read("index.html").toString()
-  .replace(/<script type="module"[^>]* src="\.\/([^"]+)"><\/script>/, (_, name) => inline("script", whole(name), ' type="module"'))
+  .replace(/<script type="module"[^>]* src="\.\/([^"]+)"><\/script>/, (_, name) => inline("script", withFiles(name), ' type="module"'))
   .replace(/<link rel="stylesheet"[^>]* href="\.\/([^"]+)">/, (_, name) => inline("style", read(name).toString()))
   .replace(/(<link rel="icon" href=")\.\/([^"]+)"/, (_, start, name) => `${start}${inData(name)}"`);
 page = page.replace(/script-src [^"]*worker-src 'self';/,

@@ -1,6 +1,6 @@
 export { adjust, dithers, inkChoices, Panel, transfer, tuningFor } from "./panel.js";
 export type {
-  Adjustment, Development, Dither, Inks, Output, PanelOptions, RenderOptions, Verdict,
+  Adjustment, Development, Dither, Inks, Into, Output, PanelOptions, RenderOptions, Verdict,
 } from "./panel.js";
 export { buildPackage, describe, intents, tunings } from "./builder.js";
 export type { BuildOptions, Described, Intent, PanelDescription, Tuning } from "./builder.js";

@@ -67,6 +67,12 @@ export interface RenderOptions {
   adjustment?: Adjustment;
 }
 
+/** Where a rendering goes. */
+export interface Into {
+  /** These bytes, of which there are as many as needed, instead of new ones: for those who render often. */
+  into?: Uint8Array<ArrayBuffer>;
+}
+
 /** The panel's size and layout, which a package does not hold. */
 export interface PanelOptions {
   name?: string;
@@ -132,7 +138,7 @@ function reduce(instance: Instance, allocate: Allocate, address: number, picture
 }
 
 function take(instance: Instance, allocate: Allocate, address: number, picture: Picture,
-              options: Pick<RenderOptions, "rgba" | "reduced"> = {}): Image {
+              options: Pick<RenderOptions, "rgba" | "reduced"> & Into = {}): Image {
   const { width, height } = picture;
   const pixels = width * height;
   const reduced = options.reduced && { reduced: reduce(instance, allocate, address, picture, options.reduced) };
@@ -142,7 +148,11 @@ function take(instance: Instance, allocate: Allocate, address: number, picture: 
     instance.call("oxel_rgba_from_rgb", address, start, pixels);
   }
   const channels = options.rgba ? 4 : 3;
-  return { data: instance.bytes.slice(start, start + channels * pixels), width, height, channels, ...reduced };
+  const own = instance.bytes.subarray(start, start + channels * pixels);
+  const data = options.into ?? new Uint8Array(own.length);
+  if (data.length !== own.length) throw new OxelError(15, `${own.length} bytes into ${data.length}`);
+  data.set(own);
+  return { data, width, height, channels, ...reduced };
 }
 
 /**
@@ -236,7 +246,7 @@ export class Panel {
   }
 
   /** Renders to one form: `"tcon"`, the controller's codes, if nothing is said. */
-  render(picture: Picture, options: RenderOptions & { output?: Output } = {}): Image {
+  render(picture: Picture, options: RenderOptions & { output?: Output } & Into = {}): Image {
     const output = choose("output", options.output ?? "tcon", outputs);
     if (options.dither === "none") return this.#renderUndiffused(picture, options, output);
     return this.#prepared(picture, options, true, (instance, allocate, input, rows, mode, page) => {

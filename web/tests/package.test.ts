@@ -75,7 +75,10 @@ test("pictures of four bytes lie over white and come back with alpha", async () 
   const panel = await Panel.builtin();
   const rgba = { data: new Uint8ClampedArray([250, 0, 0, 255, 0, 0, 0, 0, 9, 9, 9, 0]), width: 3, height: 1 };
   const rgb = { data: new Uint8Array([250, 0, 0, 255, 255, 255, 255, 255, 255]), width: 3, height: 1 };
-  const { data } = panel.render(rgba, { output: "eo", rgba: true });
+  const into = new Uint8Array(12);
+  const { data } = panel.render(rgba, { output: "eo", rgba: true, into });
+  expect(data).toBe(into);
+  expect(() => panel.render(rgba, { into })).toThrow(/9 bytes into 12/);
   const expected = panel.render(rgb, { output: "eo" }).data;
   for (let i = 0; i < 3; ++i)
     expect([...data.subarray(4 * i, 4 * i + 4)]).toEqual([...expected.subarray(3 * i, 3 * i + 3), 255]);
@@ -124,6 +127,17 @@ test.each([["floyd", 2, 10], ["jjn", 4, 45]] as const)("drafts and rough package
   expect(fromDraft.most).toBeLessThan(most);
   for (const left of ["adjustment", "development"] as const) // both are seen
     expect((await apart(right, right, options, { ...options, [left]: {}, draft: true } as typeof options)).mean).toBeGreaterThan(4);
+});
+
+test("what was drafted before leaves no trace in a draft", async () => {
+  const [used, options] = [await Panel.builtin(), { draft: true, output: "eo" }] as const;
+  const other = { ...photo, data: photo.data.slice() };
+  other.data[3 * 320 * 200]! ^= 0x40; // in the last row, which the pixels before do not show
+  const turned = { data: photo.data, width: photo.height, height: photo.width };
+  for (const picture of [other, photo, turned, photo])
+    for (const how of [{ adjustment: { hue: 40 } }, { development: { shadows: 30 } }, { adjustment: { gamma: 1.4 } }, {}])
+      expect(same(used.render(picture, { ...options, ...how }).data,
+                  (await Panel.builtin()).render(picture, { ...options, ...how }).data)).toBe(true);
 });
 
 test("the heap gives whole pieces, and joins what comes back", async () => {

@@ -295,6 +295,42 @@ test("however slow the page is, one rendering is under way, and the last setting
   await close();
 }, 300_000);
 
+test("drafts are the same on the page's thread, which they leave when they are slow", async () => {
+  await open("#width=64&height=48", undefined, () => {
+    const calls: string[] = [];
+    Object.assign(window, { calls, Worker: class extends Worker {
+      override postMessage(...values: unknown[]) {
+        calls.push((values[0] as { name: string }).name);
+        (super.postMessage as (...values: unknown[]) => void)(...values);
+      }
+    } });
+  });
+  run(oxel, "package", "build", panelFile, "-o", "draft.lut");
+  await page.setInputFiles("#panel-file", join(folder, "draft.lut"));
+  await expect.poll(() => page.textContent("#status")).toMatch(/draft.lut: 3 colours/);
+  await give("photo.png", await drawn("image/png", "srgb"), "image/png");
+  /** What a movement of the slider shows, and whether the worker has drawn it. */
+  const drafted = (value: number) => page.evaluate(async (value) => {
+    const [calls, { dataset }] = [(window as unknown as { calls: string[] }).calls, document.body];
+    const [before, slider] = [dataset.drafts, document.getElementById("hue") as HTMLInputElement];
+    calls.length = 0;
+    slider.value = String(value);
+    slider.dispatchEvent(new Event("input"));
+    while (dataset.drafts === before) await new Promise((resolve) => setTimeout(resolve, 1));
+    return [(document.getElementById("rendered") as HTMLCanvasElement).toDataURL(), calls.includes("renderDraft")] as const;
+  }, value);
+  const clock = (step: number) => page.evaluate((step) => { let time = 0; performance.now = () => (time += step); }, step);
+  await clock(0);
+  const [first, other] = [await drafted(90), await drafted(-90)]; // here as soon as its panel is
+  expect([first[1], first[0] === other[0]]).toEqual([true, false]);
+  await expect.poll(async () => [await drafted(90), await drafted(-90)], { timeout: 30_000 })
+    .toEqual([[first[0], false], [other[0], false]]);
+  await clock(20);
+  expect(await drafted(90)).toEqual([first[0], false]); // too slow for the next one
+  expect(await drafted(-90)).toEqual([other[0], true]);
+  await close();
+}, 120_000);
+
 test("typed colours are built", async () => {
   await open();
   await page.waitForSelector("#save-package");
