@@ -485,7 +485,8 @@ class Serve(CommandCase):
             }""")
         compiler = os.environ.get("CC", "cc").split()
         subprocess.run([*compiler, "-shared", "-fPIC", "slow.c", "-o", "slow.so"], check=True)
-        service = self.serve(TOP + KITCHEN, LD_PRELOAD=os.path.abspath("slow.so"))
+        before = os.environ.get("LD_PRELOAD", "")  # a sanitizer's, which wants to be the first
+        service = self.serve(TOP + KITCHEN, LD_PRELOAD=f"{before} {os.path.abspath('slow.so')}")
 
         def ask():
             connection = http.client.HTTPConnection("127.0.0.1", service.port, timeout=60)
